@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QByteArrayView>
+
+#include <array>
+#include <span>
+
+namespace protocol {
+
+/// Size of every line buffer, in bytes, the terminating NUL included.
+inline constexpr int kLineCapacity = 1000;
+
+/// The most digits that a 32-bit value has in hexadecimal.
+inline constexpr int kMaxHexDigits = 8;
+
+/// `value` as upper-case hexadecimal text, most significant digit first.
+class HexText
+{
+public:
+    /// At least `minDigits` (1 to 8) digits, filled with leading zeros; more where the value needs
+    /// them.
+    explicit HexText(quint32 value, int minDigits = 1);
+
+    /// The digits; valid as long as this object.
+    [[nodiscard]] QByteArrayView view() const
+    {
+        return {m_digits.data() + m_first, kMaxHexDigits - m_first};
+    }
+
+private:
+    std::array<char, kMaxHexDigits> m_digits{};
+    int m_first = kMaxHexDigits;
+};
+
+/// An outgoing line while it is being put together: a bounded, always NUL-terminated text in a
+/// buffer of `kLineCapacity` bytes. Text that does not fit is not taken and leaves the line marked:
+/// a line that lost something must not be sent.
+class Line
+{
+public:
+    Line() = default;
+    explicit Line(QByteArrayView text) { append(text); }
+
+    /// Appends `text` as it is.
+    Line& append(QByteArrayView text);
+
+    /// Appends `value` as upper-case hexadecimal without leading zeros ("0" for zero).
+    Line& appendHex(quint32 value) { return append(HexText(value).view()); }
+
+    /// Appends `value` as upper-case hexadecimal of at least two digits, like "%02X".
+    Line& appendHexByte(quint32 value) { return append(HexText(value, 2).view()); }
+
+    /// False once something did not fit.
+    [[nodiscard]] bool complete() const { return m_complete; }
+
+    /// The text so far; valid until the line is changed or destroyed.
+    [[nodiscard]] QByteArrayView view() const { return {m_buffer.data(), m_size}; }
+
+    /// The whole buffer, NUL-terminated, for the send operations that append in place. What they
+    /// append is not seen by `view()`.
+    [[nodiscard]] char* data() { return m_buffer.data(); }
+
+private:
+    std::array<char, kLineCapacity> m_buffer{};
+    qsizetype m_size = 0;
+    bool m_complete = true;
+};
+
+/// The text at the start of `buffer`: up to the first NUL, or all of it when there is none.
+[[nodiscard]] QByteArrayView textOf(std::span<const char, kLineCapacity> buffer);
+
+} // namespace protocol
