@@ -60,7 +60,7 @@ quint32 hexValue(QByteArrayView text)
 {
     quint32 value = 0;
     for (const char c : text)
-        value = (value << 4U) | WireText::HexCharDecode(c);
+        value = (value << 4U) | hexDigit(c);
     return value;
 }
 
@@ -111,13 +111,7 @@ unsigned int WireText::StrToU32(const char* text)
 
 unsigned int WireText::HexCharDecode(char c)
 {
-    if (isDigit(c))
-        return static_cast<unsigned int>(c - '0');
-    if (c >= 'a' && c <= 'f')
-        return static_cast<unsigned int>(c - 'a' + 10);
-    if (c >= 'A' && c <= 'F')
-        return static_cast<unsigned int>(c - 'A' + 10);
-    return 0;
+    return hexDigit(c);
 }
 
 unsigned int WireText::HexStrDecode(const char* text)

@@ -11,6 +11,18 @@ namespace protocol {
 /// The result points into `line`.
 [[nodiscard]] std::optional<QByteArrayView> field(QByteArrayView line, int index);
 
+/// The value of a hexadecimal digit of either case, 0 for any other character.
+[[nodiscard]] constexpr quint32 hexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+        return static_cast<quint32>(c - '0');
+    if (c >= 'a' && c <= 'f')
+        return static_cast<quint32>(c - 'a' + 10);
+    if (c >= 'A' && c <= 'F')
+        return static_cast<quint32>(c - 'A' + 10);
+    return 0;
+}
+
 /// The whole of `text` read as hexadecimal, in 32 bits; a character that is no hexadecimal digit
 /// counts as a 0 digit, and only the last eight count.
 [[nodiscard]] quint32 hexValue(QByteArrayView text);

@@ -1,0 +1,104 @@
+#include "bootload/DialogBootload.h"
+
+#include "bootload/Log.h"
+#include "bootload/Wire.h"
+#include "serial/Serial_Connect.h"
+#include "ui_DialogBootload.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+constexpr QLatin1StringView kResourcePrefix{":/res/"};
+
+/// Shown where the manifest gives no version.
+constexpr QLatin1StringView kDefaultVersion{"D.02n"};
+
+/// The manifest's top-level object; empty when it is missing or malformed.
+QJsonObject readManifestObject()
+{
+    const QString path = kResourcePrefix + QLatin1StringView("settings.json");
+    qCDebug(logJob) << path;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return {};
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+} // namespace
+
+DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidget* parent)
+    : QDialog(parent), ui(new Ui_DialogBootload), mode(jobMode)
+{
+    ui->setupUi(this);
+    serial = serialService;
+    connect(&timer, SIGNAL(timeout()), this, SLOT(Timeout()));
+    timer.start(kTickInterval);
+
+    // Refused by Qt, and wanted so: the dialog has no such slot, all of its traffic runs through
+    // its own ports and nothing that the service hears may reach a session.
+    connect(serial, SIGNAL(GotMessageNoCRC(QString)), this, SLOT(GotMessage(QString)));
+
+    for (QProgressBar* bar : {ui->progressBarLoad, ui->progressBarVerify}) {
+        bar->setMaximum(TotalSize());
+        bar->setValue(0);
+    }
+    FindPorts();
+    ReadManifest();
+    ui->progressBarVerify->setMaximum(BytesBefore(images.size()));
+    ui->progressBarVerify->setMinimum(0);
+    connect(this, SIGNAL(finished(int)), this, SLOT(close(int)));
+    setWindowTitle(Title());
+    ui->label_UpdateVersion->setText(QStringLiteral("Update Version: ") + version);
+}
+
+DialogBootload::~DialogBootload()
+{
+    delete ui;
+}
+
+void DialogBootload::ReadManifest()
+{
+    const QJsonObject manifest = readManifestObject();
+    version = manifest.value(QStringLiteral("Version")).toString();
+    if (version.isEmpty())
+        version = kDefaultVersion;
+
+    const QJsonArray entries = manifest.value(QStringLiteral("Images")).toArray();
+    for (const QJsonValue entry : entries) {
+        const QJsonObject image = entry.toObject();
+        const QString path = kResourcePrefix + image.value(QStringLiteral("FileName")).toString();
+        AddImage(path, image.value(QStringLiteral("ImageName")).toInt(),
+            image.value(QStringLiteral("ImageVersion")).toInt());
+        qCDebug(logJob) << "file " << path;
+    }
+    qCDebug(logJob) << "Files " << entries.size();
+}
+
+QString DialogBootload::Title() const
+{
+    switch (mode) {
+    case JobEraseImages:
+        return QStringLiteral("BRIVAN ANNEALING DB Firmware Update - Delete Images");
+    case JobImagesOnly:
+        return QStringLiteral("BRIVAN ANNEALING DB Firmware Update - Update Images");
+    default:
+        return QStringLiteral("BRIVAN ANNEALING DB Firmware Update ") + version;
+    }
+}
+
+void DialogBootload::close(int i)
+{
+    Q_UNUSED(i)
+    // A dialog can be told to finish twice; the ports go once.
+    if (portsFreed)
+        return;
+    // Until the dialog itself is deleted the timer can still tick, over a list of freed ports.
+    portsFreed = true;
+    for (qsizetype k = ports.size() - 1; k >= 0; --k) {
+        ports.at(k)->close();
+        delete ports.at(k);
+    }
+}

@@ -1,0 +1,164 @@
+#pragma once
+
+#include "bootload/ImageFile.h"
+#include "bootload/PortTest.h"
+#include "protocol/Line.h"
+#include "protocol/WireText.h"
+
+#include <QDialog>
+#include <QList>
+#include <QTimer>
+
+class DialogBootloadProbe;
+class QSerialPortInfo;
+class Serial_Connect;
+class Ui_DialogBootload;
+
+/// The modal dialog that runs one job: it finds every FTDI port, loads the images of the
+/// compiled-in release set and drives one session a port, stepped by a timer and by the board's
+/// acknowledgements, until the person closes it.
+class DialogBootload : public QDialog, public protocol::WireText
+{
+    Q_OBJECT
+
+public:
+    /// Builds the dialog with its ports and images. `serial` stays the caller's and is never
+    /// called. `mode` is 0 to update software and images, 1 to update the images, 2 to erase them.
+    DialogBootload(Serial_Connect* serial, int mode, QWidget* parent);
+    ~DialogBootload() override;
+
+    using QDialog::close;
+
+    /// Opens every serial port whose USB manufacturer contains "FTDI" and appends it to the ports,
+    /// opened or not.
+    void FindPorts();
+
+    /// Loads the image file `fileName` and appends it to the images under its number and version. A
+    /// file that cannot be read gives an image without bytes.
+    void AddImage(QString fileName, int imageName, int imageVersion);
+
+    /// Reads a C-source image; see `parseImage`.
+    void LoadImage(QByteArray text, ImageFile& image);
+
+    /// Progress steps of a whole firmware transfer.
+    int TotalSize();
+
+    /// The progress step, 0 to `TotalSize()` - 1, at which the firmware address `address` stands.
+    int CurrentPosition(int address);
+
+    /// Appends "*", the checksum of what follows the first "$" and a line feed to `line`, a buffer
+    /// of 1000 bytes, in place and sends it. Without a "$", a NUL behind it or room for what is
+    /// appended, nothing is changed or sent.
+    void AddCRC_nSend(PortTest* port, char* line);
+    /// The same on a copy of `line`; a text of 1000 bytes or more in UTF-8 is not sent.
+    void AddCRC_nSend(PortTest* port, QString line);
+
+    /// Appends a line feed to `line`, a buffer of 1000 bytes, in place and sends it without a
+    /// checksum. Without a NUL and room for the line feed nothing is changed or sent.
+    void nSend(PortTest* port, char* line);
+    /// The same on a copy of `line`; a text of 1000 bytes or more in UTF-8 is not sent.
+    void nSend(PortTest* port, QString line);
+
+    /// Sends a whole line; only its line feed is added where it is missing. An empty text sends
+    /// nothing.
+    void SendMessage(PortTest* port, QString line);
+
+    /// One step of the session of `port`.
+    void BootloadProcess(PortTest* port);
+
+public slots:
+    /// Steps the session of every port, in list order.
+    void Timeout();
+    /// Takes what the sending port has received and hands on every line that is complete.
+    void readyRead();
+    /// Handles one line from the board on `port`.
+    void GotMessage(PortTest* port, QString Msg);
+    /// Closes and frees every port, last to first. `i` is not used.
+    void close(int i);
+
+private:
+    friend class DialogBootloadProbe;
+    class QSerialPortInfo;
+
+    // Construction (DialogBootload.cpp)
+    void ReadManifest();
+    [[nodiscard]] QString Title() const;
+
+    // Ports (Ports.cpp)
+    void CapturePort(const QSerialPortInfo& info);
+    void CloseWhenGone(PortTest* port);
+
+    // Framing (Framing.cpp)
+    void Send(PortTest* port, protocol::Line line);
+    void Write(PortTest* port, QByteArrayView bytes);
+    void ShowSent();
+    void ShowReceived();
+
+    // Session (Session.cpp), one function a state
+    void StepAllPorts();
+    void StepLoad(PortTest* port);
+    void StepStart(PortTest* port);
+    void StepProbe(PortTest* port);
+    void StepWaitForBootloader(PortTest* port);
+    void StepEraseImages(PortTest* port);
+    void StepSendImages(PortTest* port);
+    void StepReopenFast(PortTest* port);
+    void StepAskMainVersion(PortTest* port);
+    void StepAskSecondVersion(PortTest* port);
+    void StepAskForBootloader(PortTest* port);
+    void StepEraseFromStart(PortTest* port);
+    void StepFinish(PortTest* port);
+    void StartImages(PortTest* port);
+    void SendEraseImages(PortTest* port);
+    void SendImageHeader(PortTest* port);
+    void SendImageBlock(PortTest* port);
+    void FinishSession(PortTest* port);
+
+    // Firmware (Firmware.cpp)
+    void LoadStartAddress(PortTest* port);
+    void OpenFirmware(PortTest* port);
+    void StepFirmware(PortTest* port);
+    void ErasePage(PortTest* port);
+    void SendDataLine(PortTest* port);
+    void CheckFirmware(PortTest* port);
+    void ProgramPage(PortTest* port);
+
+    // Images (Images.cpp)
+    [[nodiscard]] int BytesBefore(qsizetype index);
+    [[nodiscard]] int ImageProgress(const PortTest* port);
+
+    // Replies (Replies.cpp), one function a word
+    void GotBootloader(PortTest* port, QByteArrayView line);
+    void GotGACK(PortTest* port, QByteArrayView line);
+    void GotMVERR(PortTest* port, QByteArrayView line);
+    void GotIACK(PortTest* port, QByteArrayView line);
+    void GotFACK(PortTest* port, QByteArrayView line);
+    void GotAACK(PortTest* port, QByteArrayView line);
+    void GotEACK(PortTest* port, QByteArrayView line);
+    void GotDACK(PortTest* port, QByteArrayView line);
+    void GotPACK(PortTest* port, QByteArrayView line);
+    void GotCACK(PortTest* port, QByteArrayView line);
+    void GotVACK(PortTest* port, QByteArrayView line);
+    void NextImage(PortTest* port);
+    void BlockStored(PortTest* port);
+    void FirmwareDone(PortTest* port);
+    void Verified(PortTest* port, qint32 end);
+
+    QTimer timer;
+    Ui_DialogBootload* ui;
+    Serial_Connect* serial;
+    QList<PortTest*> ports;
+    QList<ImageFile> images;
+    int mode;
+    int txSpin = 0;
+    int rxSpin = 0;
+    // The fourth activity character is "-" again: what the person sees is this set, not a turning
+    // bar.
+    char spinChars[10] = {'-', '|', '/', '-'};
+    QString version;
+
+    /// Bytes of all images before each image, filled as far as it has been asked for.
+    QList<int> imageStarts;
+    /// Set once the ports are gone while the list still holds their addresses.
+    bool portsFreed = false;
+};

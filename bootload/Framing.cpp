@@ -1,0 +1,143 @@
+#include "bootload/DialogBootload.h"
+#include "bootload/Log.h"
+#include "protocol/Crc.h"
+#include "ui_DialogBootload.h"
+
+#include <QSignalBlocker>
+
+#include <algorithm>
+
+using protocol::kLineCapacity;
+using protocol::Line;
+
+namespace {
+
+// Behind the checksum's "*" the board's lines have room for four digits, and the line feed stands
+// behind that room even when there are fewer.
+constexpr qsizetype kLineFeedOffset = 5;
+
+/// Appends "*", the checksum and a line feed to the line in `buffer`. Returns false, with the
+/// buffer unchanged, when there is no "$", no NUL behind it or no room.
+bool appendChecksum(std::span<char, kLineCapacity> buffer)
+{
+    const auto dollar = std::find(buffer.begin(), buffer.end(), '$');
+    if (dollar == buffer.end())
+        return false;
+    const auto body = dollar + 1;
+    const auto end = std::find(body, buffer.end(), '\0');
+    if (buffer.end() - end <= kLineFeedOffset + 1)
+        return false;
+
+    const protocol::HexText checksum(protocol::crcOf({body, end}));
+    const QByteArrayView digits = checksum.view();
+    *end = '*';
+    *std::copy(digits.begin(), digits.end(), end + 1) = '\0';
+    // A checksum of fewer than four digits is followed by its NUL, so that such a line goes out
+    // without a line feed; the board knows the end of such a line by the silence after it.
+    *(end + kLineFeedOffset) = '\n';
+    *(end + kLineFeedOffset + 1) = '\0';
+    return true;
+}
+
+/// Appends a line feed to the line in `buffer`. Returns false, with the buffer unchanged, when
+/// there is no NUL or no room.
+bool appendLineFeed(std::span<char, kLineCapacity> buffer)
+{
+    const auto end = std::find(buffer.begin(), buffer.end(), '\0');
+    if (buffer.end() - end <= 1)
+        return false;
+    *end = '\n';
+    *(end + 1) = '\0';
+    return true;
+}
+
+} // namespace
+
+void DialogBootload::AddCRC_nSend(PortTest* port, char* line)
+{
+    const std::span<char, kLineCapacity> buffer(line, kLineCapacity);
+    if (!appendChecksum(buffer))
+        return;
+    Write(port, protocol::textOf(buffer));
+    ShowSent();
+}
+
+void DialogBootload::AddCRC_nSend(PortTest* port, QString line)
+{
+    Send(port, Line(line.toUtf8()));
+}
+
+void DialogBootload::nSend(PortTest* port, char* line)
+{
+    const std::span<char, kLineCapacity> buffer(line, kLineCapacity);
+    if (appendLineFeed(buffer))
+        Write(port, protocol::textOf(buffer));
+}
+
+void DialogBootload::nSend(PortTest* port, QString line)
+{
+    Line copy(line.toUtf8());
+    if (copy.complete())
+        nSend(port, copy.data());
+}
+
+void DialogBootload::SendMessage(PortTest* port, QString line)
+{
+    QByteArray text = line.toUtf8();
+    if (text.isEmpty())
+        return;
+    if (!text.endsWith('\n'))
+        text.append('\n');
+    Write(port, text);
+}
+
+void DialogBootload::Send(PortTest* port, Line line)
+{
+    if (line.complete())
+        AddCRC_nSend(port, line.data());
+}
+
+void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
+{
+    const bool open = port->isOpen();
+    if (open) {
+        // A failed write says nothing about the port: the line is sent again if no answer comes,
+        // and whether the adapter has gone is told by reading.
+        const QSignalBlocker blocker(port);
+        port->write(bytes.data(), bytes.size());
+        // The line leaves now: what is painted or logged next is so while it is on the wire.
+        port->flush();
+    }
+    qCDebug(logWire).noquote() << port->portName() << (open ? "TX" : "not open, not sent")
+                               << bytes.toByteArray().trimmed();
+}
+
+void DialogBootload::ShowSent()
+{
+    txSpin = txSpin <= 2 ? txSpin + 1 : 0;
+    ui->labelTX->setText(QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
+}
+
+void DialogBootload::ShowReceived()
+{
+    rxSpin = rxSpin > 2 ? 0 : rxSpin + 1;
+    // By the TX counter on purpose: this indicator moves only when something was sent in between.
+    ui->labelRX->setText(QStringLiteral("RX: ") + QLatin1Char(spinChars[txSpin]));
+}
+
+void DialogBootload::readyRead()
+{
+    auto* const port = dynamic_cast<PortTest*>(sender());
+    if (port == nullptr)
+        return;
+    const QByteArray bytes = port->readAll();
+    protocol::ReceiveBuffer received = port->received();
+    for (const char byte : bytes) {
+        if (!received.store(byte))
+            continue;
+        received.endLine();
+        ShowReceived();
+        GotMessage(port, QString::fromUtf8(received.text()));
+        received.restart();
+    }
+}

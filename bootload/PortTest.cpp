@@ -1,0 +1,3 @@
+#include "bootload/PortTest.h"
+
+PortTest::~PortTest() = default;

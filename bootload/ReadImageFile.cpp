@@ -1,0 +1,9 @@
+#include "bootload/ReadImageFile.h"
+
+#include <QFile>
+
+ReadImageFile::ReadImageFile(QFile* file, ImageFile* image)
+{
+    Q_UNUSED(image)
+    file->readAll();
+}

@@ -1,0 +1,252 @@
+#include "bootload/DialogBootload.h"
+#include "bootload/Wire.h"
+#include "ui_DialogBootload.h"
+
+using protocol::Line;
+
+void DialogBootload::Timeout()
+{
+    StepAllPorts();
+}
+
+void DialogBootload::StepAllPorts()
+{
+    if (portsFreed)
+        return;
+    for (PortTest* const port : std::as_const(ports))
+        BootloadProcess(port);
+}
+
+void DialogBootload::BootloadProcess(PortTest* port)
+{
+    switch (port->state) {
+    case StateLoad:
+        return StepLoad(port);
+    case StateStart:
+        return StepStart(port);
+    case StateProbe:
+        return StepProbe(port);
+    case StateWaitForBootloader:
+        return StepWaitForBootloader(port);
+    case StateEraseImages:
+        return StepEraseImages(port);
+    case StateSendImages:
+        return StepSendImages(port);
+    case StateReopenFast:
+        return StepReopenFast(port);
+    case StateAskMainVersion:
+        return StepAskMainVersion(port);
+    case StateAskSecondVersion:
+        return StepAskSecondVersion(port);
+    case StateAskForBootloader:
+        return StepAskForBootloader(port);
+    case StateEraseFromStart:
+        return StepEraseFromStart(port);
+    case StateFirmware:
+        return StepFirmware(port);
+    case StateFinish:
+        return StepFinish(port);
+    default:
+        return;
+    }
+}
+
+void DialogBootload::StepLoad(PortTest* port)
+{
+    LoadStartAddress(port);
+    port->flashAddress = kFirmwareStart;
+    port->fwStep = FirmwareErase;
+    port->ticks = 0;
+    if (mode == JobImagesOnly) {
+        StartImages(port);
+    } else if (mode == JobEraseImages) {
+        port->state = StateEraseImages;
+        port->imageIndex = 0;
+        port->imageOffset = 0;
+        port->imageStep = EraseSend;
+        port->imageWait = 1;
+    } else {
+        port->state = StateFirmware;
+    }
+    OpenFirmware(port);
+}
+
+void DialogBootload::StartImages(PortTest* port)
+{
+    port->state = StateSendImages;
+    port->imageIndex = 0;
+    port->imageOffset = 0;
+    port->imageStep = ImageRestart;
+    port->imageWait = 0;
+}
+
+void DialogBootload::StepStart(PortTest* port)
+{
+    port->retries = kProbeLines;
+    port->state = StateProbe;
+}
+
+void DialogBootload::StepProbe(PortTest* port)
+{
+    const bool askForBootloader = port->retries < kProbesForBootloader;
+    --port->retries;
+    Send(port, Line(askForBootloader ? kWordEnterBootloader : kWordMainVersion));
+    if (port->retries == 0) {
+        port->close();
+        port->state = StateReopenFast;
+    }
+}
+
+void DialogBootload::StepWaitForBootloader(PortTest* port)
+{
+    if (port->phase == PhaseWriting)
+        port->state = StateLoad;
+}
+
+void DialogBootload::StepEraseImages(PortTest* port)
+{
+    if (port->imageStep == EraseSend) {
+        if (port->imageWait != 0)
+            --port->imageWait;
+        else
+            SendEraseImages(port);
+    } else if (port->imageStep == EraseWait) {
+        if (port->imageWait != 0) {
+            --port->imageWait;
+        } else {
+            port->imageStep = EraseSend;
+            ui->textEdit->append(QStringLiteral("Command Timedout"));
+        }
+    }
+}
+
+void DialogBootload::SendEraseImages(PortTest* port)
+{
+    ui->textEdit->append(QStringLiteral("Send Erase All messages Command takes around 20 seconds"));
+    Send(port, Line(kWordEraseImages));
+    port->imageStep = EraseWait;
+    // The step that sends counts as the first of the wait.
+    port->imageWait = kImageAnswerWait - 1;
+}
+
+void DialogBootload::StepSendImages(PortTest* port)
+{
+    // No image is left: an empty manifest, or the board has skipped the last one.
+    if (port->imageIndex >= images.size()) {
+        FinishSession(port);
+        return;
+    }
+    if (port->imageWait != 0) {
+        --port->imageWait;
+        return;
+    }
+    switch (port->imageStep) {
+    case ImageAnnounce:
+        return SendImageHeader(port);
+    case ImageBlocks:
+        return SendImageBlock(port);
+    case ImageRestart:
+        port->imageStep = ImageAnnounce;
+        port->imageWait = kImageRestartWait;
+        return;
+    default:
+        return;
+    }
+}
+
+void DialogBootload::SendImageHeader(PortTest* port)
+{
+    const ImageFile& image = images.at(port->imageIndex);
+    Line line(kWordImage);
+    line.appendHexByte(static_cast<quint32>(image.imageName)).append(",");
+    line.appendHexByte(static_cast<quint32>(image.imageVersion)).append(",");
+    line.appendHexByte(static_cast<quint32>(image.width)).append(",");
+    line.appendHexByte(static_cast<quint32>(image.height));
+    port->imageOffset = 0;
+    port->imageWait = kImageAnswerWait;
+    Send(port, line);
+}
+
+void DialogBootload::SendImageBlock(PortTest* port)
+{
+    const QByteArray& data = images.at(port->imageIndex).data;
+    port->blockNumber = port->imageOffset / kBlockSize;
+    Line line(kWordBlock);
+    line.appendHexByte(static_cast<quint32>(port->blockNumber));
+    const QByteArray block = data.mid(port->imageOffset, kBlockSize);
+    for (const char byte : block)
+        line.append(",").appendHexByte(static_cast<quint8>(byte));
+    port->imageWait = kImageAnswerWait;
+    // The last block of an image is not sent again alone: without its acknowledgement the image is
+    // begun again.
+    if (port->imageOffset + block.size() >= data.size())
+        port->imageStep = ImageRestart;
+    Send(port, line);
+}
+
+void DialogBootload::FinishSession(PortTest* port)
+{
+    port->state = StateFinish;
+    port->ticks = 0;
+    Send(port, Line(kWordExit));
+}
+
+void DialogBootload::StepReopenFast(PortTest* port)
+{
+    port->phase = PhaseNotCaptured;
+    port->setBaudRate(kBootloaderBaudRate, QSerialPort::AllDirections);
+    port->open(QIODevice::ReadWrite);
+    port->state = StateWaitForBootloader;
+}
+
+// The next four states are reached by no transition; they stay for a board that is asked for its
+// versions again after a check.
+
+void DialogBootload::StepAskMainVersion(PortTest* port)
+{
+    constexpr qint32 kRequests = 3;
+    if (port->retries < kRequests) {
+        Send(port, Line(kWordMainVersion));
+    } else {
+        port->retries = 0;
+        port->state = StateAskSecondVersion;
+    }
+}
+
+void DialogBootload::StepAskSecondVersion(PortTest* port)
+{
+    constexpr qint32 kRequests = 3;
+    if (port->retries < kRequests) {
+        Send(port, Line(kWordSecondVersion));
+    } else {
+        port->retries = 0;
+        port->state = StateAskForBootloader;
+    }
+}
+
+void DialogBootload::StepAskForBootloader(PortTest* port)
+{
+    constexpr qint32 kRequests = 5;
+    if (port->retries < kRequests) {
+        Send(port, Line(kWordEnterBootloader));
+    } else {
+        port->close();
+        port->state = StateReopenFast;
+    }
+}
+
+void DialogBootload::StepEraseFromStart(PortTest* port)
+{
+    // The second field stays empty.
+    Send(
+        port, Line(kWordErasePage).appendHex(static_cast<quint32>(port->startAddress)).append(","));
+    port->state = StateFirmware;
+}
+
+void DialogBootload::StepFinish(PortTest* port)
+{
+    if (port->ticks++ == kFinishTicks) {
+        port->close();
+        ui->textEdit->append(QStringLiteral("Bootload Complete"));
+    }
+}
