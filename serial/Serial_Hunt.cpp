@@ -1,0 +1,134 @@
+// The hunt for the display board: which port is tried at which speed, and for how many ticks.
+
+#include "serial/Serial_Connect.h"
+#include "serial/Settings.h"
+
+#include <QSerialPortInfo>
+
+namespace {
+
+// The adapter that the machine has; spelled exactly so.
+constexpr QLatin1String kAdapterManufacturer("FTDI");
+
+// Ticks from a scan to the first attempt, or to the next scan when there was no candidate.
+constexpr int kScanTicks = 5;
+
+// The bootloader listens and announces itself at this speed.
+constexpr auto kBootloaderSpeed = QSerialPort::Baud115200;
+constexpr int kBootloaderTicks = 25;
+
+// The running firmware reports its status at this speed.
+constexpr auto kFirmwareSpeed = QSerialPort::Baud19200;
+constexpr int kFirmwareTicks = 50;
+
+} // namespace
+
+void Serial_Connect::OnTimeout()
+{
+    if (holdChecking)
+        return;
+    if (ScanIsDue())
+        ScanPorts();
+    else if (waitTicks > 0)
+        --waitTicks;
+    else if (portFound && !ignoreInput)
+        NextAttempt();
+}
+
+bool Serial_Connect::ScanIsDue() const
+{
+    return !settings->deviceReady && waitTicks == 0 && !portFound && checkingEnabled;
+}
+
+void Serial_Connect::ScanPorts()
+{
+    portIndex = -1;
+    statusAnswered = false;
+    // Having been tried before does not count against a port: each becomes a candidate again.
+    triedPorts.clear();
+    candidatePorts.clear();
+    const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
+    for (const QSerialPortInfo& port : ports) {
+        if (!port.manufacturer().contains(kAdapterManufacturer))
+            continue;
+        candidatePorts.append(port.portName());
+        portFound = true;
+        advancePending = true;
+    }
+    waitTicks = kScanTicks;
+}
+
+void Serial_Connect::NextAttempt()
+{
+    settings->port->close();
+    if (statusAnswered)
+        ReopenAfterStatus();
+    else if (advancePending)
+        AdvanceToNextCandidate();
+    else
+        RetryAtFirmwareSpeed();
+}
+
+void Serial_Connect::ReopenAfterStatus()
+{
+    statusAnswered = false;
+    if (!HasCandidate())
+        return;
+    OpenCandidate(kBootloaderSpeed);
+    waitTicks = kBootloaderTicks;
+}
+
+void Serial_Connect::AdvanceToNextCandidate()
+{
+    advancePending = false;
+    // Greater, not equal: after the last candidate the index stays at their number, and the hunt
+    // stays there for good instead of scanning again.
+    if (portIndex > candidatePorts.size()) {
+        portFound = false;
+        return;
+    }
+    waitTicks = kBootloaderTicks;
+    if (HasCandidate())
+        triedPorts.append(candidatePorts.at(portIndex));
+    ++portIndex;
+    if (HasCandidate())
+        OpenCandidate(kBootloaderSpeed);
+}
+
+void Serial_Connect::RetryAtFirmwareSpeed()
+{
+    if (!HasCandidate())
+        return;
+    OpenCandidate(kFirmwareSpeed);
+    advancePending = true;
+    waitTicks = kFirmwareTicks;
+}
+
+bool Serial_Connect::HasCandidate() const
+{
+    return portIndex >= 0 && portIndex < candidatePorts.size();
+}
+
+// A port that cannot be opened is an attempt without an answer, so the result does not matter.
+void Serial_Connect::OpenCandidate(QSerialPort::BaudRate speed)
+{
+    QSerialPort* const port = settings->port;
+    connect(port, &QSerialPort::errorOccurred, this, &Serial_Connect::CloseVanishedPort,
+        Qt::UniqueConnection);
+    port->setPortName(candidatePorts.at(portIndex));
+    port->setBaudRate(speed);
+    port->setDataBits(QSerialPort::Data8);
+    port->setParity(QSerialPort::NoParity);
+    port->setStopBits(QSerialPort::OneStop);
+    port->setFlowControl(QSerialPort::NoFlowControl);
+    port->open(QIODevice::ReadWrite);
+}
+
+// Qt reports the read error of an unplugged adapter over and over until the port is closed, which
+// would keep the processor busy until the attempt ends.
+void Serial_Connect::CloseVanishedPort(QSerialPort::SerialPortError error)
+{
+    const bool vanished = error == QSerialPort::ReadError || error == QSerialPort::ResourceError;
+    if (vanished && settings->port->isOpen())
+        settings->port->close();
+}

@@ -1,0 +1,270 @@
+// glib uses "signals" as a name, which Qt's keyword of that name would replace.
+#define QT_NO_KEYWORDS
+#include <umockdev.h>
+
+#include "virtualboard/UsbBus.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <pty.h>
+#include <stdexcept>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr auto kPreload = "libumockdev-preload.so.0";
+// A bus listing is sorted by path: numbers of equal width keep the order of plugging.
+constexpr int kFirstSocket = 101;
+constexpr int kTtyMajor = 188; // the kernel's number for USB serial ports
+
+struct Rate
+{
+    speed_t code;
+    int baud;
+};
+
+constexpr std::array kRates{
+    Rate{B50, 50},
+    Rate{B1200, 1200},
+    Rate{B2400, 2400},
+    Rate{B4800, 4800},
+    Rate{B9600, 9600},
+    Rate{B19200, 19200},
+    Rate{B38400, 38400},
+    Rate{B57600, 57600},
+    Rate{B115200, 115200},
+    Rate{B230400, 230400},
+    Rate{B460800, 460800},
+    Rate{B921600, 921600},
+};
+
+QByteArray hex4(quint16 value)
+{
+    return QByteArray::number(value, 16).rightJustified(4, '0');
+}
+
+/// udev replaces blanks in the names that it takes from a device.
+QByteArray udevName(const QString& text)
+{
+    return QString(text).replace(QLatin1Char(' '), QLatin1Char('_')).toUtf8();
+}
+
+int portNumber(const QString& portName)
+{
+    qsizetype digits = portName.size();
+    while (digits > 0 && portName.at(digits - 1).isDigit())
+        --digits;
+    return portName.mid(digits).toInt();
+}
+
+} // namespace
+
+struct UsbBus::Testbed
+{
+    Testbed() : handle(umockdev_testbed_new()) { }
+    ~Testbed() { g_object_unref(handle); }
+    Testbed(const Testbed&) = delete;
+    Testbed& operator=(const Testbed&) = delete;
+
+    [[nodiscard]] QString root() const
+    {
+        const std::unique_ptr<gchar, decltype(&g_free)> path(
+            umockdev_testbed_get_root_dir(handle), &g_free);
+        return QString::fromUtf8(path.get());
+    }
+
+    /// Adds a device and returns its path under /sys. Both lists are name, value, name, value...
+    QByteArray add(const char* subsystem, const QByteArray& name, const QByteArray& parent,
+        const QByteArrayList& attributes, const QByteArrayList& properties) const
+    {
+        std::vector<gchar*> attributeList = pointers(attributes);
+        std::vector<gchar*> propertyList = pointers(properties);
+        const std::unique_ptr<gchar, decltype(&g_free)> path(
+            umockdev_testbed_add_devicev(handle, subsystem, name.constData(),
+                parent.isEmpty() ? nullptr : parent.constData(), attributeList.data(),
+                propertyList.data()),
+            &g_free);
+        return path.get();
+    }
+
+    UMockdevTestbed* handle;
+
+private:
+    static std::vector<gchar*> pointers(const QByteArrayList& texts)
+    {
+        std::vector<gchar*> list;
+        list.reserve(static_cast<size_t>(texts.size()) + 1);
+        for (const QByteArray& text : texts)
+            list.push_back(const_cast<gchar*>(text.constData())); // the call only reads them
+        list.push_back(nullptr);
+        return list;
+    }
+};
+
+UsbBus::UsbBus() : m_testbed(std::make_unique<Testbed>())
+{
+    QDir().mkpath(m_testbed->root() + QStringLiteral("/dev"));
+}
+
+UsbBus::~UsbBus() = default;
+
+std::unique_ptr<PluggedAdapter> UsbBus::plug(const Adapter& adapter)
+{
+    std::unique_ptr<PluggedAdapter> plugged(
+        new PluggedAdapter(*this, adapter, kFirstSocket + m_socketsUsed));
+    ++m_socketsUsed;
+    plugged->plugAgain();
+    return plugged;
+}
+
+QProcessEnvironment UsbBus::environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QString preload = environment.value(QStringLiteral("LD_PRELOAD"));
+    if (!preload.contains(QLatin1String(kPreload)))
+        preload = QLatin1String(kPreload) + (preload.isEmpty() ? QString() : u':' + preload);
+    environment.insert(QStringLiteral("LD_PRELOAD"), preload);
+    environment.insert(QStringLiteral("UMOCKDEV_DIR"), m_testbed->root());
+#ifdef __SANITIZE_ADDRESS__
+    // The sanitizer wants to be first among the libraries; behind the preloaded one works as well.
+    QString options = environment.value(QStringLiteral("ASAN_OPTIONS"));
+    if (!options.contains(QLatin1String("verify_asan_link_order")))
+        options += (options.isEmpty() ? QString() : QStringLiteral(":"))
+            + QStringLiteral("verify_asan_link_order=0");
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), options);
+#endif
+    return environment;
+}
+
+bool UsbBus::isSeenByThisProcess()
+{
+    return umockdev_in_mock_environment() != 0;
+}
+
+void UsbBus::addDevices(PluggedAdapter& plugged)
+{
+    const Adapter& adapter = plugged.m_adapter;
+    const QByteArray socket = "1-" + QByteArray::number(plugged.m_socket);
+    const QByteArray port = adapter.portName.toUtf8();
+    const QByteArray vendorId = hex4(adapter.vendorId);
+    const QByteArray productId = hex4(adapter.productId);
+    const QByteArray serial = adapter.serialNumber.toUtf8();
+    const QByteArray driver = "ftdi_sio";
+
+    const auto add = [&](const char* subsystem, const QByteArray& name,
+                         const QByteArrayList& attributes, const QByteArrayList& properties) {
+        plugged.m_paths.append(m_testbed->add(subsystem, name,
+            plugged.m_paths.value(plugged.m_paths.size() - 1), attributes, properties));
+    };
+    add("usb", socket,
+        {"idVendor", vendorId, "idProduct", productId, "manufacturer",
+            adapter.manufacturer.toUtf8(), "product", adapter.description.toUtf8(), "serial",
+            serial},
+        {"DEVTYPE", "usb_device", "DRIVER", "usb"});
+    add("usb", socket + ":1.0", {"bInterfaceNumber", "00"},
+        {"DEVTYPE", "usb_interface", "DRIVER", driver});
+    add("usb-serial", port, {}, {"DRIVER", driver});
+    add("tty", port, {},
+        {"DEVNAME", "/dev/" + port, "MAJOR", QByteArray::number(kTtyMajor), "MINOR",
+            QByteArray::number(portNumber(adapter.portName)), "ID_BUS", "usb", "ID_VENDOR",
+            udevName(adapter.manufacturer), "ID_VENDOR_ID", vendorId, "ID_MODEL",
+            udevName(adapter.description), "ID_MODEL_ID", productId, "ID_SERIAL_SHORT", serial,
+            "ID_USB_DRIVER", driver});
+
+    const QString node = m_testbed->root() + QStringLiteral("/dev/") + adapter.portName;
+    QFile::remove(node);
+    if (!QFile::link(plugged.m_terminalPath, node))
+        throw std::runtime_error("cannot make the device node of " + port.toStdString());
+}
+
+void UsbBus::removeDevices(PluggedAdapter& plugged)
+{
+    QFile::remove(m_testbed->root() + QStringLiteral("/dev/") + plugged.m_adapter.portName);
+    umockdev_testbed_uevent(m_testbed->handle, plugged.m_paths.back().constData(), "remove");
+    // The library leaves the links of the children behind, so each device goes by itself...
+    while (!plugged.m_paths.isEmpty())
+        umockdev_testbed_remove_device(m_testbed->handle, plugged.m_paths.takeLast().constData());
+    // ...and it leaves the links by which a bus names its devices behind in any case.
+    const QString buses = m_testbed->root() + QStringLiteral("/sys/bus/");
+    const QString socket = QStringLiteral("usb/devices/1-%1").arg(plugged.m_socket);
+    QFile::remove(buses + socket);
+    QFile::remove(buses + socket + QStringLiteral(":1.0"));
+    QFile::remove(buses + QStringLiteral("usb-serial/devices/") + plugged.m_adapter.portName);
+}
+
+PluggedAdapter::PluggedAdapter(UsbBus& bus, Adapter adapter, int socket)
+    : m_bus(bus), m_adapter(std::move(adapter)), m_socket(socket)
+{
+}
+
+PluggedAdapter::~PluggedAdapter()
+{
+    unplug();
+}
+
+int PluggedAdapter::baudRate() const
+{
+    termios settings{};
+    if (m_master < 0 || tcgetattr(m_master, &settings) != 0)
+        return 0;
+    const speed_t code = cfgetospeed(&settings);
+    for (const Rate& rate : kRates) {
+        if (rate.code == code)
+            return rate.baud;
+    }
+    return 0;
+}
+
+void PluggedAdapter::discardUnread()
+{
+    if (m_slave >= 0)
+        tcflush(m_slave, TCIFLUSH);
+}
+
+void PluggedAdapter::unplug()
+{
+    if (!isPlugged())
+        return;
+    // The device leaves the list before the port hangs up: a program that looks around as soon as
+    // its port fails must not find it again.
+    m_bus.removeDevices(*this);
+    closeTerminal();
+}
+
+void PluggedAdapter::plugAgain()
+{
+    if (isPlugged())
+        return;
+    openTerminal();
+    m_bus.addDevices(*this);
+}
+
+void PluggedAdapter::openTerminal()
+{
+    termios settings{};
+    cfmakeraw(&settings);
+    settings.c_cflag |= CREAD | CLOCAL;
+    cfsetspeed(&settings, B50);
+    if (openpty(&m_master, &m_slave, nullptr, &settings, nullptr) != 0)
+        throw std::runtime_error(std::string("cannot open a pseudo terminal: ") + strerror(errno));
+    // Not for the program that is started: a copy of the master there would keep an unplugged port
+    // alive.
+    ioctl(m_master, FIOCLEX);
+    ioctl(m_slave, FIOCLEX);
+    m_terminalPath = QString::fromLocal8Bit(ttyname(m_slave));
+}
+
+void PluggedAdapter::closeTerminal()
+{
+    ::close(m_master);
+    ::close(m_slave);
+    m_master = -1;
+    m_slave = -1;
+    m_terminalPath.clear();
+}
