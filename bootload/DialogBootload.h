@@ -78,7 +78,6 @@ public slots:
 
 private:
     friend class DialogBootloadProbe;
-    class QSerialPortInfo;
 
     // Construction (DialogBootload.cpp)
     void ReadManifest();
@@ -87,6 +86,7 @@ private:
     // Ports (Ports.cpp)
     void CapturePort(const QSerialPortInfo& info);
     void CloseWhenGone(PortTest* port);
+    static void CloseAfterSending(PortTest* port);
 
     // Framing (Framing.cpp)
     void Send(PortTest* port, protocol::Line line);

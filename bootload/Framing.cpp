@@ -1,5 +1,6 @@
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
+#include "bootload/Wire.h"
 #include "protocol/Crc.h"
 #include "ui_DialogBootload.h"
 
@@ -49,6 +50,13 @@ bool appendLineFeed(std::span<char, kLineCapacity> buffer)
     *end = '\n';
     *(end + 1) = '\0';
     return true;
+}
+
+std::chrono::milliseconds timeOnTheWire(qsizetype bytes, qint32 baudRate)
+{
+    constexpr qint64 kMillisecondsPerSecond = 1000;
+    return std::chrono::milliseconds(
+        bytes * kBitsPerByte * kMillisecondsPerSecond / qMax(baudRate, 1) + 1);
 }
 
 } // namespace
@@ -107,6 +115,8 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         port->write(bytes.data(), bytes.size());
         // The line leaves now: what is painted or logged next is so while it is on the wire.
         port->flush();
+        port->onTheWire.setRemainingTime(
+            kAdapterDelay + timeOnTheWire(bytes.size(), port->baudRate()));
     }
     qCDebug(logWire).noquote() << port->portName() << (open ? "TX" : "not open, not sent")
                                << bytes.toByteArray().trimmed();

@@ -2,6 +2,7 @@
 
 #include "protocol/ReceiveBuffer.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QSerialPort>
 
@@ -50,4 +51,7 @@ public:
     qint32 imageWait = 0;
     /// Number of the block sent last.
     qint32 blockNumber = 0;
+
+    /// Until when what was sent last may still be on its way to the board.
+    QDeadlineTimer onTheWire;
 };

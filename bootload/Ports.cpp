@@ -3,6 +3,7 @@
 #include "bootload/Wire.h"
 
 #include <QSerialPortInfo>
+#include <QThread>
 
 void DialogBootload::FindPorts()
 {
@@ -21,9 +22,6 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
     auto* const port = new PortTest;
     port->setPort(info);
     port->setBaudRate(kApplicationBaudRate, QSerialPort::AllDirections);
-    // Putting the old settings back would change the speed under the last line, which may still be
-    // on its way when the port is closed to be reopened faster.
-    port->setSettingsRestoredOnClose(false);
     connect(port, SIGNAL(readyRead()), this, SLOT(readyRead()));
     CloseWhenGone(port);
 
@@ -49,4 +47,13 @@ void DialogBootload::CloseWhenGone(PortTest* port)
         qCDebug(logJob) << "Port has gone" << port->portName() << port->errorString();
         port->close();
     });
+}
+
+void DialogBootload::CloseAfterSending(PortTest* port)
+{
+    // Closing puts the port's old speed back at once, under a line that is still on its way.
+    const qint64 remaining = port->onTheWire.remainingTime();
+    if (port->isOpen() && remaining > 0)
+        QThread::msleep(static_cast<unsigned long>(remaining));
+    port->close();
 }

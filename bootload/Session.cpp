@@ -92,7 +92,7 @@ void DialogBootload::StepProbe(PortTest* port)
     --port->retries;
     Send(port, Line(askForBootloader ? kWordEnterBootloader : kWordMainVersion));
     if (port->retries == 0) {
-        port->close();
+        CloseAfterSending(port);
         port->state = StateReopenFast;
     }
 }
@@ -169,17 +169,17 @@ void DialogBootload::SendImageHeader(PortTest* port)
 
 void DialogBootload::SendImageBlock(PortTest* port)
 {
-    const QByteArray& data = images.at(port->imageIndex).data;
+    const QByteArray& pixels = images.at(port->imageIndex).data;
     port->blockNumber = port->imageOffset / kBlockSize;
     Line line(kWordBlock);
     line.appendHexByte(static_cast<quint32>(port->blockNumber));
-    const QByteArray block = data.mid(port->imageOffset, kBlockSize);
+    const QByteArray block = pixels.mid(port->imageOffset, kBlockSize);
     for (const char byte : block)
         line.append(",").appendHexByte(static_cast<quint8>(byte));
     port->imageWait = kImageAnswerWait;
     // The last block of an image is not sent again alone: without its acknowledgement the image is
     // begun again.
-    if (port->imageOffset + block.size() >= data.size())
+    if (port->imageOffset + block.size() >= pixels.size())
         port->imageStep = ImageRestart;
     Send(port, line);
 }
@@ -230,7 +230,7 @@ void DialogBootload::StepAskForBootloader(PortTest* port)
     if (port->retries < kRequests) {
         Send(port, Line(kWordEnterBootloader));
     } else {
-        port->close();
+        CloseAfterSending(port);
         port->state = StateReopenFast;
     }
 }
@@ -246,7 +246,7 @@ void DialogBootload::StepEraseFromStart(PortTest* port)
 void DialogBootload::StepFinish(PortTest* port)
 {
     if (port->ticks++ == kFinishTicks) {
-        port->close();
+        CloseAfterSending(port);
         ui->textEdit->append(QStringLiteral("Bootload Complete"));
     }
 }

@@ -15,6 +15,12 @@ inline constexpr std::chrono::milliseconds kTickInterval{500};
 inline constexpr qint32 kApplicationBaudRate = 19200;
 inline constexpr qint32 kBootloaderBaudRate = 921600;
 
+/// Bits on the wire for a byte: start bit, eight data bits, stop bit.
+inline constexpr qint64 kBitsPerByte = 10;
+
+/// What the computer and the adapter may keep a line for before it is on the wire.
+inline constexpr std::chrono::milliseconds kAdapterDelay{50};
+
 /// What a session does in its next step; the numbers are the protocol's.
 enum SessionState : qint32 {
     StateLoad = 0,
