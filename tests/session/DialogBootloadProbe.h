@@ -1,0 +1,21 @@
+#pragma once
+
+#include "bootload/DialogBootload.h"
+
+/// What the tests look at inside a dialog.
+class DialogBootloadProbe
+{
+public:
+    explicit DialogBootloadProbe(DialogBootload& dialog) : m_dialog(dialog) { }
+
+    [[nodiscard]] QTimer& timer() { return m_dialog.timer; }
+    [[nodiscard]] const QList<PortTest*>& ports() const { return m_dialog.ports; }
+    [[nodiscard]] const QList<ImageFile>& images() const { return m_dialog.images; }
+    [[nodiscard]] QString version() const { return m_dialog.version; }
+    [[nodiscard]] int mode() const { return m_dialog.mode; }
+    [[nodiscard]] int txSpin() const { return m_dialog.txSpin; }
+    [[nodiscard]] int rxSpin() const { return m_dialog.rxSpin; }
+
+private:
+    DialogBootload& m_dialog;
+};

@@ -1,0 +1,175 @@
+#include "tests/session/SessionBench.h"
+
+#include <QTest>
+
+#include <array>
+#include <fcntl.h>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace {
+
+// Behind everything that the program has sent: written to the same terminal, so that reading up to
+// it needs no waiting for silence.
+constexpr QByteArrayView kFence{"#fence#"};
+
+void writeFence(const QString& terminal)
+{
+    const int slave = ::open(terminal.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const bool written
+        = slave >= 0 && ::write(slave, kFence.data(), kFence.size()) == kFence.size();
+    if (slave >= 0)
+        ::close(slave);
+    if (!written)
+        throw std::runtime_error("cannot write to the far end");
+}
+
+QByteArray readToFence(int master)
+{
+    QByteArray bytes;
+    std::array<char, 4096> chunk{};
+    while (!bytes.endsWith(kFence)) {
+        const ssize_t count = ::read(master, chunk.data(), chunk.size());
+        if (count <= 0)
+            throw std::runtime_error("the far end has gone");
+        bytes.append(chunk.data(), count);
+    }
+    return bytes.chopped(kFence.size());
+}
+
+std::uint16_t checksum(const QByteArray& text)
+{
+    constexpr unsigned kReflectedPolynomial = 0x8408;
+    unsigned crc = 0xFFFF;
+    for (const char byte : text) {
+        crc ^= static_cast<unsigned char>(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ kReflectedPolynomial : crc >> 1U;
+    }
+    return static_cast<std::uint16_t>(crc);
+}
+
+} // namespace
+
+QByteArray framed(const QByteArray& text)
+{
+    const QByteArray digits
+        = QByteArray::number(checksum(text.mid(text.indexOf('$') + 1)), 16).toUpper();
+    return text + '*' + digits + (digits.size() == 4 ? "\n" : "");
+}
+
+QString uniquePortName(int index)
+{
+    return QStringLiteral("ttyUSB%1%2").arg(::getpid()).arg(index, 2, 10, QLatin1Char('0'));
+}
+
+std::vector<Adapter> ftdiAdapters(int count)
+{
+    std::vector<Adapter> adapters;
+    for (int i = 0; i < count; ++i) {
+        Adapter adapter;
+        adapter.portName = uniquePortName(i);
+        adapters.push_back(adapter);
+    }
+    return adapters;
+}
+
+SessionBench::SessionBench(int mode, int adapters, const ReleaseSetFiles& files)
+    : SessionBench(mode, ftdiAdapters(adapters), files)
+{
+}
+
+SessionBench::SessionBench(
+    int mode, const std::vector<Adapter>& adapters, const ReleaseSetFiles& files)
+    : m_set(files), m_service(&m_settings, QStringLiteral("A.20a"), QStringLiteral("1.00a"))
+{
+    m_settings.port = &m_servicePort;
+    for (const Adapter& adapter : adapters)
+        m_adapters.push_back(m_bus.plug(adapter));
+    openDialog(mode);
+}
+
+SessionBench::~SessionBench()
+{
+    closeDialog();
+}
+
+void SessionBench::closeDialog()
+{
+    if (m_dialog)
+        m_dialog->done(QDialog::Rejected);
+    m_dialog.reset();
+}
+
+void SessionBench::openDialog(int mode)
+{
+    m_dialog = std::make_unique<DialogBootload>(&m_service, mode, nullptr);
+    probe().timer().stop();
+}
+
+void SessionBench::step(int count)
+{
+    for (int i = 0; i < count; ++i)
+        m_dialog->Timeout();
+}
+
+QByteArray SessionBench::sent(int index)
+{
+    writeFence(adapter(index).terminalPath());
+    return readToFence(adapter(index).masterFd());
+}
+
+void SessionBench::reply(const QByteArray& line, int index)
+{
+    m_dialog->GotMessage(&port(index), QString::fromUtf8(line + '\n'));
+}
+
+void SessionBench::receive(const QByteArray& bytes, int index)
+{
+    PortTest& from = port(index);
+    // Counted ahead of the dialog's slot, which leaves nothing to count.
+    qsizetype taken = 0;
+    QObject::disconnect(&from, SIGNAL(readyRead()), m_dialog.get(), SLOT(readyRead()));
+    const auto counting = QObject::connect(
+        &from, &QSerialPort::readyRead, [&taken, &from] { taken += from.bytesAvailable(); });
+    QObject::connect(&from, SIGNAL(readyRead()), m_dialog.get(), SLOT(readyRead()));
+
+    const auto size = static_cast<std::size_t>(bytes.size());
+    if (::write(adapter(index).masterFd(), bytes.data(), size) != bytes.size())
+        throw std::runtime_error("cannot write from the far end");
+    if (!QTest::qWaitFor([&taken, &bytes] { return taken >= bytes.size(); }))
+        throw std::runtime_error("the program did not take what it was sent");
+    QObject::disconnect(counting);
+}
+
+void SessionBench::enterBootloader(int index)
+{
+    // Ten probing lines behind the step that starts, the step that reopens, one that waits.
+    step(13);
+    reply("$Bootloader", index);
+    // Load, then as many steps as the mode lets pass before its first line.
+    constexpr int kStepsBeforeErasePage = 1 + 5;
+    constexpr int kStepsBeforeHeader = 1 + 8;
+    constexpr int kStepsBeforeEraseImages = 1 + 2;
+    const int jobMode = probe().mode();
+    step(1);
+    step(jobMode == JobImagesOnly       ? kStepsBeforeHeader
+            : jobMode == JobEraseImages ? kStepsBeforeEraseImages
+                                        : kStepsBeforeErasePage);
+    (void)sent(index);
+}
+
+QString SessionBench::labelText(const char* name) const
+{
+    return m_dialog->findChild<QLabel*>(QLatin1StringView(name))->text();
+}
+
+QProgressBar& SessionBench::bar(const char* name) const
+{
+    return *m_dialog->findChild<QProgressBar*>(QLatin1StringView(name));
+}
+
+QString SessionBench::log() const
+{
+    return m_dialog->findChild<QTextEdit*>(QStringLiteral("textEdit"))->toPlainText();
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "bootload/Wire.h"
+#include "serial/Serial_Connect.h"
+#include "serial/Settings.h"
+#include "tests/session/DialogBootloadProbe.h"
+#include "tests/session/ReleaseSetFixture.h"
+#include "virtualboard/UsbBus.h"
+
+#include <QLabel>
+#include <QProgressBar>
+#include <QTextEdit>
+
+#include <memory>
+#include <vector>
+
+/// A dialog on a mocked bus of FTDI adapters, with its timer stopped: the test steps the sessions
+/// and plays the board at the far end of each port.
+class SessionBench
+{
+public:
+    explicit SessionBench(
+        int mode = JobUpdate, int adapters = 1, const ReleaseSetFiles& files = smallReleaseSet());
+    /// The same on adapters of the test's own.
+    SessionBench(int mode, const std::vector<Adapter>& adapters,
+        const ReleaseSetFiles& files = smallReleaseSet());
+    ~SessionBench();
+    SessionBench(const SessionBench&) = delete;
+    SessionBench& operator=(const SessionBench&) = delete;
+
+    [[nodiscard]] DialogBootload& dialog() { return *m_dialog; }
+    [[nodiscard]] DialogBootloadProbe probe() { return DialogBootloadProbe(*m_dialog); }
+    [[nodiscard]] PortTest& port(int index = 0) { return *probe().ports().at(index); }
+    [[nodiscard]] PluggedAdapter& adapter(int index = 0)
+    {
+        return *m_adapters.at(static_cast<std::size_t>(index));
+    }
+
+    /// Deletes the dialog, as the main window does after it has run.
+    void closeDialog();
+    /// Opens another dialog in `mode` on the same bus.
+    void openDialog(int mode);
+
+    /// Lets the timer tick `count` times.
+    void step(int count = 1);
+    /// Everything that has come out of the port's far end since the last call.
+    [[nodiscard]] QByteArray sent(int index = 0);
+    /// Hands `line` to the dialog as a whole line from the board.
+    void reply(const QByteArray& line, int index = 0);
+    /// Sends `bytes` from the far end and waits until the program has taken them.
+    void receive(const QByteArray& bytes, int index = 0);
+
+    /// Takes a session to the step in which it waits for the answer to its first line in the
+    /// bootloader (mode 0: the erased page, mode 1: the first header, mode 2: the erased images),
+    /// with nothing left unread.
+    void enterBootloader(int index = 0);
+
+    [[nodiscard]] QString labelText(const char* name) const;
+    [[nodiscard]] QProgressBar& bar(const char* name) const;
+    [[nodiscard]] QString log() const;
+
+private:
+    ReleaseSetFixture m_set;
+    UsbBus m_bus;
+    std::vector<std::unique_ptr<PluggedAdapter>> m_adapters;
+    QSerialPort m_servicePort;
+    Settings m_settings;
+    Serial_Connect m_service;
+    std::unique_ptr<DialogBootload> m_dialog;
+};
+
+/// The line `text` as it stands on the wire when it is sent with its checksum, made by a
+/// formulation of the checksum of the tests' own.
+[[nodiscard]] QByteArray framed(const QByteArray& text);
+
+/// `count` adapters by FTDI under names that no other process uses at this time.
+[[nodiscard]] std::vector<Adapter> ftdiAdapters(int count);
+
+/// A name for a port that no other process uses at this time: Qt Serial Port locks by name.
+[[nodiscard]] QString uniquePortName(int index);
