@@ -42,7 +42,7 @@ int DialogBootload::CurrentPosition(int address)
     constexpr int kBetween = 0xDEFFF;
 
     if (address <= kLastOfFirmware)
-        return qMax(address - kFirmwareOffset, 0);
+        return qMax(address, kFirmwareOffset) - kFirmwareOffset;
     if (address >= kFirstOfTail && address <= kLastOfTail)
         return address - kTailOffset;
     return kBetween;

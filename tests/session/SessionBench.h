@@ -30,6 +30,7 @@ public:
 
     [[nodiscard]] DialogBootload& dialog() { return *m_dialog; }
     [[nodiscard]] DialogBootloadProbe probe() { return DialogBootloadProbe(*m_dialog); }
+    [[nodiscard]] Serial_Connect& service() { return m_service; }
     [[nodiscard]] PortTest& port(int index = 0) { return *probe().ports().at(index); }
     [[nodiscard]] PluggedAdapter& adapter(int index = 0)
     {

@@ -1,0 +1,185 @@
+#include "app/MainWindow.h"
+#include "bootload/DialogBootload.h"
+#include "serial/Serial_Connect.h"
+#include "serial/Settings.h"
+#include "tests/session/ReleaseSetFixture.h"
+
+#include <QApplication>
+#include <QMenuBar>
+#include <QMetaMethod>
+#include <QPointer>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTest>
+#include <QTimer>
+#include <QToolBar>
+
+/// What the tests look at inside the main window.
+class MainWindowProbe
+{
+public:
+    static Serial_Connect* serial(const MainWindow& window) { return window.serial; }
+    static Settings* settings(const MainWindow& window) { return window.settings; }
+};
+
+namespace {
+
+/// Presses the button `name` and hands the dialog that comes up to `look` before it is closed by
+/// the Escape key.
+template <typename Look> void pressAndLook(MainWindow& window, const char* name, Look look)
+{
+    QTimer::singleShot(0, &window, [look] {
+        auto* const dialog = qobject_cast<DialogBootload*>(QApplication::activeModalWidget());
+        QVERIFY(dialog != nullptr);
+        look(dialog);
+        QTest::keyClick(dialog, Qt::Key_Escape);
+    });
+    QTest::mouseClick(window.findChild<QPushButton*>(QLatin1StringView(name)), Qt::LeftButton);
+}
+
+} // namespace
+
+/// The main window and its three buttons.
+class TestMainWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void hasTheWidgetsInTheirPlaces();
+    void hasTheButtonsInTheirPlaces_data();
+    void hasTheButtonsInTheirPlaces();
+    void keepsItsTitle();
+    void declaresItsSlotsInOrder();
+    void fillsTheSettings();
+    void runsTheJobOfEachButton_data();
+    void runsTheJobOfEachButton();
+    void opensAFreshDialogAtEveryPress();
+    void deletesTheDialogWhenItsWindowIsClosed();
+
+private:
+    ReleaseSetFixture m_set{smallReleaseSet()};
+};
+
+void TestMainWindow::hasTheWidgetsInTheirPlaces()
+{
+    MainWindow window;
+    QCOMPARE(window.objectName(), QStringLiteral("MainWindow"));
+    QCOMPARE(window.size(), QSize(408, 311));
+    QCOMPARE(window.centralWidget()->objectName(), QStringLiteral("centralWidget"));
+    QCOMPARE(window.menuBar()->objectName(), QStringLiteral("menuBar"));
+    QVERIFY(window.menuBar()->actions().isEmpty());
+    QCOMPARE(window.statusBar()->objectName(), QStringLiteral("statusBar"));
+    auto* const toolBar = window.findChild<QToolBar*>(QStringLiteral("mainToolBar"));
+    QVERIFY(toolBar != nullptr);
+    QVERIFY(toolBar->actions().isEmpty());
+    QCOMPARE(window.toolBarArea(toolBar), Qt::TopToolBarArea);
+    QVERIFY(!window.toolBarBreak(toolBar));
+}
+
+void TestMainWindow::hasTheButtonsInTheirPlaces_data()
+{
+    QTest::addColumn<QRect>("geometry");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("pushButton") << QRect(50, 20, 291, 41) << "Update Annealer Software and Images";
+    QTest::newRow("pushButton_2") << QRect(90, 140, 201, 23) << "Erase Annealer Images";
+    QTest::newRow("pushButton_3") << QRect(110, 100, 161, 23) << "Update Images Only";
+}
+
+void TestMainWindow::hasTheButtonsInTheirPlaces()
+{
+    QFETCH(QRect, geometry);
+    QFETCH(QString, text);
+    MainWindow window;
+    const auto* const button
+        = window.findChild<QPushButton*>(QLatin1StringView(QTest::currentDataTag()));
+    QVERIFY(button != nullptr);
+    QCOMPARE(button->parent(), window.centralWidget());
+    QCOMPARE(button->geometry(), geometry);
+    QCOMPARE(button->text(), text);
+}
+
+void TestMainWindow::keepsItsTitle()
+{
+    MainWindow window;
+    QCOMPARE(window.windowTitle(), QStringLiteral("Brivan Annealing DB bootlodaer"));
+}
+
+void TestMainWindow::declaresItsSlotsInOrder()
+{
+    const QMetaObject& meta = MainWindow::staticMetaObject;
+    QCOMPARE(QByteArray(meta.className()), QByteArray("MainWindow"));
+    QByteArrayList signatures;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        QCOMPARE(meta.method(i).methodType(), QMetaMethod::Slot);
+        signatures << meta.method(i).methodSignature();
+    }
+    QCOMPARE(signatures.join(' '),
+        QByteArray("on_pushButton_clicked() on_pushButton_3_clicked() on_pushButton_2_clicked()"));
+}
+
+void TestMainWindow::fillsTheSettings()
+{
+    MainWindow window;
+    const Settings* const settings = MainWindowProbe::settings(window);
+    QVERIFY(settings->port != nullptr);
+    QCOMPARE(settings->port->parent(), nullptr);
+    QVERIFY(!settings->port->isOpen());
+    QVERIFY(!settings->deviceReady);
+    QVERIFY(!settings->extraFlag);
+    QVERIFY(settings->extraText1.isEmpty());
+    QVERIFY(settings->extraText2.isEmpty());
+}
+
+void TestMainWindow::runsTheJobOfEachButton_data()
+{
+    QTest::addColumn<QString>("title");
+    QTest::newRow("pushButton") << "BRIVAN ANNEALING DB Firmware Update T.07";
+    QTest::newRow("pushButton_3") << "BRIVAN ANNEALING DB Firmware Update - Update Images";
+    QTest::newRow("pushButton_2") << "BRIVAN ANNEALING DB Firmware Update - Delete Images";
+}
+
+void TestMainWindow::runsTheJobOfEachButton()
+{
+    QFETCH(QString, title);
+    MainWindow window;
+    window.show();
+    QString shown;
+    pressAndLook(window, QTest::currentDataTag(), [&shown, &window](DialogBootload* dialog) {
+        shown = dialog->windowTitle();
+        QCOMPARE(dialog->parent(), &window);
+        QVERIFY(dialog->isModal());
+    });
+    QCOMPARE(shown, title);
+}
+
+void TestMainWindow::opensAFreshDialogAtEveryPress()
+{
+    MainWindow window;
+    window.show();
+    const Serial_Connect* const serial = MainWindowProbe::serial(window);
+    const Settings* const settings = MainWindowProbe::settings(window);
+    QList<QPointer<DialogBootload>> dialogs;
+    for (int press = 0; press < 2; ++press) {
+        pressAndLook(window, "pushButton",
+            [&dialogs](DialogBootload* dialog) { dialogs << QPointer(dialog); });
+        QVERIFY(dialogs.constLast().isNull());
+    }
+    QCOMPARE(dialogs.size(), 2);
+    QCOMPARE(MainWindowProbe::serial(window), serial);
+    QCOMPARE(MainWindowProbe::settings(window), settings);
+}
+
+void TestMainWindow::deletesTheDialogWhenItsWindowIsClosed()
+{
+    MainWindow window;
+    window.show();
+    QPointer<DialogBootload> closed;
+    pressAndLook(window, "pushButton_2", [&closed](DialogBootload* dialog) {
+        closed = dialog;
+        static_cast<QWidget*>(dialog)->close();
+    });
+    QVERIFY(closed.isNull());
+}
+
+QTEST_MAIN(TestMainWindow)
+#include "tst_mainwindow.moc"
