@@ -67,7 +67,7 @@ void DialogBootload::ReadManifest()
         version = kDefaultVersion;
 
     const QJsonArray entries = manifest.value(QStringLiteral("Images")).toArray();
-    for (const QJsonValue entry : entries) {
+    for (const QJsonValueConstRef entry : entries) {
         const QJsonObject image = entry.toObject();
         const QString path = kResourcePrefix + image.value(QStringLiteral("FileName")).toString();
         AddImage(path, image.value(QStringLiteral("ImageName")).toInt(),

@@ -96,6 +96,7 @@ private:
 
     // Session (Session.cpp), one function a state
     void StepAllPorts();
+    void Report(const QString& text);
     void StepLoad(PortTest* port);
     void StepStart(PortTest* port);
     void StepProbe(PortTest* port);

@@ -176,7 +176,7 @@ void DialogBootload::GotAACK(PortTest* port, QByteArrayView line)
     switch (hexValue(fieldText(line, 1))) {
     case 1:
         FinishSession(port);
-        ui->textEdit->append(QStringLiteral("Images Erased"));
+        Report(QStringLiteral("Images Erased"));
         break;
     case 0:
         port->imageStep = EraseWait;
@@ -273,7 +273,7 @@ void DialogBootload::GotVACK(PortTest* port, QByteArrayView line)
     if (matches || address > kLastCompared)
         Verified(port, static_cast<qint32>(address) + kDataLineSize);
     else
-        ui->textEdit->append(QStringLiteral("Veify Failed"));
+        Report(QStringLiteral("Veify Failed"));
     StepAllPorts();
 }
 
@@ -283,7 +283,7 @@ void DialogBootload::Verified(PortTest* port, qint32 end)
     ui->progressBarVerify->setValue(CurrentPosition(end));
     if (end >= kFirmwareLast) {
         port->phase = PhaseVerified;
-        ui->textEdit->append(QStringLiteral("Veify Finished"));
+        Report(QStringLiteral("Veify Finished"));
         ui->progressBarVerify->setValue(TotalSize());
     }
 }

@@ -1,4 +1,5 @@
 #include "bootload/DialogBootload.h"
+#include "bootload/Log.h"
 #include "bootload/Wire.h"
 #include "ui_DialogBootload.h"
 
@@ -49,6 +50,12 @@ void DialogBootload::BootloadProcess(PortTest* port)
     default:
         return;
     }
+}
+
+void DialogBootload::Report(const QString& text)
+{
+    ui->textEdit->append(text);
+    qCDebug(logJob).noquote() << text;
 }
 
 void DialogBootload::StepLoad(PortTest* port)
@@ -115,14 +122,14 @@ void DialogBootload::StepEraseImages(PortTest* port)
             --port->imageWait;
         } else {
             port->imageStep = EraseSend;
-            ui->textEdit->append(QStringLiteral("Command Timedout"));
+            Report(QStringLiteral("Command Timedout"));
         }
     }
 }
 
 void DialogBootload::SendEraseImages(PortTest* port)
 {
-    ui->textEdit->append(QStringLiteral("Send Erase All messages Command takes around 20 seconds"));
+    Report(QStringLiteral("Send Erase All messages Command takes around 20 seconds"));
     Send(port, Line(kWordEraseImages));
     port->imageStep = EraseWait;
     // The step that sends counts as the first of the wait.
@@ -247,6 +254,6 @@ void DialogBootload::StepFinish(PortTest* port)
 {
     if (port->ticks++ == kFinishTicks) {
         CloseAfterSending(port);
-        ui->textEdit->append(QStringLiteral("Bootload Complete"));
+        Report(QStringLiteral("Bootload Complete"));
     }
 }
