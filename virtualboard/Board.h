@@ -68,6 +68,8 @@ class Board
 {
 public:
     explicit Board(BoardOptions options);
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
 
     /// Bytes that the computer sent at `now`, at the rate that it has set (in baud, 0: unknown).
     void receive(std::string_view bytes, int baudRate, Time now);
