@@ -63,6 +63,34 @@ int portNumber(const QString& portName)
     return portName.mid(digits).toInt();
 }
 
+/// The texts as a list that ends with a null, as C has it; valid while `texts` lives.
+std::vector<char*> pointers(const QByteArrayList& texts)
+{
+    std::vector<char*> list;
+    list.reserve(static_cast<size_t>(texts.size()) + 1);
+    for (const QByteArray& text : texts)
+        list.push_back(const_cast<char*>(text.constData())); // the calls only read them
+    list.push_back(nullptr);
+    return list;
+}
+
+QProcessEnvironment preloading(QProcessEnvironment environment)
+{
+    QString preload = environment.value(QStringLiteral("LD_PRELOAD"));
+    if (!preload.contains(QLatin1String(kPreload)))
+        preload = QLatin1String(kPreload) + (preload.isEmpty() ? QString() : u':' + preload);
+    environment.insert(QStringLiteral("LD_PRELOAD"), preload);
+#ifdef __SANITIZE_ADDRESS__
+    // The sanitizer wants to be first among the libraries; behind the preloaded one works as well.
+    QString options = environment.value(QStringLiteral("ASAN_OPTIONS"));
+    if (!options.contains(QLatin1String("verify_asan_link_order")))
+        options += (options.isEmpty() ? QString() : QStringLiteral(":"))
+            + QStringLiteral("verify_asan_link_order=0");
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), options);
+#endif
+    return environment;
+}
+
 } // namespace
 
 struct UsbBus::Testbed
@@ -83,8 +111,8 @@ struct UsbBus::Testbed
     QByteArray add(const char* subsystem, const QByteArray& name, const QByteArray& parent,
         const QByteArrayList& attributes, const QByteArrayList& properties) const
     {
-        std::vector<gchar*> attributeList = pointers(attributes);
-        std::vector<gchar*> propertyList = pointers(properties);
+        std::vector<char*> attributeList = pointers(attributes);
+        std::vector<char*> propertyList = pointers(properties);
         const std::unique_ptr<gchar, decltype(&g_free)> path(
             umockdev_testbed_add_devicev(handle, subsystem, name.constData(),
                 parent.isEmpty() ? nullptr : parent.constData(), attributeList.data(),
@@ -94,17 +122,6 @@ struct UsbBus::Testbed
     }
 
     UMockdevTestbed* handle;
-
-private:
-    static std::vector<gchar*> pointers(const QByteArrayList& texts)
-    {
-        std::vector<gchar*> list;
-        list.reserve(static_cast<size_t>(texts.size()) + 1);
-        for (const QByteArray& text : texts)
-            list.push_back(const_cast<gchar*>(text.constData())); // the call only reads them
-        list.push_back(nullptr);
-        return list;
-    }
 };
 
 UsbBus::UsbBus() : m_testbed(std::make_unique<Testbed>())
@@ -125,21 +142,23 @@ std::unique_ptr<PluggedAdapter> UsbBus::plug(const Adapter& adapter)
 
 QProcessEnvironment UsbBus::environment() const
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    QString preload = environment.value(QStringLiteral("LD_PRELOAD"));
-    if (!preload.contains(QLatin1String(kPreload)))
-        preload = QLatin1String(kPreload) + (preload.isEmpty() ? QString() : u':' + preload);
-    environment.insert(QStringLiteral("LD_PRELOAD"), preload);
+    QProcessEnvironment environment = preloading(QProcessEnvironment::systemEnvironment());
     environment.insert(QStringLiteral("UMOCKDEV_DIR"), m_testbed->root());
-#ifdef __SANITIZE_ADDRESS__
-    // The sanitizer wants to be first among the libraries; behind the preloaded one works as well.
-    QString options = environment.value(QStringLiteral("ASAN_OPTIONS"));
-    if (!options.contains(QLatin1String("verify_asan_link_order")))
-        options += (options.isEmpty() ? QString() : QStringLiteral(":"))
-            + QStringLiteral("verify_asan_link_order=0");
-    environment.insert(QStringLiteral("ASAN_OPTIONS"), options);
-#endif
     return environment;
+}
+
+void UsbBus::startPreloaded(char** argv)
+{
+    const QProcessEnvironment own = QProcessEnvironment::systemEnvironment();
+    const QProcessEnvironment wanted = preloading(own);
+    if (own == wanted)
+        return;
+    QByteArrayList entries;
+    const QStringList texts = wanted.toStringList();
+    for (const QString& text : texts)
+        entries << text.toLocal8Bit();
+    execve("/proc/self/exe", argv, pointers(entries).data());
+    throw std::runtime_error(std::string("cannot start anew: ") + strerror(errno));
 }
 
 bool UsbBus::isSeenByThisProcess()

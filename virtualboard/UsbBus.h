@@ -87,7 +87,12 @@ public:
     /// This process's environment with what a child needs to see the bus.
     [[nodiscard]] QProcessEnvironment environment() const;
 
-    /// True when this process itself sees the mocked bus.
+    /// Starts this process anew with the preloaded library, unless it runs with it already; `argv`
+    /// as main() got it. To be called first of all. Returns when there is nothing left to do; throws
+    /// std::runtime_error when the start fails.
+    static void startPreloaded(char** argv);
+
+    /// True when this process sees the bus.
     [[nodiscard]] static bool isSeenByThisProcess();
 
 private:

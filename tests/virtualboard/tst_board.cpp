@@ -1,0 +1,449 @@
+#include "tests/virtualboard/BoardDriver.h"
+
+#include "virtualboard/Checksum.h"
+
+#include <QTest>
+
+using namespace vboard;
+
+namespace {
+
+BoardOptions holding(std::uint32_t number, std::uint32_t version)
+{
+    BoardOptions options;
+    options.held = {{number, version}};
+    return options;
+}
+
+} // namespace
+
+class TestBoard : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void checksumHasItsPublishedCheckValue()
+    {
+        QCOMPARE(checksum("123456789"), std::uint16_t(0x6F91));
+        QCOMPARE(checksum("A,1"), std::uint16_t(0xCF00));
+        QCOMPARE(withChecksum("A,1"), std::string("$A,1*CF00\n"));
+    }
+
+    // The application
+
+    void applicationSaysItsVersion()
+    {
+        BoardOptions options;
+        options.version = "D.02n";
+        BoardDriver driver(options);
+        QCOMPARE(driver.ask("MVER"), std::string("$MVERR,D.02n"));
+    }
+
+    void applicationHearsNothingAtTheBootloadersRate()
+    {
+        BoardDriver driver;
+        driver.baudRate = 921600;
+        driver.send("MVER");
+        driver.baudRate = 19200;
+        QCOMPARE(driver.heard(), std::string());
+        QVERIFY(driver.board.statistics().bytesAtWrongRate > 0);
+        QCOMPARE(driver.ask("MVER"), std::string("$MVERR,D.01a"));
+    }
+
+    void wrongChecksumIsNotAnsweredAndCounted()
+    {
+        BoardDriver driver;
+        driver.sendRaw("$MVER*0000\n");
+        QCOMPARE(driver.heard(), std::string());
+        QCOMPARE(driver.board.statistics().badChecksums, 1UL);
+    }
+
+    void missingChecksumIsNotAnswered()
+    {
+        BoardDriver driver;
+        driver.sendRaw("$MVER\n");
+        QCOMPARE(driver.heard(), std::string());
+        driver.sendRaw("$BOOTLOADM\n");
+        driver.wait(1s);
+        QCOMPARE(driver.board.runs(), Runs::Application);
+    }
+
+    void goesIntoTheBootloaderAfterTheBootTime()
+    {
+        BoardOptions options;
+        options.times.boot = 200ms;
+        BoardDriver driver(options);
+        driver.send("BOOTLOADM");
+        driver.wait(199ms);
+        QCOMPARE(driver.board.runs(), Runs::Nothing);
+        driver.send("MVER"); // falls on deaf ears
+        driver.wait(1ms);
+        QCOMPARE(driver.board.runs(), Runs::Bootloader);
+        QCOMPARE(driver.board.baudRate(), 921600);
+        QCOMPARE(driver.board.statistics().received.count("MVER"), std::size_t(0));
+    }
+
+    // Capturing
+
+    void bootloaderAnnouncesItselfEvery500MsUntilCaptured()
+    {
+        BoardDriver driver;
+        driver.send("BOOTLOADM");
+        driver.baudRate = 921600;
+        driver.wait(OwnTimes().boot + 1000ms);
+        QCOMPARE(driver.heard(), std::string("$Bootloader\n$Bootloader\n$Bootloader\n"));
+        driver.sendRaw("$G\n");
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$GACK"));
+        driver.wait(2s);
+        QCOMPARE(driver.heard(), std::string());
+    }
+
+    void aCommandCapturesWhenGWasLost()
+    {
+        BoardDriver driver;
+        driver.send("BOOTLOADM");
+        driver.baudRate = 921600;
+        driver.wait(OwnTimes().boot);
+        QCOMPARE(driver.ask("E,1000,1"), std::string("$EACK"));
+        driver.wait(2s);
+        QCOMPARE(driver.heard(), std::string());
+    }
+
+    // Firmware
+
+    void programsAPageThatWasErasedAndFilled()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.programPage(0x1000, 0x42), std::string("$PACK"));
+        QCOMPARE(driver.board.flash().state(0), PageState::Programmed);
+        QCOMPARE(driver.board.flash().page(0), std::string_view(std::string(0x1000, '\x42')));
+        QCOMPARE(driver.board.flash().state(1), PageState::Untouched);
+    }
+
+    void takesTheLastPageAndNoneBeyondOrBefore()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.programPage(0xDF000, 1), std::string("$PACK"));
+        QCOMPARE(driver.ask("E,E0000,1"), std::string());
+        QCOMPARE(driver.ask("E,0,1"), std::string());
+        QCOMPARE(driver.ask("E,1800,1"), std::string());
+        QCOMPARE(driver.ask("E,1000,2"), std::string());
+        QCOMPARE(driver.ask("E,FFFFFFFFF,1"), std::string());
+        QCOMPARE(driver.board.statistics().rulesBroken.size(), std::size_t(1));
+        QCOMPARE(driver.board.statistics().rulesBroken.begin()->second, 5UL);
+    }
+
+    void dataLineNeedsAnErasedPage()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0, 1)), std::string());
+        driver.programPage(0x1000, 1);
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0, 2)), std::string());
+        QCOMPARE(driver.board.flash().page(0).at(0), '\1');
+    }
+
+    void dataLineOutsideThePageOrOfAnotherSizeIsRefused()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("E,1000,1");
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0x1000, 1)), std::string());
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0x20, 1)), std::string());
+        QCOMPARE(driver.ask("D,0" + BoardDriver::bytes(63, 1)), std::string());
+        QCOMPARE(driver.ask("D,0" + BoardDriver::bytes(65, 1)), std::string());
+        QCOMPARE(driver.ask("D,0" + BoardDriver::bytes(63, 1) + ",XY"), std::string());
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0xFC0, 1)), std::string("$DACK"));
+    }
+
+    void pageWithAMissingLineIsNotProgrammed()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("E,1000,1");
+        for (std::uint32_t offset = 64; offset < 0x1000; offset += 64)
+            QCOMPARE(driver.ask(BoardDriver::dataLine(offset, 7)), std::string("$DACK"));
+        QCOMPARE(driver.ask("P,1000,1000"), std::string());
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0, 7)), std::string("$DACK"));
+        QCOMPARE(driver.ask("P,2000,1000"), std::string());
+        QCOMPARE(driver.ask("P,1000,800"), std::string());
+        QCOMPARE(driver.ask("P,1000,1000"), std::string("$PACK"));
+    }
+
+    void repeatedLinesAreAnsweredAgain()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.ask("E,1000,1"), std::string("$EACK"));
+        QCOMPARE(driver.ask("E,1000,1"), std::string("$EACK"));
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0, 1)), std::string("$DACK"));
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0, 1)), std::string("$DACK"));
+        for (std::uint32_t offset = 64; offset < 0x1000; offset += 64)
+            driver.ask(BoardDriver::dataLine(offset, 1));
+        QCOMPARE(driver.ask("P,1000,1000"), std::string("$PACK"));
+        QCOMPARE(driver.ask("P,1000,1000"), std::string("$PACK"));
+        QCOMPARE(driver.board.statistics().received.at("D").repeated, 1UL);
+        QCOMPARE(driver.board.statistics().received.at("P").repeated, 1UL);
+    }
+
+    void ownTimesDelayTheAnswers()
+    {
+        BoardOptions options;
+        options.times.erase = 45ms;
+        BoardDriver driver(options);
+        driver.capture();
+        QCOMPARE(driver.ask("E,1000,1", 44ms), std::string());
+        driver.wait(1ms);
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$EACK"));
+    }
+
+    // Images
+
+    void storesAnImageByItsBlocks()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.ask("I,03,02,A,1A"), std::string("$IACK,0")); // 520 bytes
+        QCOMPARE(driver.ask(BoardDriver::block(0, 256)), std::string("$FACK,00,0"));
+        QCOMPARE(driver.ask(BoardDriver::block(1, 256)), std::string("$FACK,01,0"));
+        QVERIFY(!driver.board.images().images().at(3).complete);
+        QCOMPARE(driver.ask(BoardDriver::block(2, 8)), std::string("$FACK,02,0"));
+        const StoredImage& image = driver.board.images().images().at(3);
+        QVERIFY(image.complete);
+        QCOMPARE(image.version, 2U);
+        QCOMPARE(image.width, 10U);
+        QCOMPARE(image.height, 26U);
+        QCOMPARE(image.data, std::string(520, '\xAB'));
+    }
+
+    void refusesAnImageWhoseVersionIsHeld()
+    {
+        BoardDriver driver(holding(3, 2));
+        driver.capture();
+        QCOMPARE(driver.ask("I,03,02,A,1A"), std::string("$IACK,1"));
+        QCOMPARE(driver.ask("I,03,03,A,1A"), std::string("$IACK,0"));
+        QCOMPARE(driver.ask("I,04,02,A,1A"), std::string("$IACK,0"));
+        QCOMPARE(driver.board.statistics().imagesRefused, 1UL);
+    }
+
+    void anImageThatIsNotCompleteIsWantedAgain()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("I,03,02,A,1A");
+        driver.ask(BoardDriver::block(0, 256));
+        QCOMPARE(driver.ask("I,03,02,A,1A"), std::string("$IACK,0"));
+        QCOMPARE(driver.ask(BoardDriver::block(1, 256)), std::string());
+        QCOMPARE(driver.ask(BoardDriver::block(0, 256)), std::string("$FACK,00,0"));
+    }
+
+    void blocksOutOfOrderAreNotAnswered()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.ask(BoardDriver::block(0, 256)), std::string());
+        driver.ask("I,03,02,A,1A");
+        QCOMPARE(driver.ask(BoardDriver::block(1, 256)), std::string());
+        QCOMPARE(driver.ask(BoardDriver::block(0, 257)), std::string());
+        QCOMPARE(driver.ask(BoardDriver::block(0, 200)), std::string("$FACK,00,0"));
+        QCOMPARE(driver.ask(BoardDriver::block(1, 256)), std::string());
+    }
+
+    void aRepeatedBlockIsAnsweredAndStoredOnce()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("I,03,02,A,1A");
+        driver.ask(BoardDriver::block(0, 256));
+        QCOMPARE(driver.ask(BoardDriver::block(0, 256)), std::string("$FACK,00,0"));
+        QCOMPARE(driver.ask(BoardDriver::block(0, 256, 0x11)), std::string());
+        QCOMPARE(driver.board.images().images().at(3).data.size(), std::size_t(256));
+    }
+
+    void blockNumbersGrowPastTwoDigits()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("I,00,01,154,E6");
+        for (std::uint32_t number = 0; number < 610; ++number)
+            driver.ask(BoardDriver::block(number, 256));
+        QCOMPARE(driver.ask(BoardDriver::block(0x262, 240)), std::string("$FACK,262,0"));
+        QVERIFY(driver.board.images().images().at(0).complete);
+    }
+
+    void anEmptyImageIsCompleteWithItsEmptyBlock()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("I,05,01,00,00");
+        QCOMPARE(driver.ask("F,00"), std::string("$FACK,00,0"));
+        QVERIFY(driver.board.images().images().at(5).complete);
+    }
+
+    void anImageBeyondAllMemoryIsRefused()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.ask("I,05,01,FFFFFFFF,FFFFFFFF"), std::string());
+    }
+
+    void erasesAllImages()
+    {
+        BoardDriver driver(holding(1, 1));
+        driver.capture();
+        QCOMPARE(driver.ask("A,1"), std::string("$AACK,0"));
+        driver.wait(999ms);
+        QCOMPARE(driver.ask("A,1"), std::string("$AACK,0")); // does not start over
+        QCOMPARE(driver.board.images().images().size(), std::size_t(1));
+        driver.wait(1ms);
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$AACK,1"));
+        QVERIFY(driver.board.images().images().empty());
+        QCOMPARE(driver.ask("A,2"), std::string());
+    }
+
+    // The end
+
+    void startsItsApplicationAfterX()
+    {
+        BoardDriver driver;
+        driver.capture();
+        QCOMPARE(driver.ask("X"), std::string());
+        QVERIFY(driver.board.isFinished());
+        driver.wait(OwnTimes().boot);
+        driver.baudRate = 19200;
+        QCOMPARE(driver.ask("MVER"), std::string("$MVERR,D.01a"));
+    }
+
+    void staysInTheBootloaderWithHalfAFirmware()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.programPage(0x1000, 1);
+        driver.ask("X", OwnTimes().boot);
+        QCOMPARE(driver.board.runs(), Runs::Bootloader);
+        driver.heard();
+        driver.wait(500ms);
+        QCOMPARE(driver.heard(), std::string("$Bootloader\n"));
+    }
+
+    // Lines
+
+    void shortChecksumEndsAfterSilence()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("E,1000,1");
+        driver.sendRaw(lineWithShortChecksum());
+        driver.wait(2999us);
+        QCOMPARE(driver.heard(), std::string());
+        driver.wait(1us);
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$DACK"));
+    }
+
+    void shortChecksumEndsAtTheNextDollar()
+    {
+        BoardDriver driver;
+        driver.capture();
+        driver.ask("E,1000,1");
+        driver.sendRaw(lineWithShortChecksum() + withChecksum(BoardDriver::dataLine(64, 1)));
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$DACK $DACK"));
+    }
+
+    void silenceBeforeTheChecksumEndsNothing()
+    {
+        BoardDriver driver;
+        const std::string line = withChecksum("MVER");
+        driver.sendRaw(line.substr(0, 4));
+        driver.wait(50ms);
+        driver.sendRaw(line.substr(4));
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$MVERR,D.01a"));
+    }
+
+    void twoLinesInOneReadAreTwoLines()
+    {
+        BoardDriver driver;
+        driver.sendRaw(withChecksum("MVER") + withChecksum("MVER"));
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()),
+            std::string("$MVERR,D.01a $MVERR,D.01a"));
+    }
+
+    void noiseBeforeALineIsSkipped()
+    {
+        BoardDriver driver;
+        driver.sendRaw(std::string("\0\xFF\n xyz", 7) + withChecksum("MVER"));
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$MVERR,D.01a"));
+        QCOMPARE(driver.board.statistics().rubbish.strayBytes, 7UL);
+    }
+
+    void anEndlessLineIsGivenUp()
+    {
+        BoardDriver driver;
+        driver.sendRaw('$' + std::string(100'000, 'x') + '\n' + withChecksum("MVER"));
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$MVERR,D.01a"));
+        QCOMPARE(driver.board.statistics().rubbish.overlongLines, 1U);
+    }
+
+    void unknownCommandsAreCounted()
+    {
+        BoardDriver driver;
+        QCOMPARE(driver.ask("NONSENSE"), std::string());
+        driver.capture();
+        QCOMPARE(driver.ask("C,1000,DFFFF"), std::string());
+        QCOMPARE(driver.board.statistics().rulesBroken.size(), std::size_t(2));
+    }
+
+    // The second kind
+
+    void theServiceKindReportsItsStatusEverySecond()
+    {
+        BoardOptions options;
+        options.kind = Kind::Service;
+        BoardDriver driver(options);
+        driver.wait(2s);
+        QCOMPARE(driver.heard(), withChecksum("STATUS") + withChecksum("STATUS"));
+        QCOMPARE(driver.ask("MVER"), std::string());
+        driver.sendRaw("$V" + withChecksum("BOOTLOADM"));
+        driver.wait(OwnTimes().boot);
+        driver.baudRate = 115200;
+        QCOMPARE(driver.board.baudRate(), 115200);
+        driver.wait(500ms);
+        QCOMPARE(driver.heard(), std::string("$Bootloader\n"));
+    }
+
+    // Figures
+
+    void measuresTheTurnaroundFromReplyToNextLine()
+    {
+        BoardDriver driver;
+        driver.send("MVER");
+        driver.wait(40us);
+        driver.send("MVER");
+        driver.wait(60us);
+        driver.send("MVER");
+        const Statistics& statistics = driver.board.statistics();
+        QCOMPARE(statistics.turnarounds.size(), std::size_t(2));
+        QCOMPARE(*statistics.turnaround(0.5), Time(40us));
+        QCOMPARE(*statistics.turnaround(0.99), Time(60us));
+    }
+
+private:
+    /// A data line whose checksum is below 0x1000: without leading zero or line feed, as the
+    /// updater sends it.
+    static std::string lineWithShortChecksum()
+    {
+        for (unsigned byte = 0;; ++byte) {
+            const auto line
+                = withChecksum(BoardDriver::dataLine(0, static_cast<unsigned char>(byte)));
+            const std::size_t digits = line.find('*') + 1;
+            if (line.at(digits) != '0')
+                continue;
+            const std::size_t first = line.find_first_not_of('0', digits);
+            return line.substr(0, digits) + line.substr(first, line.size() - 1 - first);
+        }
+    }
+};
+
+QTEST_APPLESS_MAIN(TestBoard)
+#include "tst_board.moc"

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "virtualboard/BoardServer.h"
+#include "virtualboard/Options.h"
+#include "virtualboard/Output.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QProcess>
+#include <QTimer>
+
+#include <memory>
+
+class QSocketNotifier;
+
+namespace vboard {
+
+/// One run of the tool: boards on their ports, the program that is started on them, and the
+/// verdict. Lives in the main thread beside an event loop, which it ends by
+/// QCoreApplication::exit().
+class Bench : public QObject
+{
+    Q_OBJECT
+
+public:
+    Bench(Options options, ExpectedSet set);
+    ~Bench() override;
+
+    /// Plugs in the boards and starts the program. Throws std::runtime_error when there is no port.
+    /// False when the program cannot be started or a file cannot be written; the reason is printed.
+    [[nodiscard]] bool start();
+    /// Prints the verdict and writes the files that were asked for. Returns the exit code.
+    [[nodiscard]] int finish();
+
+    [[nodiscard]] BoardServer& server() { return m_server; }
+    /// Who wants to see every line besides the transcript; called in the boards' thread. Only
+    /// before start().
+    void setWatcher(std::function<void(int, const WireLine&)> watcher);
+
+private:
+    void addBoards();
+    void addBoard(int index, std::unique_ptr<BoardPort> port);
+    [[nodiscard]] QString boardName(int index) const;
+    void announcePorts();
+    bool startProgram();
+    void catchSignals();
+    void look();
+    void showProgress();
+    void endProgram();
+    void programFinished(int exitCode, QProcess::ExitStatus status);
+    void programFailed(QProcess::ProcessError error);
+    [[nodiscard]] bool allDone();
+    void show(int index, const Verdict& verdict, const BoardServer::Served& served) const;
+    void writeReport(const QJsonObject& report) const;
+
+    Options m_options;
+    ExpectedSet m_set;
+    std::unique_ptr<UsbBus> m_bus;
+    Transcript m_transcript;
+    std::function<void(int, const WireLine&)> m_watcher;
+    BoardServer m_server;
+    QProcess m_program;
+    QTimer m_lookTimer;
+    QElapsedTimer m_sinceStart;
+    QElapsedTimer m_sinceDone;
+    std::unique_ptr<QSocketNotifier> m_signals;
+    int m_signalDescriptor = -1;
+    bool m_ending = false; // the program was told to end
+    bool m_programFailed = false;
+    bool m_timedOut = false;
+};
+
+} // namespace vboard

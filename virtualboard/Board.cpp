@@ -1,0 +1,370 @@
+#include "virtualboard/Board.h"
+
+#include <algorithm>
+
+namespace vboard {
+
+namespace {
+
+// The longest piece of a line that arrives as one.
+constexpr std::size_t kLongestPiece = 4096;
+
+std::unique_ptr<Firmware> makeApplication(const BoardOptions& options)
+{
+    if (options.kind == Kind::Service)
+        return std::make_unique<ReportingApplication>();
+    return std::make_unique<Application>(options.version);
+}
+
+int bootloaderRate(Kind kind)
+{
+    return kind == Kind::Service ? Bootloader::kSlowBaudRate : Bootloader::kBaudRate;
+}
+
+std::string wordOf(std::string_view line)
+{
+    return std::string(line.substr(1, line.find_first_of(",*", 1) - 1));
+}
+
+void takeEarlier(std::optional<Time>& earliest, std::optional<Time> time)
+{
+    if (time && (!earliest || *time < *earliest))
+        earliest = time;
+}
+
+} // namespace
+
+Board::Board(BoardOptions options)
+    : m_options(std::move(options)), m_application(makeApplication(m_options)),
+      m_bootloader(std::make_unique<Bootloader>(
+          bootloaderRate(m_options.kind), m_options.times, m_flash, m_images)),
+      m_faults(m_options.faults, m_options.seed), m_toBoard(m_options.lineRate),
+      m_fromBoard(m_options.lineRate), m_adapter(m_options.adapterLatency)
+{
+    for (const auto& [number, version] : m_options.held)
+        m_images.hold(number, version);
+    // Switched on long before the computer looks.
+    m_bootedAt = Time::zero();
+    advance(Time::zero());
+}
+
+void Board::setObserver(std::function<void(const WireLine&)> observer)
+{
+    m_observer = std::move(observer);
+}
+
+int Board::baudRate() const
+{
+    const Firmware* const running = firmware();
+    return running ? running->baudRate() : 0;
+}
+
+Firmware* Board::firmware() const
+{
+    switch (m_runs) {
+    case Runs::Application:
+        return m_application.get();
+    case Runs::Bootloader:
+        return m_bootloader.get();
+    case Runs::Nothing:
+        break;
+    }
+    return nullptr;
+}
+
+bool Board::isSilent(Time now) const
+{
+    return m_silentUntil && now < *m_silentUntil;
+}
+
+void Board::tell(WireLine::Way way, Time at, std::string_view text) const
+{
+    if (m_observer)
+        m_observer({at, way, std::string(text)});
+}
+
+void Board::receive(std::string_view bytes, int baudRate, Time now)
+{
+    if (m_replyDelivered && !bytes.empty()) {
+        m_statistics.turnarounds.push_back(now - *m_replyDelivered);
+        m_replyDelivered.reset();
+    }
+    m_statistics.bytesReceived += bytes.size();
+    while (!bytes.empty()) {
+        const std::size_t end = bytes.find('\n');
+        const std::size_t size
+            = std::min(end == std::string_view::npos ? bytes.size() : end + 1, kLongestPiece);
+        const Time at = baudRate > 0 ? m_toBoard.pass(size, baudRate, now) : now;
+        m_arrivals.push_back({at, baudRate, std::string(bytes.substr(0, size))});
+        bytes.remove_prefix(size);
+    }
+    advance(now);
+}
+
+std::optional<Time> Board::nextStep() const
+{
+    std::optional<Time> next;
+    if (!m_arrivals.empty())
+        next = m_arrivals.front().at;
+    takeEarlier(next, m_reader.due());
+    takeEarlier(next, m_bootedAt);
+    takeEarlier(next, m_adapter.due());
+    if (const Firmware* const running = firmware())
+        takeEarlier(next, running->due());
+    if (!m_departures.empty())
+        takeEarlier(next, m_departures.front().at);
+    if (!m_replies.empty())
+        takeEarlier(next, m_replies.begin()->first);
+    return next;
+}
+
+std::optional<Time> Board::due() const
+{
+    std::optional<Time> next = nextStep();
+    if (!m_emissions.empty())
+        takeEarlier(next, m_emissions.begin()->first);
+    return next;
+}
+
+void Board::advance(Time now)
+{
+    for (auto next = nextStep(); next && *next <= now; next = nextStep())
+        step(*next);
+}
+
+void Board::step(Time now)
+{
+    if (!m_arrivals.empty() && m_arrivals.front().at <= now) {
+        const Arrival arrival = std::move(m_arrivals.front());
+        m_arrivals.pop_front();
+        arrive(arrival);
+    } else if (auto line = m_reader.endBySilence(now)) {
+        takeLine(std::move(*line), now);
+    } else if (m_bootedAt && *m_bootedAt <= now) {
+        startProgram(now);
+    } else if (!m_replies.empty() && m_replies.begin()->first <= now) {
+        const auto first = m_replies.extract(m_replies.begin());
+        sendReply(first.mapped());
+    } else if (!m_departures.empty() && m_departures.front().at <= now) {
+        const Departure departure = std::move(m_departures.front());
+        m_departures.pop_front();
+        reachAdapter(departure);
+    } else if (m_adapter.due() && *m_adapter.due() <= now) {
+        push({now, Emission::What::Bytes, m_adapter.flush(), m_adapterRate});
+    } else if (Firmware* const running = firmware()) {
+        settle(running->wake(now), now);
+    }
+}
+
+void Board::arrive(const Arrival& arrival)
+{
+    if (m_runs == Runs::Nothing || isSilent(arrival.at)) {
+        m_statistics.bytesWhileDeaf += arrival.bytes.size();
+        return;
+    }
+    if (arrival.baudRate != baudRate()) {
+        m_statistics.bytesAtWrongRate += arrival.bytes.size();
+        return;
+    }
+    for (std::string& line : m_reader.take(arrival.bytes, arrival.at))
+        takeLine(std::move(line), arrival.at);
+    m_statistics.rubbish = m_reader.rubbish();
+}
+
+void Board::takeLine(std::string line, Time now)
+{
+    tell(WireLine::Way::ToBoard, now, line);
+    const std::string word = wordOf(line);
+    m_finished = m_finished || word == "X";
+    bool heard = true;
+    for (const FaultRule& rule : m_faults.atCommand(word)) {
+        m_struck.push_back({now, rule.text, line});
+        tell(WireLine::Way::Note, now, "fault: " + rule.text);
+        heard = sufferAtCommand(rule, line, now) && heard;
+    }
+    // A fault can have hit the "$" itself: then this is no line any more.
+    if (heard && line.front() == '$')
+        obey(Command(std::move(line)), now);
+}
+
+void Board::obey(const Command& command, Time now)
+{
+    Firmware* const running = firmware();
+    if (!running)
+        return;
+    if (command.check() == Check::Wrong) {
+        ++m_statistics.badChecksums;
+        tell(WireLine::Way::Note, now, "wrong checksum");
+        return;
+    }
+    m_statistics.count(command.word(), command.line(), now);
+    settle(running->take(command, now), now);
+}
+
+bool Board::sufferAtCommand(const FaultRule& rule, std::string& line, Time now)
+{
+    switch (rule.kind) {
+    case FaultKind::DropCommand:
+        return false;
+    case FaultKind::CorruptCommand: {
+        const std::size_t position = m_faults.dice(line.size());
+        line[position] = static_cast<char>(line[position] ^ (1 << m_faults.dice(7)));
+        return true;
+    }
+    case FaultKind::Garbage: {
+        std::string garbage;
+        while (garbage.size() < rule.size)
+            garbage += static_cast<char>(m_faults.dice(256));
+        putOnLine(std::move(garbage), now);
+        return true;
+    }
+    case FaultKind::LongLine:
+        putOnLine(std::string(rule.size, 'x') + '\n', now);
+        return true;
+    case FaultKind::Announce:
+        queue({now, "Bootloader", false});
+        return true;
+    case FaultKind::Restart:
+        boot(Runs::Application, now);
+        return false;
+    case FaultKind::Silence:
+        m_silentUntil = rule.length ? now + *rule.length : Time::max();
+        return false;
+    case FaultKind::Unplug:
+        push({now, Emission::What::Unplug, {}, 0});
+        if (rule.length)
+            push({now + *rule.length, Emission::What::PlugIn, {}, 0});
+        return false;
+    default:
+        return true;
+    }
+}
+
+void Board::settle(Outcome outcome, Time now)
+{
+    for (Reply& reply : outcome.replies)
+        queue(std::move(reply));
+    if (!outcome.ruleBroken.empty()) {
+        ++m_statistics.rulesBroken[outcome.ruleBroken];
+        tell(WireLine::Way::Note, now, "not obeyed: " + outcome.ruleBroken);
+    }
+    if (outcome.next != Runs::Nothing)
+        boot(outcome.next, now);
+}
+
+void Board::queue(Reply reply)
+{
+    const Time at = reply.at;
+    m_replies.emplace(at, Pending{std::move(reply)});
+}
+
+void Board::sendReply(const Pending& pending)
+{
+    const Reply& reply = pending.reply;
+    if (isSilent(reply.at) || m_runs == Runs::Nothing)
+        return;
+    std::string bytes = reply.checksum ? withChecksum(reply.body) : withoutChecksum(reply.body);
+    const std::string_view line = std::string_view(bytes).substr(0, bytes.size() - 1);
+    bool leaves = true;
+    if (!pending.delayed) {
+        tell(WireLine::Way::FromBoard, reply.at, line);
+        for (const FaultRule& rule : m_faults.atReply(reply.body.substr(0, reply.body.find(',')))) {
+            m_struck.push_back({reply.at, rule.text, '$' + reply.body});
+            tell(WireLine::Way::Note, reply.at, "fault: " + rule.text);
+            leaves = sufferAtReply(rule, reply, bytes) && leaves;
+        }
+    }
+    if (!leaves)
+        return;
+    m_statistics.countReply(reply.body, reply.at);
+    putOnLine(std::move(bytes), reply.at);
+}
+
+bool Board::sufferAtReply(const FaultRule& rule, const Reply& reply, std::string& bytes)
+{
+    const Time length = rule.length.value_or(Time::zero());
+    switch (rule.kind) {
+    case FaultKind::DropReply:
+        return false;
+    case FaultKind::DelayReply: {
+        Reply late = reply;
+        late.at += length;
+        const Time at = late.at;
+        m_replies.emplace(at, Pending{std::move(late), true});
+        return false;
+    }
+    case FaultKind::SplitReply:
+        m_statistics.countReply(reply.body, reply.at);
+        for (std::size_t index = 0; index < bytes.size(); ++index)
+            push({reply.at + length * static_cast<int>(index), Emission::What::Bytes,
+                bytes.substr(index, 1), baudRate()});
+        return false;
+    case FaultKind::JoinLines:
+        for (unsigned long line = 1; line < rule.size; ++line)
+            bytes.insert(0, withChecksum("NOTE," + hex(static_cast<std::uint32_t>(line))));
+        return true;
+    default:
+        return true;
+    }
+}
+
+void Board::putOnLine(std::string bytes, Time now)
+{
+    if (const int rate = baudRate(); rate > 0) {
+        const Time at = m_fromBoard.pass(bytes.size(), rate, now);
+        m_departures.push_back({at, rate, std::move(bytes)});
+    }
+}
+
+void Board::reachAdapter(const Departure& departure)
+{
+    m_adapterRate = departure.baudRate;
+    std::string leaving = m_adapter.take(departure.bytes, departure.at);
+    if (!leaving.empty())
+        push({departure.at, Emission::What::Bytes, std::move(leaving), departure.baudRate});
+}
+
+void Board::push(Emission emission)
+{
+    const Time due = emission.due;
+    m_emissions.emplace(due, std::move(emission));
+}
+
+std::vector<Emission> Board::takeDue(Time now)
+{
+    advance(now);
+    std::vector<Emission> due;
+    while (!m_emissions.empty() && m_emissions.begin()->first <= now) {
+        due.push_back(std::move(m_emissions.begin()->second));
+        m_emissions.erase(m_emissions.begin());
+        const std::string& bytes = due.back().bytes;
+        m_statistics.bytesSent += bytes.size();
+        if (!bytes.empty() && bytes.back() == '\n')
+            m_replyDelivered = now;
+    }
+    return due;
+}
+
+void Board::boot(Runs program, Time now)
+{
+    m_runs = Runs::Nothing;
+    m_starts = program;
+    m_bootedAt = now + m_options.times.boot;
+    m_replies.clear();
+    m_reader.reset();
+    m_flash.losePower();
+    m_images.losePower();
+    tell(WireLine::Way::Note, now, "restarts");
+}
+
+void Board::startProgram(Time now)
+{
+    m_bootedAt.reset();
+    // Half a firmware cannot be started: the bootloader stays and asks to be fed again.
+    const bool canStart = m_starts == Runs::Application && !m_flash.isIncomplete();
+    m_runs = canStart ? Runs::Application : Runs::Bootloader;
+    firmware()->start(now);
+    tell(WireLine::Way::Note, now, canStart ? "application runs" : "bootloader runs");
+}
+
+} // namespace vboard

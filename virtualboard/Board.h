@@ -1,0 +1,169 @@
+#pragma once
+
+#include "virtualboard/Application.h"
+#include "virtualboard/Bootloader.h"
+#include "virtualboard/FaultPlan.h"
+#include "virtualboard/LineReader.h"
+#include "virtualboard/Statistics.h"
+#include "virtualboard/Wire.h"
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace vboard {
+
+/// The firmware that a board has.
+enum class Kind {
+    Display, ///< answers "$MVER"; its bootloader talks at 921600 baud
+    Service, ///< reports "$STATUS"; its bootloader talks at 115200 baud
+};
+
+struct BoardOptions
+{
+    Kind kind = Kind::Display;
+    std::string version = "D.01a"; ///< what the application says that it is
+    OwnTimes times;
+    bool lineRate = false; ///< every byte takes its bit times, both ways
+    Time adapterLatency{}; ///< of the USB adapter's timer; 0: none
+    std::vector<FaultRule> faults;
+    std::uint64_t seed = 1; ///< of the faults' dice
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> held; ///< images: number, version
+};
+
+/// What a board does to the world at a time.
+struct Emission
+{
+    enum class What { Bytes, Unplug, PlugIn };
+
+    Time due{};
+    What what = What::Bytes;
+    std::string bytes;
+    int baudRate = 0; ///< at which the bytes are sent
+};
+
+/// A fault that took place.
+struct FaultStruck
+{
+    Time at{};
+    std::string rule;
+    std::string line; ///< the line at which it struck
+};
+
+/// A line on the wire, for a transcript.
+struct WireLine
+{
+    enum class Way { ToBoard, FromBoard, Note };
+
+    Time at{};
+    Way way = Way::Note;
+    std::string text; ///< without line feed
+};
+
+/// A display board: a class without input, output or clock. Bytes and the time go in by receive()
+/// and advance(), bytes and their times come out by takeDue(). Times never go back.
+class Board
+{
+public:
+    explicit Board(BoardOptions options);
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    /// Bytes that the computer sent at `now`, at the rate that it has set (in baud, 0: unknown).
+    void receive(std::string_view bytes, int baudRate, Time now);
+    /// Lets the board do everything that is due until `now`.
+    void advance(Time now);
+    /// When there is something to do again; none when only bytes can change anything.
+    [[nodiscard]] std::optional<Time> due() const;
+    /// Advances to `now` and returns what is to be done by then, in the order of its times.
+    [[nodiscard]] std::vector<Emission> takeDue(Time now);
+
+    /// What is told every line as it passes.
+    void setObserver(std::function<void(const WireLine&)> observer);
+
+    [[nodiscard]] Runs runs() const { return m_runs; }
+    /// The rate that the running program talks at; 0 while the board boots.
+    [[nodiscard]] int baudRate() const;
+    [[nodiscard]] const Flash& flash() const { return m_flash; }
+    [[nodiscard]] const ImageStore& images() const { return m_images; }
+    [[nodiscard]] const Statistics& statistics() const { return m_statistics; }
+    [[nodiscard]] const std::vector<FaultStruck>& faultsStruck() const { return m_struck; }
+    /// True once the computer has said that the job is over, heard or not.
+    [[nodiscard]] bool isFinished() const { return m_finished; }
+
+private:
+    /// Bytes on their way to the board, with at most one line end, which is their last byte.
+    struct Arrival
+    {
+        Time at;
+        int baudRate;
+        std::string bytes;
+    };
+
+    /// Bytes on their way to the adapter.
+    struct Departure
+    {
+        Time at;
+        int baudRate;
+        std::string bytes;
+    };
+
+    struct Pending
+    {
+        Reply reply;
+        bool delayed = false; // its faults have struck already
+    };
+
+    void arrive(const Arrival& arrival);
+    void takeLine(std::string line, Time now);
+    void obey(const Command& command, Time now);
+    /// Returns false when the command is not to be heard.
+    bool sufferAtCommand(const FaultRule& rule, std::string& line, Time now);
+    void settle(Outcome outcome, Time now);
+    void sendReply(const Pending& pending);
+    /// Returns false when the reply does not leave now.
+    bool sufferAtReply(const FaultRule& rule, const Reply& reply, std::string& bytes);
+    void putOnLine(std::string bytes, Time now);
+    void reachAdapter(const Departure& departure);
+    void push(Emission emission);
+    void queue(Reply reply);
+    void boot(Runs program, Time now);
+    void startProgram(Time now);
+    /// The program that runs; null while the board boots.
+    [[nodiscard]] Firmware* firmware() const;
+    [[nodiscard]] bool isSilent(Time now) const;
+    [[nodiscard]] std::optional<Time> nextStep() const;
+    void step(Time now);
+    void tell(WireLine::Way way, Time at, std::string_view text) const;
+
+    BoardOptions m_options;
+    Flash m_flash;
+    ImageStore m_images;
+    std::unique_ptr<Firmware> m_application;
+    std::unique_ptr<Firmware> m_bootloader;
+    FaultPlan m_faults;
+    Statistics m_statistics;
+    std::vector<FaultStruck> m_struck;
+    std::function<void(const WireLine&)> m_observer;
+
+    LineReader m_reader;
+    LinePace m_toBoard;
+    LinePace m_fromBoard;
+    AdapterBuffer m_adapter;
+    int m_adapterRate = 0; // of the bytes in its buffer
+    std::deque<Arrival> m_arrivals;
+    std::deque<Departure> m_departures;
+    std::multimap<Time, Pending> m_replies;
+    std::multimap<Time, Emission> m_emissions;
+
+    Runs m_runs = Runs::Nothing;
+    Runs m_starts = Runs::Application; // what runs when the board has booted
+    std::optional<Time> m_bootedAt;
+    std::optional<Time> m_silentUntil;
+    std::optional<Time> m_replyDelivered;
+    bool m_finished = false;
+};
+
+} // namespace vboard

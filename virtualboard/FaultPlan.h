@@ -1,0 +1,77 @@
+#pragma once
+
+#include "virtualboard/Time.h"
+
+#include <cstdint>
+#include <optional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vboard {
+
+enum class FaultKind {
+    DropCommand,
+    CorruptCommand,
+    Garbage,
+    LongLine,
+    Announce,
+    Restart,
+    Silence,
+    Unplug,
+    DropReply,
+    DelayReply,
+    SplitReply,
+    JoinLines,
+};
+
+/// One line of a fault plan.
+struct FaultRule
+{
+    FaultKind kind = FaultKind::DropCommand;
+    std::string text; ///< as it was written
+    std::optional<unsigned long> at; ///< strikes at this occasion, the first being 1
+    double rate = 0; ///< strikes at any occasion with this probability
+    unsigned long times = 0; ///< how often at most; 0 is without limit
+    std::string word; ///< only at lines of this word; empty: at any
+    std::optional<Time> length; ///< of a delay, gap, silence or absence; none: for good
+    unsigned long size = 0; ///< bytes of garbage or of a long line, lines to join
+
+    /// Reads one line, e.g. "drop-reply at=120" or "drop-command rate=0.2% word=D".
+    /// None when it is not understood; `error` then says why.
+    [[nodiscard]] static std::optional<FaultRule> parse(std::string_view text, std::string& error);
+
+    /// True when the occasions that it counts are replies; otherwise they are received commands.
+    [[nodiscard]] bool isAboutReplies() const { return kind >= FaultKind::DropReply; }
+};
+
+/// The faults of one board: asks dice that always fall alike for the same seed.
+class FaultPlan
+{
+public:
+    FaultPlan(std::vector<FaultRule> rules, std::uint64_t seed);
+
+    /// The rules that strike at a command that was received.
+    [[nodiscard]] std::vector<FaultRule> atCommand(std::string_view word);
+    /// The rules that strike at a reply that is to leave.
+    [[nodiscard]] std::vector<FaultRule> atReply(std::string_view word);
+    /// A number from 0 to `limit` - 1; `limit` must be above 0.
+    [[nodiscard]] std::uint64_t dice(std::uint64_t limit);
+
+private:
+    struct Entry
+    {
+        FaultRule rule;
+        unsigned long occasions = 0;
+        unsigned long struck = 0;
+    };
+
+    std::vector<FaultRule> occasion(std::string_view word, bool reply);
+    bool strikes(Entry& entry);
+
+    std::vector<Entry> m_entries;
+    std::mt19937_64 m_random;
+};
+
+} // namespace vboard

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "virtualboard/Board.h"
+#include "virtualboard/Verdict.h"
+
+#include <QString>
+#include <QStringList>
+
+namespace vboard {
+
+/// What the command line asks for.
+struct Options
+{
+    BoardOptions board;
+    int boards = 1;
+    int firstPort = 0;
+    QString serialPort; ///< a real port to serve instead of the mocked bus; empty: none
+    QString releaseSet;
+    std::optional<Job> expected;
+    bool progress = false;
+    bool window = false;
+    QString pictures; ///< folder, empty: none
+    QString record; ///< file, empty: none
+    QString report; ///< file, empty: none
+    std::optional<Time> stopWhenDone;
+    std::optional<Time> timeout;
+    bool help = false;
+    QStringList program; ///< with its arguments; empty: none
+
+    /// Reads the arguments (without the program's own name). None when they are not understood;
+    /// `error` is then one line that says why.
+    [[nodiscard]] static std::optional<Options> parse(const QStringList& arguments, QString& error);
+    /// All options in a screenful.
+    [[nodiscard]] static const char* helpText();
+};
+
+} // namespace vboard

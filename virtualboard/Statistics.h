@@ -1,0 +1,72 @@
+#pragma once
+
+#include "virtualboard/LineReader.h"
+#include "virtualboard/Time.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vboard {
+
+/// The stations of a job, in their order.
+enum class Phase {
+    FirstLine,
+    Captured,
+    FirmwareBegin,
+    FirmwareEnd,
+    ImagesBegin,
+    ImagesEnd,
+    Finished
+};
+inline constexpr std::size_t kPhases = 7;
+/// A phase's name in reports.
+[[nodiscard]] const char* phaseName(Phase phase);
+
+/// What came to pass on a board's line.
+struct Statistics
+{
+    struct Count
+    {
+        unsigned long lines = 0;
+        unsigned long repeated = 0; ///< the very line that came before it
+    };
+
+    std::map<std::string, Count> received; ///< by command word, checksum right or none
+    std::map<std::string, unsigned long> sent; ///< by word
+    std::map<std::string, unsigned long> rulesBroken; ///< by what was wrong
+    unsigned long badChecksums = 0;
+    unsigned long bytesReceived = 0;
+    unsigned long bytesSent = 0;
+    unsigned long bytesAtWrongRate = 0;
+    unsigned long bytesWhileDeaf = 0; ///< booting, or silent by a fault
+    unsigned long pagesErased = 0;
+    unsigned long pagesProgrammed = 0;
+    unsigned long imagesRefused = 0;
+    unsigned long imageErasures = 0;
+    LineReader::Rubbish rubbish;
+    /// From the last byte of a reply to the first byte of the next line.
+    std::vector<Time> turnarounds;
+    std::array<std::optional<Time>, kPhases> phases;
+
+    /// A good line arrived; `line` whole, `word` its command word.
+    void count(const std::string& word, const std::string& line, Time now);
+    /// The line that answers it leaves; `body` without "$".
+    void countReply(const std::string& body, Time now);
+
+    [[nodiscard]] unsigned long linesReceived() const;
+    [[nodiscard]] std::optional<Time> phase(Phase phase) const;
+    /// The turnaround below which `share` (0 to 1) of them lie; none without any.
+    [[nodiscard]] std::optional<Time> turnaround(double share) const;
+
+private:
+    void reach(Phase phase, Time now);
+    void pass(Phase phase, Time now);
+
+    std::string m_lastLine;
+};
+
+} // namespace vboard

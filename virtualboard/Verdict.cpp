@@ -1,0 +1,235 @@
+#include "virtualboard/Verdict.h"
+
+#include <algorithm>
+#include <array>
+
+namespace vboard {
+
+namespace {
+
+constexpr qsizetype kMostDifferences = 8;
+
+constexpr std::array kJobs{
+    std::pair{Job::Update, "update"},
+    std::pair{Job::Images, "images"},
+    std::pair{Job::Erase, "erase"},
+};
+
+std::optional<Job> jobReceived(const Board& board)
+{
+    const auto& received = board.statistics().received;
+    if (received.count("E") + received.count("D") + received.count("P") > 0)
+        return Job::Update;
+    if (received.count("I") + received.count("F") > 0)
+        return Job::Images;
+    if (received.count("A") > 0)
+        return Job::Erase;
+    return std::nullopt;
+}
+
+void differ(Verdict& verdict, const QString& text)
+{
+    if (verdict.differences.size() < kMostDifferences)
+        verdict.differences << text;
+    else if (verdict.differences.size() == kMostDifferences)
+        verdict.differences << QStringLiteral("and more");
+}
+
+QString pageAddress(std::size_t page)
+{
+    const std::size_t address = Flash::kFirstAddress + page * Flash::kPageSize;
+    return QStringLiteral("page 0x") + QString::number(address, 16).toUpper();
+}
+
+void judgeFirmware(const Flash& flash, const ExpectedSet& set, Verdict& verdict)
+{
+    for (std::size_t page = 0; page < Flash::kPageCount; ++page) {
+        const std::string_view expected
+            = std::string_view(set.firmware).substr(page * Flash::kPageSize, Flash::kPageSize);
+        if (flash.state(page) != PageState::Programmed)
+            differ(verdict, pageAddress(page) + QStringLiteral(" was not programmed"));
+        else if (flash.page(page) != expected)
+            differ(verdict, pageAddress(page) + QStringLiteral(" has another content"));
+        else
+            ++verdict.pagesExact;
+    }
+}
+
+void judgeUntouched(const Flash& flash, Verdict& verdict)
+{
+    if (flash.pagesIn(PageState::Untouched) != Flash::kPageCount)
+        differ(verdict, QStringLiteral("the firmware was touched"));
+}
+
+/// What should be in the store in the end: an image, or none where what was held stays.
+std::map<std::uint32_t, const ExpectedImage*> expectedImages(
+    const ExpectedSet& set, const std::vector<std::pair<std::uint32_t, std::uint32_t>>& held)
+{
+    std::map<std::uint32_t, std::uint32_t> versions(held.begin(), held.end());
+    std::map<std::uint32_t, const ExpectedImage*> expected;
+    for (const auto& [number, version] : held)
+        expected[number] = nullptr;
+    for (const ExpectedImage& image : set.images) {
+        const auto there = versions.find(image.number);
+        if (there != versions.end() && there->second == image.version)
+            continue; // the board refuses what it holds
+        versions[image.number] = image.version;
+        expected[image.number] = &image;
+    }
+    return expected;
+}
+
+QString imageFault(const StoredImage& stored, const ExpectedImage* expected)
+{
+    if (!expected)
+        return stored.heldBefore ? QString() : QStringLiteral("was sent though it was held");
+    if (stored.heldBefore || !stored.complete)
+        return QStringLiteral("is not complete");
+    if (stored.version != expected->version)
+        return QStringLiteral("has another version");
+    if (stored.width != expected->width || stored.height != expected->height)
+        return QStringLiteral("has another size");
+    return stored.data == expected->data ? QString() : QStringLiteral("has another content");
+}
+
+void judgeImages(const ImageStore& store, const ExpectedSet& set,
+    const std::vector<std::pair<std::uint32_t, std::uint32_t>>& held, Verdict& verdict)
+{
+    auto expected = expectedImages(set, held);
+    for (const auto& [number, stored] : store.images()) {
+        const QString name = QStringLiteral("image %1 ").arg(number);
+        const auto entry = expected.find(number);
+        const QString fault = entry == expected.end() ? QStringLiteral("is not in the release set")
+                                                      : imageFault(stored, entry->second);
+        if (fault.isEmpty())
+            ++verdict.imagesExact;
+        else
+            differ(verdict, name + fault);
+        expected.erase(number);
+    }
+    for (const auto& [number, image] : expected)
+        differ(verdict, QStringLiteral("image %1 is missing").arg(number));
+}
+
+void judgeErased(const Board& board, Verdict& verdict)
+{
+    if (board.statistics().imageErasures == 0)
+        differ(verdict, QStringLiteral("the images were not erased"));
+    for (const auto& [number, stored] : board.images().images())
+        differ(verdict, QStringLiteral("image %1 is still there").arg(number));
+}
+
+template <typename Map, typename Value> QString countsText(const Map& counts, Value value)
+{
+    QStringList texts;
+    for (const auto& [word, count] : counts) {
+        if (value(count) > 0)
+            texts
+                << QStringLiteral("%1 %2").arg(QString::fromLatin1(word.c_str())).arg(value(count));
+    }
+    return texts.isEmpty() ? QStringLiteral("none") : texts.join(QStringLiteral(", "));
+}
+
+QString imagesText(const ImageStore& store)
+{
+    QStringList texts;
+    for (const auto& [number, image] : store.images())
+        texts << QStringLiteral("%1 v%2 %3x%4 %5 bytes%6")
+                     .arg(number)
+                     .arg(image.version)
+                     .arg(image.width)
+                     .arg(image.height)
+                     .arg(image.data.size())
+                     .arg(image.complete ? QString() : QStringLiteral(" INCOMPLETE"));
+    return texts.isEmpty() ? QStringLiteral("none") : texts.join(QStringLiteral("; "));
+}
+
+QString headline(const Verdict& verdict)
+{
+    if (!verdict.job)
+        return QStringLiteral("NOT EXACT, no job was received");
+    QString text = verdict.exact ? QStringLiteral("EXACT, ") : QStringLiteral("NOT EXACT, ");
+    text += jobName(*verdict.job);
+    if (*verdict.job == Job::Update)
+        text += QStringLiteral(", %1 of %2 pages").arg(verdict.pagesExact).arg(Flash::kPageCount);
+    if (*verdict.job != Job::Erase)
+        text += QStringLiteral(", %1 images as in the release set").arg(verdict.imagesExact);
+    return text;
+}
+
+} // namespace
+
+QString jobName(Job job)
+{
+    return QString::fromLatin1(kJobs.at(static_cast<std::size_t>(job)).second);
+}
+
+std::optional<Job> jobOfName(const QString& name)
+{
+    for (const auto& [job, text] : kJobs) {
+        if (name == QLatin1String(text))
+            return job;
+    }
+    return std::nullopt;
+}
+
+Verdict judge(const Board& board, const ExpectedSet& set,
+    const std::vector<std::pair<std::uint32_t, std::uint32_t>>& held, std::optional<Job> expected)
+{
+    Verdict verdict;
+    verdict.job = expected ? expected : jobReceived(board);
+    if (!verdict.job)
+        return verdict;
+    if (*verdict.job == Job::Update)
+        judgeFirmware(board.flash(), set, verdict);
+    else
+        judgeUntouched(board.flash(), verdict);
+    if (*verdict.job == Job::Erase)
+        judgeErased(board, verdict);
+    else
+        judgeImages(board.images(), set, held, verdict);
+    verdict.exact = verdict.differences.isEmpty();
+    return verdict;
+}
+
+QString verdictText(const QString& title, const Verdict& verdict, const Board& board)
+{
+    const Statistics& figures = board.statistics();
+    const auto lines = [](const Statistics::Count& count) { return count.lines; };
+    const auto repeated = [](const Statistics::Count& count) { return count.repeated; };
+    const auto itself = [](unsigned long count) { return count; };
+
+    QStringList text{title + QStringLiteral(": ") + headline(verdict)};
+    const auto row = [&text](const char* name, const QString& value) {
+        text << QStringLiteral("  %1 %2").arg(QLatin1String(name), -14).arg(value);
+    };
+    for (const QString& difference : verdict.differences)
+        row("difference", difference);
+    row("lines", countsText(figures.received, lines));
+    row("repeated", countsText(figures.received, repeated));
+    row("bad checksums", QString::number(figures.badChecksums));
+    row("pages",
+        QStringLiteral("erased %1, programmed %2")
+            .arg(figures.pagesErased)
+            .arg(figures.pagesProgrammed));
+    row("images", imagesText(board.images()));
+    row("not obeyed", countsText(figures.rulesBroken, itself));
+    if (figures.bytesAtWrongRate + figures.rubbish.strayBytes > 0)
+        row("unheard",
+            QStringLiteral("%1 bytes at a wrong rate, %2 outside lines")
+                .arg(figures.bytesAtWrongRate)
+                .arg(figures.rubbish.strayBytes));
+    if (const auto median = figures.turnaround(0.5))
+        row("turnaround",
+            QStringLiteral("median %1 us, 99% %2 us")
+                .arg(median->count())
+                .arg(figures.turnaround(0.99)->count()));
+    for (const FaultStruck& fault : board.faultsStruck())
+        row("fault",
+            QStringLiteral("%1 s: %2")
+                .arg(std::chrono::duration<double>(fault.at).count(), 0, 'f', 3)
+                .arg(QString::fromStdString(fault.rule)));
+    return text.join(u'\n') + u'\n';
+}
+
+} // namespace vboard

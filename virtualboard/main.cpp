@@ -1,0 +1,66 @@
+#include "virtualboard/Bench.h"
+
+#include <QCoreApplication>
+
+#include <csignal>
+#include <cstdio>
+#include <stdexcept>
+
+namespace {
+
+constexpr int kWrongCall = 2;
+
+int refuse(const QString& reason)
+{
+    std::fprintf(
+        stderr, "virtual-board: %s (--help says more)\n", reason.toLocal8Bit().constData());
+    return kWrongCall;
+}
+
+/// Signals are taken from a descriptor; blocked before there is any thread, they reach no other.
+void blockSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+}
+
+int run(const vboard::Options& options, vboard::ExpectedSet set)
+{
+    vboard::Bench bench(options, std::move(set));
+    if (!bench.start())
+        return kWrongCall;
+    QCoreApplication::exec();
+    return bench.finish();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    try {
+        UsbBus::startPreloaded(argv);
+    } catch (const std::runtime_error& failure) {
+        return refuse(QString::fromLocal8Bit(failure.what()));
+    }
+    blockSignals();
+    QString error;
+    const auto options = vboard::Options::parse(QStringList(argv + 1, argv + argc), error);
+    if (!options)
+        return refuse(error);
+    if (options->help) {
+        std::fputs(vboard::Options::helpText(), stdout);
+        return 0;
+    }
+    auto set = vboard::ExpectedSet::read(options->releaseSet, error);
+    if (!set)
+        return refuse(error);
+    QCoreApplication application(argc, argv);
+    try {
+        return run(*options, std::move(*set));
+    } catch (const std::runtime_error& failure) {
+        return refuse(QString::fromLocal8Bit(failure.what()));
+    }
+}
