@@ -9,15 +9,19 @@
 
 namespace {
 
-const QByteArray kDescriptor = "const lv_img_dsc_t Menu_2x1 = {\n"
-                               "  .header.cf = LV_IMG_CF_TRUE_COLOR,\n"
-                               "  .header.always_zero = 0,\n"
-                               "  .header.reserved = 0,\n"
-                               "  .header.w = 2,\n"
-                               "  .header.h = 1,\n"
-                               "  .data_size = 2 * LV_COLOR_SIZE / 8,\n"
-                               "  .data = Menu_2x1_map,\n"
-                               "};\n";
+/// The descriptor as converters write it, of an image of 2 x 1 pixels.
+QByteArray menuDescriptor()
+{
+    return "const lv_img_dsc_t Menu_2x1 = {\n"
+           "  .header.cf = LV_IMG_CF_TRUE_COLOR,\n"
+           "  .header.always_zero = 0,\n"
+           "  .header.reserved = 0,\n"
+           "  .header.w = 2,\n"
+           "  .header.h = 1,\n"
+           "  .data_size = 2 * LV_COLOR_SIZE / 8,\n"
+           "  .data = Menu_2x1_map,\n"
+           "};\n";
+}
 
 ImageFile parsed(const QByteArray& text)
 {
@@ -34,7 +38,7 @@ QByteArray hex(const char* digits)
 /// The bytes of an array whose inside is `inside`.
 QByteArray bytesOf(const QByteArray& inside)
 {
-    return parsed("map[] = {" + inside + "};\n" + kDescriptor).data;
+    return parsed("map[] = {" + inside + "};\n" + menuDescriptor()).data;
 }
 
 // The same rules by cutting the text into parts instead of walking along it.
@@ -92,8 +96,8 @@ QString takeBraces(QString& text)
         return {};
     text.remove(0, open + 1);
     const auto close = text.indexOf(QLatin1Char('}'));
-    const QString inside
-        = close < 0 ? text.left(text.lastIndexOf(QLatin1Char(',')) + 1) : text.left(close);
+    const auto end = close < 0 ? text.lastIndexOf(QLatin1Char(',')) + 1 : close;
+    QString inside = text.left(end);
     text = close < 0 ? QString() : text.mid(close + 1);
     return inside;
 }
@@ -131,7 +135,7 @@ private slots:
     void readsBytesAndSize()
     {
         const ImageFile image
-            = parsed("Menu_2x1_map[] = {\n0xa5, 0x18, 0x84, 0x18,\n};\n\n" + kDescriptor);
+            = parsed("Menu_2x1_map[] = {\n0xa5, 0x18, 0x84, 0x18,\n};\n\n" + menuDescriptor());
         QCOMPARE(image.data, hex("a5188418"));
         QCOMPARE(image.width, 2);
         QCOMPARE(image.height, 1);
@@ -271,35 +275,36 @@ private slots:
         row("no brace", "0x12, 0x34, .header.w = 5, .header.h = 6,", "", 0, 0);
         row("only an opening brace", "{", "", 0, 0);
         row("only a closing brace", "}", "", 0, 0);
-        row("a closing brace before the array", "}" + array + kDescriptor, "1234", 2, 1);
+        row("a closing brace before the array", "}" + array + menuDescriptor(), "1234", 2, 1);
         row("an array and nothing else", array, "1234", 0, 0);
-        row("an empty array", "map[] = {};\n" + kDescriptor, "", 2, 1);
+        row("an empty array", "map[] = {};\n" + menuDescriptor(), "", 2, 1);
         row("an array that is not closed", "map[] = {0x12, 0x34, 0x56", "1234", 0, 0);
-        row("an array that runs into the descriptor", "map[] = {0x12, 0x34,\n" + kDescriptor,
+        row("an array that runs into the descriptor", "map[] = {0x12, 0x34,\n" + menuDescriptor(),
             "1234", 0, 0);
         row("a descriptor that is not closed", array + "d = {.header.w = 5, .header.h = 6", "1234",
             5, 0);
         row("a descriptor that ends right behind its brace", array + "d = {", "1234", 0, 0);
         row("an empty descriptor", array + "d = {};", "1234", 0, 0);
-        row("a second descriptor is not read", array + "d = {.header.w = 5};\n" + kDescriptor,
+        row("a second descriptor is not read", array + "d = {.header.w = 5};\n" + menuDescriptor(),
             "1234", 5, 0);
         row("no line end between", "{0x12}{.header.w=5,.header.h=6}", "12", 5, 6);
-        row("what stands between is passed over", array + ".header.w = 9, 0x99,\n" + kDescriptor,
-            "1234", 2, 1);
+        row("what stands between is passed over",
+            array + ".header.w = 9, 0x99,\n" + menuDescriptor(), "1234", 2, 1);
         row("preprocessor lines and comments before the array",
             "/* a screen, 0x99, .header.w = 9 */\n#if defined(SIMPLE)\n#include "
             "\"lvgl.h\"\n#endif\n"
-                + array + kDescriptor,
+                + array + menuDescriptor(),
             "1234", 2, 1);
-        row("a comment behind the array", "{0x12};\n// 0x99, .header.w = 9,\n" + kDescriptor, "12",
-            2, 1);
-        row("a brace in a comment opens the array", "/* { */ map[] = {0x12, 0x34};\n" + kDescriptor,
-            "34", 2, 1);
-        row("a brace in a comment closes the array", "{0x12, /* } */ 0x34};\n" + kDescriptor, "12",
-            2, 1);
-        row("an array of arrays gives its first", "{{0x12}, {0x34}}\n" + kDescriptor, "12", 0, 0);
-        row("CRLF", QByteArray(array + kDescriptor).replace("\n", "\r\n"), "1234", 2, 1);
-        row("bytes above 7F", "\xEF\xBB\xBF// \xE9\xFF\n" + array + "// \x80\n" + kDescriptor,
+        row("a comment behind the array", "{0x12};\n// 0x99, .header.w = 9,\n" + menuDescriptor(),
+            "12", 2, 1);
+        row("a brace in a comment opens the array",
+            "/* { */ map[] = {0x12, 0x34};\n" + menuDescriptor(), "34", 2, 1);
+        row("a brace in a comment closes the array", "{0x12, /* } */ 0x34};\n" + menuDescriptor(),
+            "12", 2, 1);
+        row("an array of arrays gives its first", "{{0x12}, {0x34}}\n" + menuDescriptor(), "12", 0,
+            0);
+        row("CRLF", QByteArray(array + menuDescriptor()).replace("\n", "\r\n"), "1234", 2, 1);
+        row("bytes above 7F", "\xEF\xBB\xBF// \xE9\xFF\n" + array + "// \x80\n" + menuDescriptor(),
             "1234", 2, 1);
     }
 
@@ -392,7 +397,7 @@ private slots:
 
     void everyCutOfAFileIsReadAsByTheReference()
     {
-        const QByteArray whole = "map[] = {0x12, 0x34, 0x5G,};\n" + kDescriptor;
+        const QByteArray whole = "map[] = {0x12, 0x34, 0x5G,};\n" + menuDescriptor();
         for (qsizetype size = 0; size <= whole.size(); ++size) {
             const QByteArray cut = whole.first(size);
             QCOMPARE(parsed(cut).data, reference(cut).data);
