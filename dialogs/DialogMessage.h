@@ -17,7 +17,7 @@ public:
     DialogMessage(const QList<QString>& lines, QWidget* parent);
     ~DialogMessage() override;
 
-private Q_SLOTS:
+private slots:
     /// Closes the dialog with the accepted result. Bound to the button by its name.
     void on_pushButton_clicked();
 

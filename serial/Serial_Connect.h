@@ -67,7 +67,7 @@ public:
     /// follows. `text` is NUL-terminated.
     static int StrTo32(const char* text);
 
-Q_SIGNALS:
+signals:
     /// A received line with its line feed, a good checksum or none; `line` is the whole text.
     void GotMessage(const QString& line);
 
@@ -80,7 +80,7 @@ Q_SIGNALS:
     /// Not emitted by this service.
     void FoundBrivanPress(int Port);
 
-public Q_SLOTS:
+public slots:
     /// Takes what has arrived on the port and handles each line that it completes.
     void SerialGotData();
 
