@@ -10,6 +10,7 @@ class Ui_DialogMessage;
 class DialogMessage : public QDialog
 {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DialogMessage)
 
 public:
     /// Shows the entries of `lines` from top to bottom, as they are; what follows the fourth is not

@@ -23,6 +23,7 @@ struct Settings;
 class Serial_Connect : public QObject, public protocol::WireText
 {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Serial_Connect)
 
 public:
     /// Works on `*shared` and on its port; both stay the caller's and outlive this object. The two

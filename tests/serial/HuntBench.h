@@ -15,6 +15,7 @@ class HuntBench
 {
 public:
     HuntBench();
+    ~HuntBench() = default;
     HuntBench(const HuntBench&) = delete;
     HuntBench& operator=(const HuntBench&) = delete;
 

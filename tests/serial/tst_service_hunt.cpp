@@ -9,9 +9,9 @@
 
 namespace {
 
-const QString kA = QStringLiteral("ttyUSB303");
-const QString kB = QStringLiteral("ttyUSB301");
-const QString kC = QStringLiteral("ttyUSB302");
+constexpr QLatin1String kA("ttyUSB303");
+constexpr QLatin1String kB("ttyUSB301");
+constexpr QLatin1String kC("ttyUSB302");
 
 // Ticks after which the hunt is in these stages, with an adapter present from the start.
 constexpr int kScanned = 3;

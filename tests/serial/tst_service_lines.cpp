@@ -7,8 +7,8 @@
 
 namespace {
 
-const QByteArray kStatus = "$STATUS*3BC1\n";
-const QByteArray kAnswer = "$BOOTLOADM*9FEC\n";
+constexpr auto kStatus = "$STATUS*3BC1\n";
+constexpr auto kAnswer = "$BOOTLOADM*9FEC\n";
 
 QString message(const QByteArray& line)
 {
@@ -180,7 +180,7 @@ void TestServiceLines::linesAreDroppedUnreadWhileInputIsIgnored()
 {
     PtyLink link;
     link.probe.ignoreInput = true;
-    link.receive(kStatus + "$Bootloader\n");
+    link.receive(QByteArray(kStatus) + "$Bootloader\n");
     QVERIFY(link.takeSignals().isEmpty());
     QCOMPARE(link.probe.crcLineCount, 0);
     QVERIFY(!link.settings.deviceReady);
@@ -288,7 +288,7 @@ void TestServiceLines::handsALineOnBeforeItCountsAndAnswersIt()
     });
     link.receive(kStatus);
     QCOMPARE(calls, 1);
-    QCOMPARE(link.sent(), "$V" + kAnswer);
+    QCOMPARE(link.sent(), QByteArray("$V") + kAnswer);
 }
 
 void TestServiceLines::aCheckedLineEndsTheIdleTime()
@@ -308,7 +308,7 @@ void TestServiceLines::answersTheStatusReport()
     link.probe.waitTicks = 40;
     link.receive(kStatus);
     QCOMPARE(link.takeSignals(), QStringList(message(kStatus)));
-    QCOMPARE(link.sent(), "$V" + kAnswer);
+    QCOMPARE(link.sent(), QByteArray("$V") + kAnswer);
     QVERIFY(link.probe.statusAnswered);
     QCOMPARE(link.probe.waitTicks, 3);
 
@@ -330,7 +330,7 @@ void TestServiceLines::takesForAStatusReport_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<bool>("taken");
-    QTest::newRow("the word alone") << kStatus << true;
+    QTest::newRow("the word alone") << QByteArray(kStatus) << true;
     QTest::newRow("further fields") << QByteArray("$STATUS,1,2*D47D\n") << true;
     QTest::newRow("a further letter") << QByteArray("$STATUSX*973\n") << false;
     QTest::newRow("lower case") << QByteArray("$status*5069\n") << false;
@@ -348,7 +348,7 @@ void TestServiceLines::takesForAStatusReport()
     QCOMPARE(link.takeSignals(), QStringList(message(line)));
     QCOMPARE(link.probe.statusAnswered, taken);
     QCOMPARE(link.probe.waitTicks, taken ? 3 : 2);
-    QCOMPARE(link.sent(), taken ? "$V" + kAnswer : QByteArray("$V"));
+    QCOMPARE(link.sent(), taken ? QByteArray("$V") + kAnswer : QByteArray("$V"));
 }
 
 void TestServiceLines::theBootloadersAnnouncementEndsTheHunt()
