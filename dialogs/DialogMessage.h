@@ -10,6 +10,7 @@ class Ui_DialogMessage;
 class DialogMessage : public QDialog
 {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(DialogMessage)
 
 public:
     /// Shows the entries of `lines` from top to bottom, as they are; what follows the fourth is not
@@ -17,7 +18,7 @@ public:
     DialogMessage(const QList<QString>& lines, QWidget* parent);
     ~DialogMessage() override;
 
-private Q_SLOTS:
+private slots:
     /// Closes the dialog with the accepted result. Bound to the button by its name.
     void on_pushButton_clicked();
 

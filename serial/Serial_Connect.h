@@ -23,6 +23,7 @@ struct Settings;
 class Serial_Connect : public QObject, public protocol::WireText
 {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(Serial_Connect)
 
 public:
     /// Works on `*shared` and on its port; both stay the caller's and outlive this object. The two
@@ -67,7 +68,7 @@ public:
     /// follows. `text` is NUL-terminated.
     static int StrTo32(const char* text);
 
-Q_SIGNALS:
+signals:
     /// A received line with its line feed, a good checksum or none; `line` is the whole text.
     void GotMessage(const QString& line);
 
@@ -80,7 +81,7 @@ Q_SIGNALS:
     /// Not emitted by this service.
     void FoundBrivanPress(int Port);
 
-public Q_SLOTS:
+public slots:
     /// Takes what has arrived on the port and handles each line that it completes.
     void SerialGotData();
 

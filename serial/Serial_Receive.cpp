@@ -91,7 +91,7 @@ void Serial_Connect::LocalGotMessage()
 
 void Serial_Connect::HandleCheckedLine(QByteArrayView text)
 {
-    Q_EMIT GotMessage(QString::fromUtf8(text));
+    emit GotMessage(QString::fromUtf8(text));
     if (crcLineCount < kMaxVersionQueries)
         WriteMessage(kVersionQuery);
     ++crcLineCount;
@@ -115,6 +115,6 @@ void Serial_Connect::HandleLineWithoutCheck(QByteArrayView text)
     if (!text.contains('$') || !text.contains('\n'))
         return;
     const QString line = QString::fromUtf8(text);
-    Q_EMIT GotMessageNoCRC(line);
-    Q_EMIT GotMessage(line);
+    emit GotMessageNoCRC(line);
+    emit GotMessage(line);
 }

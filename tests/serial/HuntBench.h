@@ -1,0 +1,48 @@
+#pragma once
+
+#include "serial/Settings.h"
+#include "tests/serial/SerialConnectProbe.h"
+#include "virtualboard/UsbBus.h"
+
+#include <QSerialPort>
+#include <QStringList>
+
+#include <memory>
+#include <vector>
+
+/// A service with a closed port on a mocked bus; the test is its timer.
+class HuntBench
+{
+public:
+    HuntBench();
+    ~HuntBench() = default;
+    HuntBench(const HuntBench&) = delete;
+    HuntBench& operator=(const HuntBench&) = delete;
+
+    PluggedAdapter& plug(
+        const QString& portName, const QString& manufacturer = QStringLiteral("FTDI"));
+
+    /// The port as the hunt has left it: "closed", or its name and its speed.
+    [[nodiscard]] QString portState() const;
+
+    /// Ticks `ticks` times and returns the port's state after each tick.
+    QStringList watch(int ticks);
+
+    /// The same with equal neighbours put together: how many ticks, and the state.
+    QStringList run(int ticks) { return counted(watch(ticks)); }
+
+    /// Lets `bytes` arrive from `adapter` on the open port.
+    void receive(const PluggedAdapter& adapter, const QByteArray& bytes);
+
+    [[nodiscard]] static QStringList counted(const QStringList& states);
+
+private:
+    UsbBus m_bus;
+    std::vector<std::unique_ptr<PluggedAdapter>> m_adapters;
+
+public:
+    QSerialPort port;
+    Settings settings;
+    Serial_Connect service;
+    SerialConnectProbe probe;
+};

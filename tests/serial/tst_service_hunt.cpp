@@ -1,0 +1,442 @@
+// The hunt tick by tick: which port is open at which speed after each tick, held against
+// written-out tables. A wait of n ticks shows as n + 1 equal states: the tick that opens, and the n
+// that wait.
+
+#include "tests/serial/HuntBench.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+constexpr QLatin1String kA("ttyUSB303");
+constexpr QLatin1String kB("ttyUSB301");
+constexpr QLatin1String kC("ttyUSB302");
+
+// Ticks after which the hunt is in these stages, with an adapter present from the start.
+constexpr int kScanned = 3;
+constexpr int kFirstOpened = 9;
+constexpr int kSecondSpeed = 35;
+constexpr int kNextCandidate = 86;
+
+} // namespace
+
+class TestServiceHunt : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    // The walk.
+    void neverTouchesAPortWithoutAnAdapter();
+    void scansEverySixthTickWithoutAnAdapter_data();
+    void scansEverySixthTickWithoutAnAdapter();
+    void triesTheOneAdapterAtBothSpeeds();
+    void triesThreeAdaptersInTheSystemsOrder();
+    void isStuckForGoodAfterTheLastCandidate();
+    void opensBothWaysWithoutParityAndFlowControl();
+    void takesForACandidate_data();
+    void takesForACandidate();
+    void aPortHeldByAnotherIsAnAttemptWithoutAnswer();
+    void aPortThatVanishesIsAnAttemptWithoutAnswer();
+    void onlyAnIndexBehindTheEndBringsANewScan();
+    void onlyCountsDownWhileInputIsIgnored();
+
+    // What the board says.
+    void aStatusReportReopensAtTheBootloadersSpeed();
+    void aStatusReportInTheFirstAttemptKeepsTheSecondOne();
+    void aStatusReportBeforeTheFirstAttemptOpensNothing();
+    void aStatusReportAfterTheLastCandidateOpensNothing();
+    void theAnnouncementLeavesThePortAsItIs_data();
+    void theAnnouncementLeavesThePortAsItIs();
+
+    // What the program says, in every stage.
+    void acceptLeavesThePortAsItIs_data();
+    void acceptLeavesThePortAsItIs();
+    void rejectForbidsScansAndClosesThePort_data();
+    void rejectForbidsScansAndClosesThePort();
+    void holdFreezesEveryStep_data();
+    void holdFreezesEveryStep();
+};
+
+void TestServiceHunt::neverTouchesAPortWithoutAnAdapter()
+{
+    HuntBench bench;
+    const QSignalSpy touched(&bench.port, &QSerialPort::errorOccurred);
+    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x closed")});
+    QCOMPARE(touched.count(), 0);
+    QVERIFY(bench.port.portName().isEmpty());
+    QVERIFY(!bench.probe.portFound);
+}
+
+void TestServiceHunt::scansEverySixthTickWithoutAnAdapter_data()
+{
+    QTest::addColumn<int>("pluggedAfterTick");
+    QTest::addColumn<int>("foundAtTick");
+    QTest::newRow("before the first scan") << 2 << 3;
+    QTest::newRow("after the first scan") << 3 << 9;
+    QTest::newRow("before the second scan") << 8 << 9;
+    QTest::newRow("after the second scan") << 9 << 15;
+    QTest::newRow("before the third scan") << 14 << 15;
+    QTest::newRow("after the third scan") << 15 << 21;
+}
+
+void TestServiceHunt::scansEverySixthTickWithoutAnAdapter()
+{
+    QFETCH(int, pluggedAfterTick);
+    QFETCH(int, foundAtTick);
+    HuntBench bench;
+    bench.watch(pluggedAfterTick);
+    bench.plug(kA);
+    bench.watch(foundAtTick - pluggedAfterTick - 1);
+    QVERIFY(!bench.probe.portFound);
+    bench.watch(1);
+    QVERIFY(bench.probe.portFound);
+    QCOMPARE(bench.probe.portIndex, -1);
+    QCOMPARE(bench.run(6),
+        QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x ttyUSB303 at 115200")}));
+}
+
+void TestServiceHunt::triesTheOneAdapterAtBothSpeeds()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    const QStringList expected{
+        QStringLiteral("8 x closed"),
+        QStringLiteral("26 x ttyUSB303 at 115200"),
+        QStringLiteral("51 x ttyUSB303 at 19200"),
+        QStringLiteral("115 x closed"),
+    };
+    QCOMPARE(bench.run(200), expected);
+    QCOMPARE(bench.probe.triedPorts, QStringList{kA});
+}
+
+void TestServiceHunt::triesThreeAdaptersInTheSystemsOrder()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    bench.plug(kB);
+    bench.plug(kC);
+    const QStringList expected{
+        QStringLiteral("8 x closed"),
+        QStringLiteral("26 x ttyUSB303 at 115200"),
+        QStringLiteral("51 x ttyUSB303 at 19200"),
+        QStringLiteral("26 x ttyUSB301 at 115200"),
+        QStringLiteral("51 x ttyUSB301 at 19200"),
+        QStringLiteral("26 x ttyUSB302 at 115200"),
+        QStringLiteral("51 x ttyUSB302 at 19200"),
+        QStringLiteral("61 x closed"),
+    };
+    QCOMPARE(bench.run(300), expected);
+    QCOMPARE(bench.probe.candidatePorts, QStringList({kA, kB, kC}));
+    QCOMPARE(bench.probe.triedPorts, QStringList({kA, kB, kC}));
+    QVERIFY(!bench.settings.deviceReady);
+}
+
+void TestServiceHunt::isStuckForGoodAfterTheLastCandidate()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    bench.watch(kNextCandidate);
+    bench.plug(kB);
+    QCOMPARE(bench.run(500), QStringList{QStringLiteral("500 x closed")});
+    QCOMPARE(bench.probe.portIndex, 1);
+    QCOMPARE(bench.probe.candidatePorts, QStringList{kA});
+    QVERIFY(bench.probe.portFound);
+
+    // Each of these ticks closes the port.
+    bench.port.setPortName(kB);
+    QVERIFY(bench.port.open(QIODevice::ReadWrite));
+    QCOMPARE(bench.run(1), QStringList{QStringLiteral("1 x closed")});
+}
+
+void TestServiceHunt::opensBothWaysWithoutParityAndFlowControl()
+{
+    HuntBench bench;
+    const PluggedAdapter& adapter = bench.plug(kA);
+    bench.port.setParity(QSerialPort::OddParity);
+    bench.port.setDataBits(QSerialPort::Data7);
+    bench.port.setStopBits(QSerialPort::TwoStop);
+    bench.port.setFlowControl(QSerialPort::HardwareControl);
+    bench.watch(kFirstOpened);
+    QCOMPARE(adapter.baudRate(), 115200);
+    bench.watch(kSecondSpeed - kFirstOpened);
+    QCOMPARE(adapter.baudRate(), 19200);
+    QCOMPARE(bench.port.openMode(), QIODevice::ReadWrite);
+    QCOMPARE(bench.port.baudRate(QSerialPort::Input), 19200);
+    QCOMPARE(bench.port.baudRate(QSerialPort::Output), 19200);
+    QCOMPARE(bench.port.dataBits(), QSerialPort::Data8);
+    QCOMPARE(bench.port.parity(), QSerialPort::NoParity);
+    QCOMPARE(bench.port.stopBits(), QSerialPort::OneStop);
+    QCOMPARE(bench.port.flowControl(), QSerialPort::NoFlowControl);
+}
+
+void TestServiceHunt::takesForACandidate_data()
+{
+    QTest::addColumn<QString>("manufacturer");
+    QTest::addColumn<bool>("taken");
+    QTest::newRow("exact") << QStringLiteral("FTDI") << true;
+    QTest::newRow("within a longer name") << QStringLiteral("The FTDI Company") << true;
+    QTest::newRow("lower case") << QStringLiteral("ftdi") << false;
+    QTest::newRow("cut") << QStringLiteral("FTD") << false;
+    QTest::newRow("another maker") << QStringLiteral("Prolific") << false;
+}
+
+void TestServiceHunt::takesForACandidate()
+{
+    QFETCH(QString, manufacturer);
+    QFETCH(bool, taken);
+    HuntBench bench;
+    bench.plug(kA, manufacturer);
+    bench.watch(kScanned);
+    QCOMPARE(bench.probe.portFound, taken);
+    QCOMPARE(bench.probe.advancePending, taken);
+    QCOMPARE(bench.probe.candidatePorts, taken ? QStringList{kA} : QStringList());
+}
+
+void TestServiceHunt::aPortHeldByAnotherIsAnAttemptWithoutAnswer()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    bench.plug(kB);
+    QSerialPort other(kA);
+    QVERIFY(other.open(QIODevice::ReadWrite));
+    const QStringList expected{
+        QStringLiteral("85 x closed"),
+        QStringLiteral("26 x ttyUSB301 at 115200"),
+        QStringLiteral("51 x ttyUSB301 at 19200"),
+        QStringLiteral("38 x closed"),
+    };
+    QCOMPARE(bench.run(200), expected);
+}
+
+void TestServiceHunt::aPortThatVanishesIsAnAttemptWithoutAnswer()
+{
+    HuntBench bench;
+    PluggedAdapter& adapter = bench.plug(kA);
+    bench.plug(kB);
+    bench.watch(kFirstOpened + 10);
+    const QSignalSpy errors(&bench.port, &QSerialPort::errorOccurred);
+    adapter.unplug();
+    QTRY_VERIFY(!bench.port.isOpen());
+    // Closed at the first error: a second one would come with every round of the event loop.
+    QTest::qWait(50);
+    QVERIFY2(errors.count() <= 2, qPrintable(QString::number(errors.count())));
+
+    const QStringList expected{
+        QStringLiteral("66 x closed"),
+        QStringLiteral("26 x ttyUSB301 at 115200"),
+        QStringLiteral("8 x ttyUSB301 at 19200"),
+    };
+    QCOMPARE(bench.run(100), expected);
+}
+
+void TestServiceHunt::onlyAnIndexBehindTheEndBringsANewScan()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    bench.watch(kNextCandidate + 100);
+    bench.probe.advancePending = true;
+    bench.probe.portIndex = 2;
+    bench.watch(1);
+    QVERIFY(!bench.probe.portFound);
+    QVERIFY(!bench.probe.advancePending);
+    QCOMPARE(bench.probe.waitTicks, 0);
+    bench.watch(1);
+    QVERIFY(bench.probe.portFound);
+    QCOMPARE(bench.probe.portIndex, -1);
+    QVERIFY(bench.probe.triedPorts.isEmpty());
+    QCOMPARE(bench.run(6),
+        QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x ttyUSB303 at 115200")}));
+}
+
+void TestServiceHunt::onlyCountsDownWhileInputIsIgnored()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    bench.watch(kFirstOpened);
+    bench.probe.ignoreInput = true;
+    QCOMPARE(bench.probe.waitTicks, 25);
+    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x ttyUSB303 at 115200")});
+    QCOMPARE(bench.probe.waitTicks, 0);
+}
+
+void TestServiceHunt::aStatusReportReopensAtTheBootloadersSpeed()
+{
+    HuntBench bench;
+    const PluggedAdapter& adapter = bench.plug(kA);
+    bench.plug(kB);
+    bench.watch(kSecondSpeed + 10);
+    bench.receive(adapter, "$STATUS*3BC1\n");
+    const QStringList expected{
+        QStringLiteral("3 x ttyUSB303 at 19200"),
+        QStringLiteral("26 x ttyUSB303 at 115200"),
+        QStringLiteral("26 x ttyUSB301 at 115200"),
+        QStringLiteral("45 x ttyUSB301 at 19200"),
+    };
+    QCOMPARE(bench.run(100), expected);
+}
+
+void TestServiceHunt::aStatusReportInTheFirstAttemptKeepsTheSecondOne()
+{
+    HuntBench bench;
+    const PluggedAdapter& adapter = bench.plug(kA);
+    bench.watch(kFirstOpened + 10);
+    bench.receive(adapter, "$STATUS*3BC1\n");
+    const QStringList expected{
+        QStringLiteral("29 x ttyUSB303 at 115200"),
+        QStringLiteral("51 x ttyUSB303 at 19200"),
+        QStringLiteral("20 x closed"),
+    };
+    QCOMPARE(bench.run(100), expected);
+}
+
+void TestServiceHunt::aStatusReportBeforeTheFirstAttemptOpensNothing()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    bench.watch(kScanned);
+    bench.probe.statusAnswered = true;
+    QCOMPARE(bench.run(7),
+        QStringList({QStringLiteral("6 x closed"), QStringLiteral("1 x ttyUSB303 at 115200")}));
+    QVERIFY(!bench.probe.statusAnswered);
+}
+
+void TestServiceHunt::aStatusReportAfterTheLastCandidateOpensNothing()
+{
+    HuntBench bench;
+    bench.plug(kA);
+    bench.watch(kNextCandidate + 100);
+    bench.probe.statusAnswered = true;
+    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x closed")});
+    QVERIFY(!bench.probe.statusAnswered);
+}
+
+void TestServiceHunt::theAnnouncementLeavesThePortAsItIs_data()
+{
+    QTest::addColumn<int>("ticks");
+    QTest::addColumn<QString>("state");
+    QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("ttyUSB303 at 115200");
+    QTest::newRow("its last tick") << kSecondSpeed - 1 << QStringLiteral("ttyUSB303 at 115200");
+    QTest::newRow("second attempt") << kSecondSpeed << QStringLiteral("ttyUSB303 at 19200");
+}
+
+void TestServiceHunt::theAnnouncementLeavesThePortAsItIs()
+{
+    QFETCH(int, ticks);
+    QFETCH(QString, state);
+    HuntBench bench;
+    const PluggedAdapter& adapter = bench.plug(kA);
+    bench.watch(ticks);
+    bench.receive(adapter, "$Bootloader\n");
+    QVERIFY(bench.settings.deviceReady);
+    QVERIFY(!bench.probe.portFound);
+    QCOMPARE(bench.run(200), QStringList{QStringLiteral("200 x ") + state});
+    QCOMPARE(bench.probe.waitTicks, 0);
+}
+
+void TestServiceHunt::acceptLeavesThePortAsItIs_data()
+{
+    QTest::addColumn<int>("ticks");
+    QTest::addColumn<QString>("state");
+    QTest::newRow("new") << 0 << QStringLiteral("closed");
+    QTest::newRow("about to scan") << kScanned - 1 << QStringLiteral("closed");
+    QTest::newRow("scanned") << kScanned << QStringLiteral("closed");
+    QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("ttyUSB303 at 115200");
+    QTest::newRow("second attempt") << kSecondSpeed + 7 << QStringLiteral("ttyUSB303 at 19200");
+    QTest::newRow("next candidate") << kNextCandidate << QStringLiteral("ttyUSB301 at 115200");
+    QTest::newRow("stuck") << 300 << QStringLiteral("closed");
+}
+
+void TestServiceHunt::acceptLeavesThePortAsItIs()
+{
+    QFETCH(int, ticks);
+    QFETCH(QString, state);
+    HuntBench bench;
+    bench.plug(kA);
+    bench.plug(kB);
+    bench.watch(ticks);
+    bench.service.Accept();
+    QVERIFY(bench.settings.deviceReady);
+    QVERIFY(!bench.probe.portFound);
+    const QStringList candidates = bench.probe.candidatePorts;
+    QCOMPARE(bench.run(200), QStringList{QStringLiteral("200 x ") + state});
+    QCOMPARE(bench.probe.waitTicks, 0);
+    QCOMPARE(bench.probe.candidatePorts, candidates);
+}
+
+void TestServiceHunt::rejectForbidsScansAndClosesThePort_data()
+{
+    const QString at115200 = QStringLiteral("26 x ttyUSB303 at 115200");
+    const QString at19200 = QStringLiteral("51 x ttyUSB303 at 19200");
+    QTest::addColumn<int>("ticks");
+    QTest::addColumn<QStringList>("states");
+    QTest::newRow("new") << 0 << QStringList{QStringLiteral("200 x closed")};
+    QTest::newRow("about to scan") << kScanned - 1 << QStringList{QStringLiteral("200 x closed")};
+    QTest::newRow("scanned") << kScanned
+                             << QStringList{QStringLiteral("5 x closed"), at115200, at19200,
+                                    QStringLiteral("118 x closed")};
+    QTest::newRow("first attempt")
+        << kFirstOpened
+        << QStringList{QStringLiteral("25 x closed"), at19200, QStringLiteral("124 x closed")};
+    QTest::newRow("second attempt")
+        << kSecondSpeed + 7 << QStringList{QStringLiteral("200 x closed")};
+    QTest::newRow("stuck") << 300 << QStringList{QStringLiteral("200 x closed")};
+}
+
+void TestServiceHunt::rejectForbidsScansAndClosesThePort()
+{
+    QFETCH(int, ticks);
+    QFETCH(QStringList, states);
+    HuntBench bench;
+    bench.plug(kA);
+    bench.watch(ticks);
+    bench.service.Reject();
+    QCOMPARE(bench.portState(), QStringLiteral("closed"));
+    QVERIFY(!bench.probe.checkingEnabled);
+    QCOMPARE(bench.run(200), states);
+}
+
+void TestServiceHunt::holdFreezesEveryStep_data()
+{
+    QTest::addColumn<int>("ticks");
+    QTest::newRow("new") << 0;
+    QTest::newRow("about to scan") << kScanned - 1;
+    QTest::newRow("scanned") << kScanned;
+    QTest::newRow("about to open") << kFirstOpened - 1;
+    QTest::newRow("first attempt") << kFirstOpened;
+    QTest::newRow("about to change the speed") << kSecondSpeed - 1;
+    QTest::newRow("second attempt") << kSecondSpeed + 7;
+    QTest::newRow("about to move on") << kNextCandidate - 1;
+    QTest::newRow("next candidate") << kNextCandidate + 3;
+    QTest::newRow("stuck") << 250;
+}
+
+void TestServiceHunt::holdFreezesEveryStep()
+{
+    QFETCH(int, ticks);
+    constexpr int kAllTicks = 300;
+    HuntBench bench;
+    bench.plug(kA);
+    bench.plug(kB);
+    QStringList states = bench.watch(ticks);
+    const QString held = bench.portState();
+    const int waitTicks = bench.probe.waitTicks;
+    bench.service.HoldChecking(true);
+    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x ") + held});
+    QCOMPARE(bench.probe.waitTicks, waitTicks);
+
+    bench.service.HoldChecking(false);
+    states += bench.watch(kAllTicks - ticks);
+    const QStringList expected{
+        QStringLiteral("8 x closed"),
+        QStringLiteral("26 x ttyUSB303 at 115200"),
+        QStringLiteral("51 x ttyUSB303 at 19200"),
+        QStringLiteral("26 x ttyUSB301 at 115200"),
+        QStringLiteral("51 x ttyUSB301 at 19200"),
+        QStringLiteral("138 x closed"),
+    };
+    QCOMPARE(HuntBench::counted(states), expected);
+}
+
+QTEST_GUILESS_MAIN(TestServiceHunt)
+#include "tst_service_hunt.moc"
