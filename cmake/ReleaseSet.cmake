@@ -3,40 +3,69 @@
 # Compiles a release set into TARGET under ":/res/": settings.json, fw1.bin, Address.bin and every
 # image that the manifest names. Left uncompressed: images are read once while the dialog opens and
 # the firmware is read at random positions, so both are wanted as plain memory.
+#
+# The set is checked by "release-set check" before anything of TARGET is compiled; what is wrong with
+# it stops the build with the check's lines. Here only the list of files is found out.
 function(add_release_set TARGET DIRECTORY)
     get_filename_component(directory "${DIRECTORY}" ABSOLUTE BASE_DIR "${CMAKE_SOURCE_DIR}")
-    set(manifest "${directory}/settings.json")
-    if(NOT EXISTS "${manifest}")
-        message(FATAL_ERROR "RELEASE_SET: there is no settings.json in ${directory}")
+    if(NOT IS_DIRECTORY "${directory}")
+        message(FATAL_ERROR "RELEASE_SET: there is no folder ${directory}")
     endif()
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${manifest}")
-
-    file(READ "${manifest}" json)
-    string(JSON count ERROR_VARIABLE error LENGTH "${json}" Images)
-    if(error)
-        message(FATAL_ERROR "RELEASE_SET: ${manifest}: ${error}")
-    endif()
-
-    set(files settings.json fw1.bin Address.bin)
-    set(index 0)
-    while(index LESS count)
-        string(JSON name ERROR_VARIABLE error GET "${json}" Images ${index} FileName)
-        if(error)
-            message(FATAL_ERROR "RELEASE_SET: ${manifest}: image ${index}: ${error}")
-        endif()
-        list(APPEND files "${name}")
-        math(EXPR index "${index} + 1")
-    endwhile()
-    list(REMOVE_DUPLICATES files)
+    release_set_files(names "${directory}")
 
     set(paths "")
-    foreach(name IN LISTS files)
-        if(NOT EXISTS "${directory}/${name}" OR IS_DIRECTORY "${directory}/${name}")
-            message(FATAL_ERROR "RELEASE_SET: the set in ${directory} has no file \"${name}\"")
+    foreach(name IN LISTS names)
+        if(EXISTS "${directory}/${name}" AND NOT IS_DIRECTORY "${directory}/${name}")
+            list(APPEND paths "${directory}/${name}")
+        else()
+            # Missing files are the check's to tell; look again when the folder has changed.
+            set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${directory}")
         endif()
-        list(APPEND paths "${directory}/${name}")
     endforeach()
 
     qt_add_resources(${TARGET} release_set
         PREFIX "/res" BASE "${directory}" FILES ${paths} OPTIONS --no-compress)
+
+    # The tool's folder may be added later than TARGET.
+    cmake_language(EVAL CODE "cmake_language(DEFER DIRECTORY [[${CMAKE_SOURCE_DIR}]]
+        CALL check_release_set [[${TARGET}]] [[${directory}]] [[${paths}]])")
+endfunction()
+
+# release_set_files(OUT DIRECTORY): the names of a set's files, as far as its manifest can be read.
+function(release_set_files OUT directory)
+    set(names settings.json fw1.bin Address.bin)
+    set(manifest "${directory}/settings.json")
+    if(EXISTS "${manifest}" AND NOT IS_DIRECTORY "${manifest}")
+        set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${manifest}")
+        file(READ "${manifest}" json)
+        string(JSON count ERROR_VARIABLE error LENGTH "${json}" Images)
+        set(index 0)
+        while(NOT error AND index LESS count)
+            string(JSON name ERROR_VARIABLE entryError GET "${json}" Images ${index} FileName)
+            if(NOT entryError AND NOT name MATCHES "^/|(^|/)\\.\\.(/|$)")
+                list(APPEND names "${name}")
+            endif()
+            math(EXPR index "${index} + 1")
+        endwhile()
+    endif()
+    list(REMOVE_DUPLICATES names)
+    set(${OUT} "${names}" PARENT_SCOPE)
+endfunction()
+
+# check_release_set(TARGET DIRECTORY FILES): runs the check before anything of TARGET is built, and
+# again whenever a file of the set or the tool has changed.
+function(check_release_set TARGET directory files)
+    if(NOT TARGET release-set)
+        message(WARNING "RELEASE_SET is compiled in unchecked: the release set tool is not built")
+        return()
+    endif()
+    set(stamp "${CMAKE_BINARY_DIR}/release_set.checked")
+    add_custom_command(OUTPUT "${stamp}"
+        COMMAND release-set check --quiet "${directory}"
+        COMMAND "${CMAKE_COMMAND}" -E touch "${stamp}"
+        DEPENDS release-set ${files}
+        COMMENT "Checking the release set in ${directory}"
+        VERBATIM)
+    add_custom_target(release-set-checked DEPENDS "${stamp}")
+    add_dependencies(${TARGET} release-set-checked)
 endfunction()

@@ -1,0 +1,173 @@
+#include "releaseset/Report.h"
+
+#include "bootload/Wire.h"
+#include "releaseset/Flash.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+
+#include <array>
+
+namespace releaseset {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The latencies of the usual USB serial adapter: none, the shortest it can be set to, as it comes.
+constexpr std::array kLatencies = {0ms, 1ms, 16ms};
+
+constexpr int kFileWidth = 16;
+constexpr int kNumberWidth = 9;
+constexpr int kLabelWidth = 16;
+constexpr int kHexBase = 16;
+
+qsizetype blocksOf(const ImageFile& image)
+{
+    return (image.data.size() + kBlockSize - 1) / kBlockSize;
+}
+
+QString number(qint64 value)
+{
+    return QLocale(QLocale::English).toString(value);
+}
+
+QString seconds(std::chrono::milliseconds time)
+{
+    return QStringLiteral("%1 s").arg(static_cast<double>(time.count()) / 1000, 0, 'f', 1);
+}
+
+void writeRow(QTextStream& out, const QString& first, const QStringList& cells)
+{
+    out << first.leftJustified(kFileWidth);
+    for (const QString& cell : cells)
+        out << cell.rightJustified(kNumberWidth);
+    out << '\n';
+}
+
+void writeImages(QTextStream& out, const ReleaseSet& set)
+{
+    writeRow(out, QStringLiteral("Image"),
+        {QStringLiteral("Number"), QStringLiteral("Version"), QStringLiteral("Width"),
+            QStringLiteral("Height"), QStringLiteral("Bytes"), QStringLiteral("Blocks")});
+    qsizetype bytes = 0;
+    qsizetype blocks = 0;
+    for (const SetImage& image : set.images) {
+        const ImageFile& content = image.content;
+        writeRow(out, image.file,
+            {number(content.imageName), number(content.imageVersion), number(content.width),
+                number(content.height), number(content.data.size()), number(blocksOf(content))});
+        bytes += content.data.size();
+        blocks += blocksOf(content);
+    }
+    writeRow(out, QStringLiteral("%1 in all").arg(set.images.size()),
+        {{}, {}, {}, {}, number(bytes), number(blocks)});
+}
+
+QTextStream& labelled(QTextStream& out, const char* label)
+{
+    return out << QString::fromLatin1(label).leftJustified(kLabelWidth);
+}
+
+void writeJobTime(QTextStream& out, const JobTime& time)
+{
+    labelled(out, "Whole job") << "fixed waits " << seconds(time.fixedWaits) << ", wire "
+                               << seconds(time.onTheWire()) << " (" << number(time.bytesOut)
+                               << " bytes out, " << number(time.bytesBack) << " back), line ends "
+                               << seconds(time.silence()) << '\n';
+    for (const auto latency : kLatencies) {
+        labelled(out, "") << seconds(time.total(latency)) << " with an adapter latency of "
+                          << latency.count() << " ms\n";
+    }
+    labelled(out, "") << "and the board's own times for starting, erasing and programming\n";
+}
+
+QJsonArray imagesJson(const ReleaseSet& set)
+{
+    QJsonArray images;
+    for (const SetImage& image : set.images) {
+        const ImageFile& content = image.content;
+        images.append(QJsonObject{{QStringLiteral("file"), image.file},
+            {QStringLiteral("number"), content.imageName},
+            {QStringLiteral("version"), content.imageVersion},
+            {QStringLiteral("width"), content.width}, {QStringLiteral("height"), content.height},
+            {QStringLiteral("bytes"), content.data.size()},
+            {QStringLiteral("blocks"), blocksOf(content)}});
+    }
+    return images;
+}
+
+QJsonObject firmwareJson(const QByteArray& firmware)
+{
+    const PageCounts pages = countPages(firmware);
+    return {{QStringLiteral("size"), firmware.size()}, {QStringLiteral("pages"), pages.pages},
+        {QStringLiteral("pagesAll00"), pages.allZero},
+        {QStringLiteral("pagesAllFF"), pages.allErased}};
+}
+
+QJsonObject jobTimeJson(const JobTime& time)
+{
+    QJsonObject totals;
+    for (const auto latency : kLatencies) {
+        totals.insert(
+            QString::number(latency.count()), static_cast<qint64>(time.total(latency).count()));
+    }
+    return {{QStringLiteral("fixedWaits"), static_cast<qint64>(time.fixedWaits.count())},
+        {QStringLiteral("exchanges"), time.exchanges}, {QStringLiteral("bytesOut"), time.bytesOut},
+        {QStringLiteral("bytesBack"), time.bytesBack},
+        {QStringLiteral("wire"), static_cast<qint64>(time.onTheWire().count())},
+        {QStringLiteral("lineEnds"), static_cast<qint64>(time.silence().count())},
+        {QStringLiteral("totalAtLatency"), totals}};
+}
+
+QJsonArray findingsJson(const Findings& findings)
+{
+    QJsonArray list;
+    for (const Finding& finding : findings.all()) {
+        const bool isError = finding.severity == Severity::Error;
+        list.append(QJsonObject{{QStringLiteral("severity"),
+                                    isError ? QStringLiteral("error") : QStringLiteral("warning")},
+            {QStringLiteral("file"), finding.place.file},
+            {QStringLiteral("line"), finding.place.line},
+            {QStringLiteral("column"), finding.place.column},
+            {QStringLiteral("key"), finding.place.key}, {QStringLiteral("text"), finding.text}});
+    }
+    return list;
+}
+
+} // namespace
+
+QByteArray tableOf(const ReleaseSet& set)
+{
+    QString text;
+    QTextStream out(&text);
+    const PageCounts pages = countPages(set.firmware);
+    labelled(out, "Set version") << set.version << "\n\n";
+    writeImages(out, set);
+    out << '\n';
+    labelled(out, "Firmware") << number(set.firmware.size()) << " bytes, " << pages.pages
+                              << " pages, of which " << pages.allZero << " all 00 and "
+                              << pages.allErased << " all FF\n";
+    labelled(out, "Start address")
+        << "0x" << QString::number(builtStartAddress(set.startAddress), kHexBase).toUpper() << '\n';
+    writeJobTime(out, jobTimeOf(set));
+    out.flush();
+    return text.toUtf8();
+}
+
+QByteArray jsonOf(const ReleaseSet& set, const Findings& findings)
+{
+    const QJsonObject report{{QStringLiteral("version"), set.version},
+        {QStringLiteral("images"), imagesJson(set)},
+        {QStringLiteral("firmware"), firmwareJson(set.firmware)},
+        {QStringLiteral("startAddress"), static_cast<qint64>(builtStartAddress(set.startAddress))},
+        {QStringLiteral("jobMilliseconds"), jobTimeJson(jobTimeOf(set))},
+        {QStringLiteral("errors"), findings.errors()},
+        {QStringLiteral("warnings"), findings.warnings()},
+        {QStringLiteral("findings"), findingsJson(findings)}};
+    return QJsonDocument(report).toJson();
+}
+
+} // namespace releaseset

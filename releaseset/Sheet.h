@@ -1,0 +1,14 @@
+#pragma once
+
+#include "releaseset/ReleaseSet.h"
+
+#include <QImage>
+
+namespace releaseset {
+
+/// A contact sheet of the set: every image in its own size, with its file, number, version and
+/// size. An image that cannot be shown is an empty frame. Pictures that are larger than a cell can
+/// be are shrunk to fit.
+[[nodiscard]] QImage contactSheetOf(const ReleaseSet& set);
+
+} // namespace releaseset
