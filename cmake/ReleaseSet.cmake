@@ -59,13 +59,13 @@ function(check_release_set TARGET directory files)
         message(WARNING "RELEASE_SET is compiled in unchecked: the release set tool is not built")
         return()
     endif()
-    set(stamp "${CMAKE_BINARY_DIR}/release_set.checked")
+    set(stamp "${CMAKE_BINARY_DIR}/${TARGET}_release_set.checked")
     add_custom_command(OUTPUT "${stamp}"
         COMMAND release-set check --quiet "${directory}"
         COMMAND "${CMAKE_COMMAND}" -E touch "${stamp}"
         DEPENDS release-set ${files}
         COMMENT "Checking the release set in ${directory}"
         VERBATIM)
-    add_custom_target(release-set-checked DEPENDS "${stamp}")
-    add_dependencies(${TARGET} release-set-checked)
+    add_custom_target(${TARGET}_release_set DEPENDS "${stamp}")
+    add_dependencies(${TARGET} ${TARGET}_release_set)
 endfunction()
