@@ -49,6 +49,27 @@ std::uint16_t checksum(const QByteArray& text)
     return static_cast<std::uint16_t>(crc);
 }
 
+struct NamedField
+{
+    const char* name;
+    qint32 PortTest::*member;
+};
+
+constexpr NamedField kFields[] = {
+    {"state", &PortTest::state},
+    {"startAddress", &PortTest::startAddress},
+    {"flashAddress", &PortTest::flashAddress},
+    {"phase", &PortTest::phase},
+    {"fwStep", &PortTest::fwStep},
+    {"retries", &PortTest::retries},
+    {"ticks", &PortTest::ticks},
+    {"imageIndex", &PortTest::imageIndex},
+    {"imageOffset", &PortTest::imageOffset},
+    {"imageStep", &PortTest::imageStep},
+    {"imageWait", &PortTest::imageWait},
+    {"blockNumber", &PortTest::blockNumber},
+};
+
 } // namespace
 
 QByteArray framed(const QByteArray& text)
@@ -56,6 +77,32 @@ QByteArray framed(const QByteArray& text)
     const QByteArray digits
         = QByteArray::number(checksum(text.mid(text.indexOf('$') + 1)), 16).toUpper();
     return text + '*' + digits + (digits.size() == 4 ? "\n" : "");
+}
+
+QByteArray framedAll(const QByteArrayList& texts)
+{
+    QByteArray bytes;
+    for (const QByteArray& text : texts)
+        bytes += framed(text);
+    return bytes;
+}
+
+SessionFields with(SessionFields fields, const SessionFields& changes)
+{
+    for (auto change = changes.begin(); change != changes.end(); ++change) {
+        if (!fields.contains(change.key()))
+            throw std::out_of_range("no field " + change.key().toStdString());
+        fields.insert(change.key(), change.value());
+    }
+    return fields;
+}
+
+QString toText(const SessionFields& fields)
+{
+    QStringList parts;
+    for (auto field = fields.begin(); field != fields.end(); ++field)
+        parts << QStringLiteral("%1=%2").arg(QString::fromUtf8(field.key())).arg(field.value());
+    return parts.join(QLatin1Char(' '));
 }
 
 QString uniquePortName(int index)
@@ -157,6 +204,27 @@ void SessionBench::enterBootloader(int index)
             : jobMode == JobEraseImages ? kStepsBeforeEraseImages
                                         : kStepsBeforeErasePage);
     (void)sent(index);
+}
+
+SessionFields SessionBench::fields(int index)
+{
+    PortTest& from = port(index);
+    SessionFields values{{"isOpen", from.isOpen() ? 1 : 0}, {"baudRate", from.baudRate()},
+        {"fileOpen", from.file.isOpen() ? 1 : 0}};
+    for (const NamedField& field : kFields)
+        values.insert(field.name, from.*field.member);
+    return values;
+}
+
+void SessionBench::setFields(const SessionFields& values, int index)
+{
+    SessionFields rest = values;
+    for (const NamedField& field : kFields) {
+        if (rest.contains(field.name))
+            port(index).*field.member = rest.take(field.name);
+    }
+    if (!rest.isEmpty())
+        throw std::out_of_range("no number " + rest.firstKey().toStdString());
 }
 
 QString SessionBench::labelText(const char* name) const

@@ -8,11 +8,16 @@
 #include "virtualboard/UsbBus.h"
 
 #include <QLabel>
+#include <QMap>
 #include <QProgressBar>
 #include <QTextEdit>
 
 #include <memory>
 #include <vector>
+
+/// The numbers of a session by name, and what its port and file stand on: "isOpen", "baudRate" and
+/// "fileOpen".
+using SessionFields = QMap<QByteArray, qint32>;
 
 /// A dialog on a mocked bus of FTDI adapters, with its timer stopped: the test steps the sessions
 /// and plays the board at the far end of each port.
@@ -56,6 +61,11 @@ public:
     /// with nothing left unread.
     void enterBootloader(int index = 0);
 
+    /// All fields of a session.
+    [[nodiscard]] SessionFields fields(int index = 0);
+    /// Gives a session's numbers these values. Throws std::out_of_range for any other name.
+    void setFields(const SessionFields& values, int index = 0);
+
     [[nodiscard]] QString labelText(const char* name) const;
     [[nodiscard]] QProgressBar& bar(const char* name) const;
     [[nodiscard]] QString log() const;
@@ -73,6 +83,15 @@ private:
 /// The line `text` as it stands on the wire when it is sent with its checksum, made by a
 /// formulation of the checksum of the tests' own.
 [[nodiscard]] QByteArray framed(const QByteArray& text);
+
+/// The frames of `texts`, one behind the other.
+[[nodiscard]] QByteArray framedAll(const QByteArrayList& texts);
+
+/// `fields` with the values of `changes`. Throws std::out_of_range for an unknown name.
+[[nodiscard]] SessionFields with(SessionFields fields, const SessionFields& changes);
+
+/// `fields` in one line, for comparing.
+[[nodiscard]] QString toText(const SessionFields& fields);
 
 /// `count` adapters by FTDI under names that no other process uses at this time.
 [[nodiscard]] std::vector<Adapter> ftdiAdapters(int count);

@@ -1,0 +1,114 @@
+#!/usr/bin/env python3
+"""check_transcript.py JOB RELEASE_SET TRANSCRIPT
+
+Holds what a virtual board heard during a job against the lines that the job has to send, worked out
+here from the release set alone: every line, in order, with its checksum.
+"""
+
+import json
+import pathlib
+import re
+import sys
+
+PAGES = range(0x1000, 0xE0000, 0x1000)
+TICK = 0.5  # seconds between two steps of a session
+
+
+def crc(text):
+    """CRC-16/MCRF4XX, bit by bit."""
+    value = 0xFFFF
+    for byte in text.encode():
+        value ^= byte
+        for _ in range(8):
+            value = value >> 1 ^ 0x8408 if value & 1 else value >> 1
+    return value
+
+
+def framed(text):
+    return f"${text}*{crc(text):X}"
+
+
+def image(path):
+    text = path.read_text()
+    array = text[text.index("{"):text.index("}")]
+    data = bytes(int(literal, 16) for literal in re.findall(r"0x([0-9a-fA-F]{2})", array))
+    width, height = (int(re.search(rf"\.header\.{key}\s*=\s*(\d+)", text)[1]) for key in "wh")
+    return data, width, height
+
+
+def hex_bytes(data):
+    return "".join(f",{byte:02X}" for byte in data)
+
+
+def firmware_lines(release_set):
+    flash = (release_set / "fw1.bin").read_bytes().ljust(PAGES.stop, b"\xff")
+    for page in PAGES:
+        yield framed(f"E,{page:X},1")
+        for offset in range(0, 0x1000, 64):
+            start = page + offset
+            yield framed(f"D,{offset:X}{hex_bytes(flash[start:start + 64])}")
+        yield framed(f"P,{page:X},1000")
+
+
+def image_lines(release_set):
+    manifest = json.loads((release_set / "settings.json").read_text())
+    for entry in manifest["Images"]:
+        data, width, height = image(release_set / entry["FileName"])
+        number, version = entry["ImageName"], entry["ImageVersion"]
+        yield framed(f"I,{number:02X},{version:02X},{width:02X},{height:02X}")
+        for block in range((len(data) + 255) // 256):
+            yield framed(f"F,{block:02X}{hex_bytes(data[block * 256:block * 256 + 256])}")
+
+
+def expected_lines(job, release_set):
+    yield framed("MVER")
+    yield framed("BOOTLOADM")
+    yield "$G"
+    if job == "update":
+        yield from firmware_lines(release_set)
+    if job in ("update", "images"):
+        yield from image_lines(release_set)
+    if job == "erase":
+        yield framed("A,1")
+    yield framed("X")
+
+
+def heard(transcript):
+    """(time, line) of every line that the board heard."""
+    for row in transcript.read_text().splitlines():
+        match = re.match(r"\s*([\d.]+) board 0 -> (.*)", row)
+        if match:
+            yield float(match[1]), match[2]
+
+
+def check_waits(job, lines):
+    """The waits that the steps prescribe; a busy machine only makes them longer."""
+    times = {}
+    for time, line in lines:
+        times.setdefault(line.split(",")[0].split("*")[0], []).append(time)
+    last_before = {"update": times.get("$P", [0])[-1], "images": times["$G"][-1]}.get(job)
+    if last_before is None:
+        return None
+    steps = 6 if job == "update" else 7
+    waited = times["$I"][0] - last_before
+    if waited < (steps - 0.5) * TICK:
+        return f"the first header came {waited:.2f} s after the line before it, too early"
+    return None
+
+
+def main(job, release_set, transcript):
+    lines = list(heard(pathlib.Path(transcript)))
+    expected = list(expected_lines(job, pathlib.Path(release_set)))
+    for index, (want, (time, got)) in enumerate(zip(expected, lines)):
+        if want != got:
+            return f"line {index + 1}, at {time} s, is\n  {got}\nand should be\n  {want}"
+    if len(expected) != len(lines):
+        return f"{len(lines)} lines instead of {len(expected)}"
+    return check_waits(job, lines)
+
+
+if __name__ == "__main__":
+    problem = main(*sys.argv[1:])
+    if problem:
+        sys.exit(problem)
+    print("every line is as it should be")

@@ -1,0 +1,566 @@
+#include "tests/session/SessionBench.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+namespace {
+
+/// Fields of a session in the middle of everything, so that a step shows what it leaves alone.
+SessionFields somewhere(const SessionFields& changes)
+{
+    return with({{"state", 0}, {"startAddress", 0x1400}, {"flashAddress", 0x1040}, {"phase", 1},
+                    {"fwStep", 1}, {"retries", 7}, {"ticks", 2}, {"imageIndex", 1},
+                    {"imageOffset", 5}, {"imageStep", 1}, {"imageWait", 2}, {"blockNumber", 9}},
+        changes);
+}
+
+/// A block line of the small set's image `image`, from `offset` on.
+QByteArray blockLine(const QByteArray& number, int image, int offset)
+{
+    QByteArray line = "$F," + number;
+    for (const char byte : smallImage(image).mid(offset, 256))
+        line += "," + QByteArray(1, byte).toHex().toUpper();
+    return line;
+}
+
+/// What is sent at each of `count` steps: the lines' texts, or "-".
+QByteArrayList sentAtEachStep(SessionBench& bench, int count)
+{
+    QByteArrayList words;
+    for (int i = 0; i < count; ++i) {
+        bench.step();
+        const QByteArray bytes = bench.sent();
+        words << (bytes.isEmpty() ? QByteArray("-") : bytes.left(bytes.indexOf('*')));
+    }
+    return words;
+}
+
+ReleaseSetFiles setWithAddress(const QByteArray& bytes)
+{
+    ReleaseSetFiles files = smallReleaseSet();
+    files.insert(QStringLiteral("Address.bin"), bytes);
+    return files;
+}
+
+ReleaseSetFiles setWithout(const char* name)
+{
+    ReleaseSetFiles files = smallReleaseSet();
+    files.remove(QLatin1StringView(name));
+    return files;
+}
+
+const QString kEraseText
+    = QStringLiteral("Send Erase All messages Command takes around 20 seconds");
+
+} // namespace
+
+/// What the sessions do by themselves, step by step.
+class TestSession : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanupTestCase() { m_bench.reset(); }
+    void everyStateTakesItsStep_data();
+    void everyStateTakesItsStep();
+    void loadsByMode_data();
+    void loadsByMode();
+    void buildsTheStartAddress_data();
+    void buildsTheStartAddress();
+    void goesOnWithoutTheStartAddress();
+    void goesOnWithoutTheFirmware();
+    void loadsAgainAfterAnEarlierJob();
+    void probesTenTimesAndReopensFast();
+    void probesEvery500Milliseconds();
+    void keepsProbingWhenTheBoardAnswers();
+    void sendsTheTenthProbingLineBeforeThePortCloses();
+    void reopensAClosedPortOnly();
+    void waitsForTheBootloaderWithoutLimit();
+    void forgetsABootloaderHeardWhileProbing();
+    void stepsAPortThatIsNotOpen();
+    void stepsNothingWithoutPorts();
+    void sendsTheFirstHeaderOnTheEighthStep();
+    void sendsAHeaderAgainAfterThreeSteps();
+    void sendsABlockAgainAfterThreeSteps();
+    void sendsEraseImagesAgainAfterItsWait();
+    void sendsFirmwareLinesAgainAfterTheirTicks_data();
+    void sendsFirmwareLinesAgainAfterTheirTicks();
+    void finishesOnTheFourthStepAndOnlyOnce();
+
+private:
+    std::unique_ptr<SessionBench> m_bench;
+};
+
+void TestSession::init()
+{
+    // Plugging takes the mocked bus a while: the many rows of one test share it, each with a dialog
+    // of its own.
+    if (qstrcmp(QTest::currentTestFunction(), "everyStateTakesItsStep") != 0)
+        m_bench.reset();
+    else if (!m_bench)
+        m_bench = std::make_unique<SessionBench>();
+}
+
+void TestSession::everyStateTakesItsStep_data()
+{
+    QTest::addColumn<SessionFields>("given");
+    QTest::addColumn<SessionFields>("changes");
+    QTest::addColumn<QByteArrayList>("lines");
+    QTest::addColumn<QString>("logged");
+
+    const auto row = [](const char* name, const SessionFields& given, const SessionFields& changes,
+                         const QByteArrayList& lines = {}, const QString& logged = {}) {
+        QTest::newRow(name) << somewhere(given) << changes << lines << logged;
+    };
+    const QByteArray erased64 = QByteArray(",FF").repeated(64);
+
+    row("1 start", {{"state", 1}}, {{"retries", 10}, {"state", 2}});
+
+    row("2 first probe", {{"state", 2}, {"retries", 10}}, {{"retries", 9}}, {"$MVER"});
+    row("2 eighth probe", {{"state", 2}, {"retries", 3}}, {{"retries", 2}}, {"$MVER"});
+    row("2 ninth probe", {{"state", 2}, {"retries", 2}}, {{"retries", 1}}, {"$BOOTLOADM"});
+    row("2 tenth probe", {{"state", 2}, {"retries", 1}},
+        {{"retries", 0}, {"state", 6}, {"isOpen", 0}}, {"$BOOTLOADM"});
+
+    row("3 not captured", {{"state", 3}, {"phase", 0}}, {});
+    row("3 captured", {{"state", 3}, {"phase", 1}}, {{"state", 0}});
+    row("3 phase 2", {{"state", 3}, {"phase", 2}}, {});
+    row("3 phase 3", {{"state", 3}, {"phase", 3}}, {});
+    row("3 phase 4", {{"state", 3}, {"phase", 4}}, {});
+
+    row("4 waits before it erases", {{"state", 4}, {"imageStep", 0}, {"imageWait", 1}},
+        {{"imageWait", 0}});
+    row("4 erases", {{"state", 4}, {"imageStep", 0}, {"imageWait", 0}},
+        {{"imageStep", 1}, {"imageWait", 2}}, {"$A,1"}, kEraseText);
+    row("4 waits for the answer", {{"state", 4}, {"imageStep", 1}, {"imageWait", 120}},
+        {{"imageWait", 119}});
+    row("4 gives up waiting", {{"state", 4}, {"imageStep", 1}, {"imageWait", 0}},
+        {{"imageStep", 0}}, {}, QStringLiteral("Command Timedout"));
+    row("4 knows no third step", {{"state", 4}, {"imageStep", 2}, {"imageWait", 0}}, {});
+    row("4 waits in no third step", {{"state", 4}, {"imageStep", 2}, {"imageWait", 2}}, {});
+
+    row("5 waits before a header", {{"state", 5}, {"imageStep", 0}, {"imageWait", 1}},
+        {{"imageWait", 0}});
+    row("5 announces", {{"state", 5}, {"imageStep", 0}, {"imageWait", 0}},
+        {{"imageOffset", 0}, {"imageWait", 3}}, {"$I,03,02,10,08"});
+    row("5 waits before a block", {{"state", 5}, {"imageStep", 1}, {"imageWait", 3}},
+        {{"imageWait", 2}});
+    row("5 sends a first block",
+        {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 0}, {"imageOffset", 0}},
+        {{"imageWait", 3}, {"blockNumber", 0}}, {blockLine("00", 0, 0)});
+    row("5 sends a block in between",
+        {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 0}, {"imageOffset", 256}},
+        {{"imageWait", 3}, {"blockNumber", 1}}, {blockLine("01", 0, 256)});
+    row("5 sends a last block",
+        {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 0}, {"imageOffset", 512}},
+        {{"imageWait", 3}, {"blockNumber", 2}, {"imageStep", 2}}, {blockLine("02", 0, 512)});
+    row("5 sends a whole block as the last",
+        {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 1}, {"imageOffset", 0}},
+        {{"imageWait", 3}, {"blockNumber", 0}, {"imageStep", 2}}, {blockLine("00", 1, 0)});
+    row("5 waits before a restart", {{"state", 5}, {"imageStep", 2}, {"imageWait", 3}},
+        {{"imageWait", 2}});
+    row("5 restarts", {{"state", 5}, {"imageStep", 2}, {"imageWait", 0}},
+        {{"imageStep", 0}, {"imageWait", 6}});
+    row("5 ends behind the last image",
+        {{"state", 5}, {"imageStep", 0}, {"imageWait", 0}, {"imageIndex", 3}},
+        {{"state", 15}, {"ticks", 0}}, {"$X"});
+
+    row("7 asks", {{"state", 7}, {"retries", 2}}, {}, {"$MVER"});
+    row("7 goes on", {{"state", 7}, {"retries", 3}}, {{"retries", 0}, {"state", 8}});
+    row("8 asks", {{"state", 8}, {"retries", 2}}, {}, {"$SVER"});
+    row("8 goes on", {{"state", 8}, {"retries", 3}}, {{"retries", 0}, {"state", 9}});
+    row("9 asks", {{"state", 9}, {"retries", 4}}, {}, {"$BOOTLOADM"});
+    row("9 goes on", {{"state", 9}, {"retries", 5}}, {{"state", 6}, {"isOpen", 0}});
+    row("10 erases", {{"state", 10}}, {{"state", 11}}, {"$E,1400,"});
+    row("10 erases at a sign-extended address", {{"state", 10}, {"startAddress", -0x7EEC00}},
+        {{"state", 11}}, {"$E,FF811400,"});
+
+    row("11 waits before an erase", {{"state", 11}, {"fwStep", 0}, {"ticks", 3}}, {{"ticks", 4}});
+    row("11 erases", {{"state", 11}, {"fwStep", 0}, {"ticks", 4}, {"flashAddress", 0xDF000}},
+        {{"ticks", 1}, {"fwStep", 1}}, {"$E,DF000,1"});
+    row("11 erases late", {{"state", 11}, {"fwStep", 0}, {"ticks", 18}, {"flashAddress", 0x1000}},
+        {{"ticks", 1}, {"fwStep", 1}}, {"$E,1000,1"});
+    row("11 waits before data", {{"state", 11}, {"fwStep", 1}, {"ticks", 3}}, {{"ticks", 4}});
+    row("11 sends data", {{"state", 11}, {"fwStep", 1}, {"ticks", 4}, {"flashAddress", 0x5FC0}},
+        {{"ticks", 1}}, {"$D,FC0" + erased64});
+    row("11 sends data in any phase",
+        {{"state", 11}, {"fwStep", 1}, {"ticks", 9}, {"flashAddress", 0x5000}, {"phase", 0}},
+        {{"ticks", 1}}, {"$D,0" + erased64});
+    row("11 waits before programming",
+        {{"state", 11}, {"fwStep", 2}, {"ticks", 17}, {"flashAddress", 0x2000}}, {{"ticks", 18}});
+    row("11 programs", {{"state", 11}, {"fwStep", 2}, {"ticks", 18}, {"flashAddress", 0x2000}},
+        {{"ticks", 1}}, {"$P,1000,1000"});
+    row("11 programs the last page",
+        {{"state", 11}, {"fwStep", 2}, {"ticks", 30}, {"flashAddress", 0xE0000}}, {{"ticks", 1}},
+        {"$P,DF000,1000"});
+    row("11 waits before a check", {{"state", 11}, {"fwStep", 2}, {"ticks", 17}, {"phase", 2}},
+        {{"ticks", 18}});
+    row("11 checks", {{"state", 11}, {"fwStep", 2}, {"ticks", 18}, {"phase", 2}}, {{"ticks", 1}},
+        {"$C,1000,DFFFF"});
+    row("11 programs nothing uncaptured",
+        {{"state", 11}, {"fwStep", 2}, {"ticks", 18}, {"phase", 0}}, {{"ticks", 19}});
+    row("11 programs nothing when done",
+        {{"state", 11}, {"fwStep", 2}, {"ticks", 18}, {"phase", 3}}, {{"ticks", 19}});
+    row("11 waits before programming what is checked",
+        {{"state", 11}, {"fwStep", 3}, {"ticks", 17}, {"phase", 2}}, {{"ticks", 18}});
+    row("11 programs what is checked",
+        {{"state", 11}, {"fwStep", 3}, {"ticks", 18}, {"phase", 2}, {"flashAddress", 0x3000}},
+        {{"ticks", 1}}, {"$P,2000,1000"});
+    row("11 programs nothing unchecked",
+        {{"state", 11}, {"fwStep", 3}, {"ticks", 18}, {"phase", 1}}, {{"ticks", 19}});
+
+    for (const int state : {12, 13, 14, 16, -1})
+        row(qPrintable(QStringLiteral("%1 does nothing").arg(state)), {{"state", state}}, {});
+
+    row("15 counts", {{"state", 15}, {"ticks", 0}}, {{"ticks", 1}});
+    row("15 counts up to its end", {{"state", 15}, {"ticks", 2}}, {{"ticks", 3}});
+    row("15 closes", {{"state", 15}, {"ticks", 3}}, {{"ticks", 4}, {"isOpen", 0}}, {},
+        QStringLiteral("Bootload Complete"));
+    row("15 only counts on", {{"state", 15}, {"ticks", 4}}, {{"ticks", 5}});
+}
+
+void TestSession::everyStateTakesItsStep()
+{
+    QFETCH(SessionFields, given);
+    QFETCH(SessionFields, changes);
+    QFETCH(QByteArrayList, lines);
+    QFETCH(QString, logged);
+    SessionBench& bench = *m_bench;
+    bench.closeDialog();
+    bench.openDialog(JobUpdate);
+    bench.setFields(given);
+    const SessionFields expected = with(bench.fields(), changes);
+    bench.step();
+    QCOMPARE(toText(bench.fields()), toText(expected));
+    QCOMPARE(bench.sent(), framedAll(lines));
+    QCOMPARE(bench.log(), logged);
+    QCOMPARE(bench.bar("progressBarLoad").value(), 0);
+    QCOMPARE(bench.bar("progressBarVerify").value(), 0);
+}
+
+void TestSession::loadsByMode_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<SessionFields>("changes");
+    const SessionFields firmware{{"state", 11}};
+    QTest::newRow("0 software and images") << 0 << firmware;
+    QTest::newRow("1 images") << 1
+                              << SessionFields{{"state", 5}, {"imageIndex", 0}, {"imageOffset", 0},
+                                     {"imageStep", 2}, {"imageWait", 0}};
+    QTest::newRow("2 erase") << 2
+                             << SessionFields{{"state", 4}, {"imageIndex", 0}, {"imageOffset", 0},
+                                    {"imageStep", 0}, {"imageWait", 1}};
+    QTest::newRow("3 is like 0") << 3 << firmware;
+    QTest::newRow("-1 is like 0") << -1 << firmware;
+}
+
+void TestSession::loadsByMode()
+{
+    QFETCH(int, mode);
+    QFETCH(SessionFields, changes);
+    SessionBench bench(mode);
+    bench.setFields(somewhere({{"state", 0}, {"startAddress", 7}}));
+    const SessionFields loaded{{"startAddress", 0x1400}, {"flashAddress", 0x1000}, {"fwStep", 0},
+        {"ticks", 0}, {"fileOpen", 1}};
+    const SessionFields expected = with(with(bench.fields(), loaded), changes);
+    bench.step();
+    QCOMPARE(toText(bench.fields()), toText(expected));
+    QCOMPARE(bench.port().file.fileName(), QStringLiteral(":/res/fw1.bin"));
+    QCOMPARE(bench.sent(), QByteArray());
+    QCOMPARE(bench.log(), QString());
+}
+
+void TestSession::buildsTheStartAddress_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<quint32>("address");
+    QTest::newRow("shipped") << QByteArray::fromHex("00140000") << 0x1400U;
+    QTest::newRow("every place") << QByteArray::fromHex("12345600") << 0x563412U;
+    QTest::newRow("fourth byte at the place of the third")
+        << QByteArray::fromHex("00000001") << 0x10000U;
+    QTest::newRow("third and fourth together") << QByteArray::fromHex("00000102") << 0x30000U;
+    QTest::newRow("third byte sign-extended") << QByteArray::fromHex("00148001") << 0xFF811400U;
+    QTest::newRow("first byte sign-extended") << QByteArray::fromHex("80000000") << 0xFFFFFF80U;
+    QTest::newRow("second byte sign-extended") << QByteArray::fromHex("7F800000") << 0xFFFF807FU;
+    QTest::newRow("fourth byte sign-extended") << QByteArray::fromHex("00000080") << 0xFF800000U;
+    QTest::newRow("bytes missing") << QByteArray::fromHex("2214") << 0x1422U;
+    QTest::newRow("empty") << QByteArray() << 0U;
+    QTest::newRow("more than four bytes") << QByteArray::fromHex("00140000FFFF") << 0x1400U;
+    QTest::newRow("carriage returns are bytes") << QByteArray::fromHex("0D0A0D00") << 0xD0A0DU;
+}
+
+void TestSession::buildsTheStartAddress()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(quint32, address);
+    SessionBench bench(JobUpdate, 1, setWithAddress(bytes));
+    bench.setFields({{"state", 0}});
+    bench.step();
+    QCOMPARE(static_cast<quint32>(bench.port().startAddress), address);
+}
+
+void TestSession::goesOnWithoutTheStartAddress()
+{
+    SessionBench bench(JobUpdate, 1, setWithout("Address.bin"));
+    bench.setFields({{"state", 0}, {"startAddress", 7}});
+    bench.step();
+    QCOMPARE(bench.port().startAddress, 0);
+    QCOMPARE(bench.port().state, 11);
+    QVERIFY(bench.port().file.isOpen());
+}
+
+void TestSession::goesOnWithoutTheFirmware()
+{
+    SessionBench bench(JobUpdate, 1, setWithout("fw1.bin"));
+    bench.enterBootloader();
+    QVERIFY(!bench.port().file.isOpen());
+    QCOMPARE(bench.port().startAddress, 0x1400);
+    bench.reply("$EACK");
+    QCOMPARE(bench.sent(), framed("$D,0" + QByteArray(",FF").repeated(64)));
+}
+
+void TestSession::loadsAgainAfterAnEarlierJob()
+{
+    SessionBench bench;
+    bench.setFields({{"state", 0}});
+    bench.step();
+    bench.setFields({{"state", 0}, {"startAddress", 7}});
+    bench.step();
+    QCOMPARE(bench.port().startAddress, 0x1400);
+    QVERIFY(bench.port().file.isOpen());
+    QCOMPARE(bench.port().file.fileName(), QStringLiteral(":/res/fw1.bin"));
+}
+
+void TestSession::probesTenTimesAndReopensFast()
+{
+    SessionBench bench;
+    QCOMPARE(bench.adapter().baudRate(), 19200);
+    QByteArrayList expected{"-"};
+    expected += QByteArrayList(8, "$MVER");
+    expected += QByteArrayList(2, "$BOOTLOADM");
+    QCOMPARE(sentAtEachStep(bench, 11), expected);
+    QVERIFY(!bench.port().isOpen());
+    QCOMPARE(bench.port().state, 6);
+
+    QCOMPARE(sentAtEachStep(bench, 1), QByteArrayList{"-"});
+    QVERIFY(bench.port().isOpen());
+    QCOMPARE(bench.adapter().baudRate(), 921600);
+    QCOMPARE(bench.port().state, 3);
+    QCOMPARE(bench.log(), QString());
+}
+
+void TestSession::probesEvery500Milliseconds()
+{
+    SessionBench bench;
+    QVERIFY(!bench.probe().timer().isSingleShot());
+    QElapsedTimer clock;
+    clock.start();
+    bench.probe().timer().start();
+    // The first tick starts the session, each of the others sends.
+    QVERIFY(QTest::qWaitFor([&bench] { return bench.port().retries == 8; }));
+    QVERIFY2(clock.elapsed() >= 1400, "too early");
+    QVERIFY2(clock.elapsed() < 2400, "too late");
+    QCOMPARE(bench.sent(), framedAll({"$MVER", "$MVER"}));
+}
+
+void TestSession::keepsProbingWhenTheBoardAnswers()
+{
+    SessionBench bench;
+    bench.step(3);
+    bench.reply("$MVERR,D.02n");
+    QCOMPARE(bench.sent(), framedAll({"$MVER", "$MVER", "$BOOTLOADM"}));
+    QByteArrayList expected(6, "$MVER");
+    expected += QByteArrayList(2, "$BOOTLOADM");
+    QCOMPARE(sentAtEachStep(bench, 8), expected);
+    QVERIFY(!bench.port().isOpen());
+}
+
+void TestSession::sendsTheTenthProbingLineBeforeThePortCloses()
+{
+    SessionBench bench;
+    bench.step(10);
+    (void)bench.sent();
+    QElapsedTimer clock;
+    clock.start();
+    bench.step();
+    // The port keeps its speed for as long as the line takes: 16 characters at 19200 baud.
+    QVERIFY(clock.elapsed() >= 8);
+    QVERIFY(!bench.port().isOpen());
+    QCOMPARE(bench.sent(), framed("$BOOTLOADM"));
+}
+
+void TestSession::reopensAClosedPortOnly()
+{
+    SessionBench bench;
+    bench.port().close();
+    bench.setFields(somewhere({{"state", 6}, {"phase", 1}}));
+    const SessionFields expected
+        = with(bench.fields(), {{"state", 3}, {"phase", 0}, {"isOpen", 1}, {"baudRate", 921600}});
+    bench.step();
+    QCOMPARE(toText(bench.fields()), toText(expected));
+    QCOMPARE(bench.port().openMode(), QIODevice::ReadWrite);
+    QCOMPARE(bench.port().baudRate(QSerialPort::Input), 921600);
+    QCOMPARE(bench.port().baudRate(QSerialPort::Output), 921600);
+    QCOMPARE(bench.adapter().baudRate(), 921600);
+}
+
+void TestSession::waitsForTheBootloaderWithoutLimit()
+{
+    SessionBench bench;
+    bench.step(12);
+    (void)bench.sent();
+    const QString before = toText(bench.fields());
+    bench.step(1000);
+    QCOMPARE(toText(bench.fields()), before);
+    QCOMPARE(bench.sent(), QByteArray());
+    QCOMPARE(bench.log(), QString());
+    QCOMPARE(bench.labelText("label_Status"), QStringLiteral("Status"));
+}
+
+void TestSession::forgetsABootloaderHeardWhileProbing()
+{
+    SessionBench bench;
+    bench.step(5);
+    (void)bench.sent();
+    bench.reply("$Bootloader");
+    QCOMPARE(bench.sent(), QByteArray("$G\n"));
+    QCOMPARE(bench.port().phase, 1);
+    bench.step(7);
+    (void)bench.sent();
+    QCOMPARE(bench.port().state, 3);
+    QCOMPARE(bench.port().phase, 0);
+    bench.step(5);
+    QCOMPARE(bench.port().state, 3);
+
+    bench.reply("$Bootloader");
+    QCOMPARE(bench.sent(), QByteArray("$G\n"));
+    bench.step();
+    QCOMPARE(bench.port().state, 0);
+}
+
+void TestSession::stepsAPortThatIsNotOpen()
+{
+    SessionBench bench;
+    bench.port().close();
+    bench.step(11);
+    QCOMPARE(bench.port().state, 6);
+    QCOMPARE(bench.sent(), QByteArray());
+    bench.step();
+    QCOMPARE(bench.port().state, 3);
+    QVERIFY(bench.port().isOpen());
+}
+
+void TestSession::stepsNothingWithoutPorts()
+{
+    SessionBench bench(JobUpdate, 0);
+    QVERIFY(bench.probe().ports().isEmpty());
+    bench.step(20);
+    QCOMPARE(bench.log(), QString());
+}
+
+void TestSession::sendsTheFirstHeaderOnTheEighthStep()
+{
+    SessionBench bench(JobImagesOnly);
+    bench.step(13);
+    bench.reply("$Bootloader");
+    bench.step();
+    QCOMPARE(bench.port().state, 0);
+    bench.step();
+    QCOMPARE(bench.port().state, 5);
+    (void)bench.sent();
+    QByteArrayList expected(7, "-");
+    expected << "$I,00,01,12C,01";
+    QCOMPARE(sentAtEachStep(bench, 8), expected);
+}
+
+void TestSession::sendsAHeaderAgainAfterThreeSteps()
+{
+    SessionBench bench(JobImagesOnly);
+    bench.enterBootloader();
+    const QByteArray header = "$I,00,01,12C,01";
+    QCOMPARE(sentAtEachStep(bench, 12),
+        (QByteArrayList{"-", "-", "-", header, "-", "-", "-", header, "-", "-", "-", header}));
+}
+
+void TestSession::sendsABlockAgainAfterThreeSteps()
+{
+    SessionBench bench(JobImagesOnly);
+    bench.enterBootloader();
+    bench.reply("$IACK,0");
+    const QByteArray block = blockLine("00", 0, 0);
+    QCOMPARE(bench.sent(), framed(block));
+    QCOMPARE(
+        sentAtEachStep(bench, 8), (QByteArrayList{"-", "-", "-", block, "-", "-", "-", block}));
+    QCOMPARE(bench.port().imageOffset, 0);
+}
+
+void TestSession::sendsEraseImagesAgainAfterItsWait()
+{
+    SessionBench bench(JobEraseImages);
+    bench.step(13);
+    bench.reply("$Bootloader");
+    bench.step(2);
+    QCOMPARE(bench.port().state, 4);
+    (void)bench.sent();
+    // Two steps of the wait, one that gives up, and the next sends.
+    QCOMPARE(sentAtEachStep(bench, 10),
+        (QByteArrayList{"-", "$A,1", "-", "-", "-", "$A,1", "-", "-", "-", "$A,1"}));
+    const QString timedOut = QStringLiteral("Command Timedout");
+    QCOMPARE(bench.log(),
+        (QStringList{kEraseText, timedOut, kEraseText, timedOut, kEraseText}.join('\n')));
+}
+
+void TestSession::sendsFirmwareLinesAgainAfterTheirTicks_data()
+{
+    QTest::addColumn<SessionFields>("given");
+    QTest::addColumn<int>("quietTicks");
+    QTest::addColumn<QByteArray>("again");
+    const QByteArray data = "$D,40" + QByteArray(",FF").repeated(64);
+    QTest::newRow("data") << SessionFields{{"fwStep", 1}, {"ticks", 4}} << 3 << data;
+    QTest::newRow("erase: data goes out in its place")
+        << SessionFields{{"fwStep", 0}, {"ticks", 4}} << 3 << data;
+    QTest::newRow("program") << SessionFields{{"fwStep", 2}, {"ticks", 18}} << 17
+                             << QByteArray("$P,40,1000");
+    QTest::newRow("check") << SessionFields{{"fwStep", 2}, {"ticks", 18}, {"phase", 2}} << 17
+                           << QByteArray("$C,1000,DFFFF");
+    QTest::newRow("program after check") << SessionFields{{"fwStep", 3}, {"ticks", 18},
+        {"phase", 2}} << 17 << QByteArray("$P,40,1000");
+}
+
+void TestSession::sendsFirmwareLinesAgainAfterTheirTicks()
+{
+    QFETCH(SessionFields, given);
+    QFETCH(int, quietTicks);
+    QFETCH(QByteArray, again);
+    SessionBench bench;
+    bench.setFields(with(somewhere({{"state", 11}}), given));
+    bench.step();
+    QVERIFY(!bench.sent().isEmpty());
+    QByteArrayList expected;
+    for (int i = 0; i < 3; ++i)
+        expected << QByteArrayList(quietTicks, "-") << again;
+    QCOMPARE(sentAtEachStep(bench, static_cast<int>(expected.size())), expected);
+}
+
+void TestSession::finishesOnTheFourthStepAndOnlyOnce()
+{
+    SessionBench bench;
+    bench.setFields(somewhere({{"state", 15}, {"ticks", 0}}));
+    bench.step(3);
+    QVERIFY(bench.port().isOpen());
+    QCOMPARE(bench.log(), QString());
+    bench.step();
+    QVERIFY(!bench.port().isOpen());
+    QCOMPARE(bench.log(), QStringLiteral("Bootload Complete"));
+
+    QVERIFY(bench.port().open(QIODevice::ReadWrite));
+    bench.step(300);
+    QVERIFY(bench.port().isOpen());
+    QCOMPARE(bench.log(), QStringLiteral("Bootload Complete"));
+    QCOMPARE(bench.port().state, 15);
+    QCOMPARE(bench.sent(), QByteArray());
+}
+
+QTEST_MAIN(TestSession)
+#include "tst_session.moc"
