@@ -31,6 +31,9 @@ Board& BoardServer::add(BoardOptions options, std::unique_ptr<BoardPort> port)
 
 void BoardServer::start()
 {
+    // The first look sets the ports up before anybody is told of them.
+    for (const auto& served : m_served)
+        serve(*served);
     m_thread = std::thread([this] { run(); });
 }
 

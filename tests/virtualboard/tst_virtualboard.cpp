@@ -1,4 +1,5 @@
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
 #include <QJsonArray>
@@ -9,6 +10,11 @@
 #include <QTest>
 
 #include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
 
 namespace {
 
@@ -236,7 +242,159 @@ private slots:
         QVERIFY(two.output.contains(QStringLiteral("VERDICT: NOT EXACT (1 of 2 boards exact)")));
     }
 
+    void recoversFromFaultsAndSaysThem_data()
+    {
+        QTest::addColumn<QString>("fault");
+        for (const char* fault : {"drop-command rate=1% times=5", "drop-reply rate=1% times=5",
+                 "corrupt-command rate=1% times=5", "split-reply rate=2% times=5",
+                 "join-lines rate=10% times=5", "garbage rate=1% times=5",
+                 "long-line rate=1% times=5", "announce rate=5% times=5",
+                 "silence at=300 for=700ms"})
+            QTest::newRow(fault) << QString::fromLatin1(fault);
+    }
+
+    void recoversFromFaultsAndSaysThem()
+    {
+        QFETCH(QString, fault);
+        const Run images = job(QStringLiteral("images"), {"--fault", fault});
+        QVERIFY2(images.exitCode == 0, qPrintable(images.output + images.errors));
+        QVERIFY(images.output.contains(QStringLiteral("s: ") + fault));
+    }
+
+    void readsFaultsFromAFile()
+    {
+        const QString plan = m_folder.filePath(QStringLiteral("plan.txt"));
+        writeFile(plan, "# two of them\ndrop-command at=1\n\ndrop-reply at=1  # the answer\n");
+        const Run erase = job(QStringLiteral("erase"), {"--fault-file", plan});
+        QCOMPARE(erase.exitCode, 0);
+        QVERIFY(erase.output.contains(QStringLiteral("s: drop-command at=1")));
+        QVERIFY(erase.output.contains(QStringLiteral("s: drop-reply at=1")));
+    }
+
+    void anUnpluggedBoardFailsTheProgramAndComesBack()
+    {
+        // The first attempt loses its port; the second one finds the adapter again.
+        const QString twice = QStringLiteral("'%1' images '%2'; sleep 1; '%1' images '%2'");
+        const Run images = run(
+            {"--fault", "unplug at=100 for=500ms"}, {"sh", "-c", twice.arg(kClient, kReleaseSet)});
+        QVERIFY2(images.output.contains(QStringLiteral("s: unplug at=100")),
+            qPrintable(images.output + images.errors));
+        QVERIFY(images.errors.contains(QStringLiteral("job_client: no ")));
+        QVERIFY(images.output.contains(QStringLiteral("NOT EXACT")));
+    }
+
+    void lineRateTakesItsTime()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const QString report = m_folder.filePath(QStringLiteral("rate.json"));
+        const Run erase = job(
+            QStringLiteral("erase"), {"--line-rate", "--image-erase", "800", "--report", report});
+        QVERIFY2(erase.exitCode == 0, qPrintable(erase.output + erase.errors));
+        QVERIFY(timer.elapsed() > 300 + 800);
+    }
+
+    void printsThePortThatItServesWithoutAProgram()
+    {
+        QProcess process;
+        process.start(QStringLiteral(VIRTUAL_BOARD), {"--stop-when-done", "0"});
+        QTRY_VERIFY(process.canReadLine());
+        const QString line = QString::fromLocal8Bit(process.readLine()).trimmed();
+        const QString path = line.section(u' ', -1);
+        QVERIFY2(QFileInfo::exists(path), qPrintable(line));
+        const QByteArray answer = eraseOver(path);
+        QCOMPARE(answer, QByteArray("$AACK,1"));
+        const Run served = finish(process);
+        QVERIFY2(served.exitCode == 0, qPrintable(served.output + served.errors));
+    }
+
+    void servesAPortOfThisComputer()
+    {
+        int master = -1;
+        int slave = -1;
+        QCOMPARE(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+        QProcess process;
+        process.start(QStringLiteral(VIRTUAL_BOARD),
+            {"--serial", QString::fromLocal8Bit(ttyname(slave)), "--stop-when-done", "0"});
+        QTRY_VERIFY(process.canReadLine());
+        Line line(master);
+        QCOMPARE(line.ask("$MVER*826A\n").left(6), QByteArray("$MVERR"));
+        QCOMPARE(rateOf(slave), speed_t(B19200));
+        QCOMPARE(line.ask("$BOOTLOADM*9FEC\n"), QByteArray("$Bootloader"));
+        QCOMPARE(rateOf(slave), speed_t(B921600));
+        QCOMPARE(line.ask("$A,1*CF00\n").left(7), QByteArray("$AACK,0"));
+        QCOMPARE(line.readLine().left(7), QByteArray("$AACK,1"));
+        line.ask("$X*D14A\n", false);
+        const Run served = finish(process);
+        ::close(master);
+        ::close(slave);
+        QVERIFY2(served.exitCode == 0, qPrintable(served.output + served.errors));
+    }
+
 private:
+    /// The computer's end of a line, without Qt.
+    class Line
+    {
+    public:
+        explicit Line(int descriptor) : m_descriptor(descriptor) { }
+
+        QByteArray ask(const QByteArray& text, bool answers = true)
+        {
+            if (::write(m_descriptor, text.constData(), static_cast<size_t>(text.size()))
+                != text.size())
+                return {};
+            return answers ? readLine() : QByteArray();
+        }
+
+        /// Without its line feed; what came when nothing more does.
+        QByteArray readLine()
+        {
+            pollfd waiting{m_descriptor, POLLIN, 0};
+            QByteArray text;
+            char byte = 0;
+            while (::poll(&waiting, 1, 5000) > 0 && ::read(m_descriptor, &byte, 1) == 1
+                && byte != '\n')
+                text += byte;
+            return text;
+        }
+
+    private:
+        int m_descriptor;
+    };
+
+    static void setRate(int descriptor, speed_t rate)
+    {
+        termios settings{};
+        QCOMPARE(tcgetattr(descriptor, &settings), 0);
+        cfsetspeed(&settings, rate);
+        QCOMPARE(tcsetattr(descriptor, TCSANOW, &settings), 0);
+    }
+
+    static speed_t rateOf(int descriptor)
+    {
+        termios settings{};
+        tcgetattr(descriptor, &settings);
+        return cfgetospeed(&settings);
+    }
+
+    /// An erase job on the device at `path`; returns the last answer.
+    static QByteArray eraseOver(const QString& path)
+    {
+        const int descriptor
+            = ::open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        Line line(descriptor);
+        setRate(descriptor, B19200);
+        line.ask("$MVER*826A\n");
+        line.ask("$BOOTLOADM*9FEC\n", false);
+        setRate(descriptor, B921600);
+        line.readLine();
+        line.ask("$A,1*CF00\n");
+        const QByteArray last = line.readLine().left(7);
+        line.ask("$X*D14A\n", false);
+        ::close(descriptor);
+        return last;
+    }
+
     QTemporaryDir m_folder;
 };
 
