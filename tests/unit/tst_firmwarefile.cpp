@@ -1,5 +1,6 @@
 #include "bootload/FirmwareFile.h"
 
+#include <QRegularExpression>
 #include <QTemporaryFile>
 #include <QTest>
 
@@ -55,6 +56,9 @@ class TestFirmwareFile : public QObject
     Q_OBJECT
 
 private slots:
+    // Asking a closed file for its bytes works, but not in silence.
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral("."))); }
+
     void aDataLineHasSixtyFourBytes() { QCOMPARE(DataLineBytes().size(), std::size_t(64)); }
 
     void erasedFlashReadsAsFf() { QCOMPARE(kErasedByte, '\xFF'); }
@@ -79,7 +83,7 @@ private slots:
         QFETCH(qint64, address);
         QFETCH(qint64, fromTheImage);
         const QByteArray expected = expectedLine(imageBytes(), address);
-        QCOMPARE(expected.endsWith(erased(kLineSize - fromTheImage)), true);
+        QVERIFY(expected.endsWith(erased(kLineSize - fromTheImage)));
 
         OpenFile file(imageBytes());
         QCOMPARE(dataLine(file, address), expected);
@@ -108,8 +112,9 @@ private slots:
     void beforeTheStartIsErasedFlash()
     {
         OpenFile file(imageBytes());
-        QCOMPARE(dataLine(file, -64), erased(kLineSize));
         QCOMPARE(dataLine(file, 0), expectedLine(imageBytes(), 0));
+        // Not what stands behind the line before.
+        QCOMPARE(dataLine(file, -64), erased(kLineSize));
     }
 
     void aWholeImageIsReadLineByLine()
