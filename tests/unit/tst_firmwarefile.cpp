@@ -114,6 +114,15 @@ private slots:
         QCOMPARE(dataLine(file, -64), erased(kLineSize));
     }
 
+    void readsPastTheEndDoNotSpoilTheNextRead()
+    {
+        QFile resource(QStringLiteral(":/firmware_sample.txt"));
+        QVERIFY(resource.open(QIODevice::ReadOnly));
+        const QByteArray first = dataLine(resource, 0);
+        QCOMPARE(dataLine(resource, kImageSize + 1), erased(kLineSize));
+        QCOMPARE(dataLine(resource, 0), first);
+    }
+
     void aWholeImageIsReadLineByLine()
     {
         const QByteArray image = imageBytes(0x1000 + 10);
