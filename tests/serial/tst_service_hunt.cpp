@@ -236,7 +236,14 @@ void TestServiceHunt::onlyAnIndexBehindTheEndBringsANewScan()
     bench.plug(kA);
     bench.watch(kNextCandidate + 100);
     bench.probe.advancePending = true;
-    bench.probe.portIndex = 2;
+    QCOMPARE(bench.probe.portIndex, 1);
+    bench.watch(1);
+    QVERIFY(bench.probe.portFound);
+    QCOMPARE(bench.probe.portIndex, 2);
+    QCOMPARE(bench.probe.waitTicks, 25);
+
+    bench.watch(25);
+    bench.probe.advancePending = true;
     bench.watch(1);
     QVERIFY(!bench.probe.portFound);
     QVERIFY(!bench.probe.advancePending);
