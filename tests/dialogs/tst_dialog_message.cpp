@@ -126,7 +126,7 @@ void TestDialogMessage::takesItsTextsFromItsTranslationContext()
     QCoreApplication::removeTranslator(const_cast<Shouting*>(&translator));
     QCOMPARE(dialog.windowTitle(), QStringLiteral("DIALOG"));
     QCOMPARE(dialog.findChild<QPushButton*>()->text(), QStringLiteral("OK"));
-    QCOMPARE(labelTexts(dialog).first(), QStringLiteral("as it is"));
+    QCOMPARE(labelTexts(dialog).at(0), QStringLiteral("as it is"));
 }
 
 void TestDialogMessage::showsTheLinesInOrder_data()

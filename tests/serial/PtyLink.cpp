@@ -2,6 +2,7 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <array>
 #include <poll.h>
 #include <pty.h>
@@ -68,6 +69,16 @@ QByteArray PtyLink::sent()
     }
     bytes.chop(1);
     return bytes;
+}
+
+QByteArray PtyLink::arrived()
+{
+    std::array<char, protocol::kLineCapacity> chunk{};
+    pollfd arrival{m_far, POLLIN, 0};
+    if (poll(&arrival, 1, kArrivalTimeout) <= 0)
+        return {};
+    const ssize_t size = ::read(m_far, chunk.data(), chunk.size());
+    return {chunk.data(), std::max<ssize_t>(size, 0)};
 }
 
 QStringList PtyLink::takeSignals()

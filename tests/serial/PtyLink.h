@@ -7,7 +7,7 @@
 #include <QStringList>
 
 /// A service whose open port is one end of a pseudo terminal; the test holds the other end. Nothing
-/// here runs an event loop: what arrives on the far end has left at once.
+/// here runs an event loop.
 class PtyLink
 {
 public:
@@ -21,6 +21,9 @@ public:
 
     /// What the service has written since the last call.
     QByteArray sent();
+
+    /// What arrives on the far end without anything being done on the near one.
+    QByteArray arrived();
 
     /// Each signal since the last call as its name, a blank and its text.
     QStringList takeSignals();

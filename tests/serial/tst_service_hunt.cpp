@@ -236,14 +236,26 @@ void TestServiceHunt::onlyAnIndexBehindTheEndBringsANewScan()
     bench.plug(kA);
     bench.watch(kNextCandidate + 100);
     bench.probe.advancePending = true;
-    bench.probe.portIndex = 2;
+    QCOMPARE(bench.probe.portIndex, 1);
+    bench.watch(1);
+    QVERIFY(bench.probe.portFound);
+    QCOMPARE(bench.probe.portIndex, 2);
+    QCOMPARE(bench.probe.waitTicks, 25);
+
+    bench.watch(25);
+    bench.probe.advancePending = true;
     bench.watch(1);
     QVERIFY(!bench.probe.portFound);
     QVERIFY(!bench.probe.advancePending);
     QCOMPARE(bench.probe.waitTicks, 0);
+
+    // The scan starts from nothing.
+    bench.probe.statusAnswered = true;
     bench.watch(1);
     QVERIFY(bench.probe.portFound);
+    QVERIFY(!bench.probe.statusAnswered);
     QCOMPARE(bench.probe.portIndex, -1);
+    QCOMPARE(bench.probe.candidatePorts, QStringList{kA});
     QVERIFY(bench.probe.triedPorts.isEmpty());
     QCOMPARE(bench.run(6),
         QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x ttyUSB303 at 115200")}));

@@ -31,6 +31,7 @@ class TestServiceSending : public QObject
 private slots:
     void writesTextAsItIs();
     void writesBytesAsTheyAre();
+    void whatIsSentLeavesAtOnce();
     void reportsThatAClosedPortTakesNothing();
     void appendsTheChecksumAndALineFeed_data();
     void appendsTheChecksumAndALineFeed();
@@ -61,6 +62,20 @@ void TestServiceSending::writesBytesAsTheyAre()
     QCOMPARE(link.sent(), data);
     QByteArray none;
     QCOMPARE(link.service.WriteMessage(none), 0);
+}
+
+// Without an event loop: the hunt may close the port before it comes round again.
+void TestServiceSending::whatIsSentLeavesAtOnce()
+{
+    PtyLink link;
+    link.probe.sendEnabled = true;
+    link.service.WriteMessage(QStringLiteral("$V"));
+    QCOMPARE(link.arrived(), QByteArray("$V"));
+    QByteArray data = "$W";
+    link.service.WriteMessage(data);
+    QCOMPARE(link.arrived(), data);
+    link.service.AddCRC_nSend(bufferWith("$A,1").data());
+    QCOMPARE(link.arrived(), QByteArray("$A,1*CF00\n"));
 }
 
 void TestServiceSending::reportsThatAClosedPortTakesNothing()

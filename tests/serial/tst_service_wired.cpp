@@ -2,7 +2,9 @@
 // timer to OnTimeout(). Three adapters are on the bus, and one of them has a board.
 
 #include "tests/serial/HuntBench.h"
+#include "virtualboard/Board.h"
 
+#include <QElapsedTimer>
 #include <QSocketNotifier>
 #include <QTest>
 #include <QTimer>
@@ -16,63 +18,109 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kTick = 10ms;
-constexpr auto kReportInterval = 60ms;
 
-/// What a board says and hears on one adapter. It hears nothing at a speed that is not its own.
-class ScriptedBoard : public QObject
+// The board lives faster than others, so that its report of every second fits the ticks.
+constexpr int kBoardHaste = 10;
+
+/// What is connected to an adapter.
+class FarEnd : public QObject
 {
 public:
-    enum class Kind { Working, Silent, Noisy };
-
-    ScriptedBoard(PluggedAdapter& adapter, Kind kind)
-        : m_adapter(adapter), m_kind(kind), m_notifier(adapter.masterFd(), QSocketNotifier::Read)
+    explicit FarEnd(PluggedAdapter& adapter)
+        : m_adapter(adapter), m_notifier(adapter.masterFd(), QSocketNotifier::Read)
     {
-        connect(&m_notifier, &QSocketNotifier::activated, this, &ScriptedBoard::hear);
-        connect(&m_timer, &QTimer::timeout, this, &ScriptedBoard::speak);
-        m_timer.start(kReportInterval);
+        connect(&m_notifier, &QSocketNotifier::activated, this, &FarEnd::hear);
     }
 
     [[nodiscard]] QByteArray heard() const { return m_heard; }
+
+protected:
+    virtual void take(const QByteArray& /*bytes*/) { }
+
+    [[nodiscard]] int rate() const { return m_adapter.baudRate(); }
+
+    void say(const QByteArray& bytes)
+    {
+        QCOMPARE(::write(m_adapter.masterFd(), bytes.constData(),
+                     static_cast<std::size_t>(bytes.size())),
+            static_cast<ssize_t>(bytes.size()));
+    }
 
 private:
     void hear()
     {
         std::array<char, 256> bytes{};
         const ssize_t size = ::read(m_adapter.masterFd(), bytes.data(), bytes.size());
-        if (size <= 0 || m_adapter.baudRate() != speed())
+        if (size <= 0)
             return;
         m_heard.append(bytes.data(), size);
-        m_inBootloader
-            = m_inBootloader || (m_kind == Kind::Working && m_heard.endsWith("$BOOTLOADM*9FEC\n"));
+        take(QByteArray(bytes.data(), size));
     }
-
-    void speak()
-    {
-        if (m_adapter.baudRate() != speed() || m_kind == Kind::Silent)
-            return;
-        if (m_kind == Kind::Noisy)
-            say("noise\n$STATUS*0BAD\n$STATUSX*973\n$Bootloader\r\n");
-        else if (m_inBootloader)
-            say("$Bootloader\n");
-        else
-            say("$STATUS*3BC1\n");
-    }
-
-    void say(const QByteArray& line)
-    {
-        QCOMPARE(
-            ::write(m_adapter.masterFd(), line.constData(), static_cast<std::size_t>(line.size())),
-            static_cast<ssize_t>(line.size()));
-    }
-
-    [[nodiscard]] int speed() const { return m_inBootloader ? 115200 : 19200; }
 
     PluggedAdapter& m_adapter;
-    Kind m_kind;
     QSocketNotifier m_notifier;
-    QTimer m_timer;
     QByteArray m_heard;
-    bool m_inBootloader = false;
+};
+
+/// The board that the service is made for.
+class ReportingBoard : public FarEnd
+{
+public:
+    explicit ReportingBoard(PluggedAdapter& adapter) : FarEnd(adapter), m_board(options())
+    {
+        m_age.start();
+        connect(&m_timer, &QTimer::timeout, this, &ReportingBoard::live);
+        m_timer.start(2ms);
+    }
+
+    [[nodiscard]] vboard::Runs runs() const { return m_board.runs(); }
+
+private:
+    static vboard::BoardOptions options()
+    {
+        vboard::BoardOptions options;
+        options.kind = vboard::Kind::Service;
+        return options;
+    }
+
+    [[nodiscard]] vboard::Time now() const
+    {
+        return kBoardHaste * std::chrono::milliseconds(m_age.elapsed());
+    }
+
+    void take(const QByteArray& bytes) override
+    {
+        m_board.receive(bytes.toStdString(), rate(), now());
+    }
+
+    void live()
+    {
+        for (const vboard::Emission& emission : m_board.takeDue(now())) {
+            if (emission.baudRate == rate())
+                say(QByteArray::fromStdString(emission.bytes));
+        }
+    }
+
+    vboard::Board m_board;
+    QElapsedTimer m_age;
+    QTimer m_timer;
+};
+
+/// Something else that talks at the firmware's speed, and nearly like a board.
+class NoisyDevice : public FarEnd
+{
+public:
+    explicit NoisyDevice(PluggedAdapter& adapter) : FarEnd(adapter)
+    {
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            if (rate() == 19200)
+                say("noise\n$STATUS*0BAD\n$STATUSX*973\n$Bootloader\r\n");
+        });
+        m_timer.start(60ms);
+    }
+
+private:
+    QTimer m_timer;
 };
 
 } // namespace
@@ -99,12 +147,23 @@ void TestServiceWired::findsTheBoardAmongThree()
 {
     QFETCH(int, place);
     HuntBench bench;
-    std::vector<std::unique_ptr<ScriptedBoard>> boards;
+    QStringList names;
+    for (int i = 0; i < 3; ++i)
+        names << QStringLiteral("ttyUSB31%1").arg(i);
+    const QString name = names.takeAt(place);
+    // The system lists the ports in the order of plugging.
+    std::unique_ptr<ReportingBoard> board;
+    std::vector<std::unique_ptr<FarEnd>> others;
     for (int i = 0; i < 3; ++i) {
-        PluggedAdapter& adapter = bench.plug(QStringLiteral("ttyUSB31%1").arg(i));
-        const auto other = i == 0 ? ScriptedBoard::Kind::Silent : ScriptedBoard::Kind::Noisy;
-        boards.push_back(std::make_unique<ScriptedBoard>(
-            adapter, i == place ? ScriptedBoard::Kind::Working : other));
+        if (i == place) {
+            board = std::make_unique<ReportingBoard>(bench.plug(name));
+            continue;
+        }
+        PluggedAdapter& adapter = bench.plug(names.takeFirst());
+        if (others.empty())
+            others.push_back(std::make_unique<FarEnd>(adapter)); // says nothing
+        else
+            others.push_back(std::make_unique<NoisyDevice>(adapter));
     }
     QStringList lines;
     connect(
@@ -116,17 +175,15 @@ void TestServiceWired::findsTheBoardAmongThree()
     connect(&bench.probe.timer, SIGNAL(timeout()), &bench.service, SLOT(OnTimeout()));
     bench.probe.timer.start(kTick);
 
-    QTRY_VERIFY_WITH_TIMEOUT(bench.settings.deviceReady, 20000);
-    const QString name = QStringLiteral("ttyUSB31%1").arg(place);
+    QTRY_VERIFY_WITH_TIMEOUT(bench.settings.deviceReady, 30000);
     QCOMPARE(bench.portState(), name + QStringLiteral(" at 115200"));
+    QCOMPARE(board->runs(), vboard::Runs::Bootloader);
+    QVERIFY(board->heard().endsWith("$BOOTLOADM*9FEC\n"));
     const QStringList boardLines = lines.filter(name);
     QCOMPARE(boardLines.first(), name + QStringLiteral(" at 19200 $STATUS*3BC1\n"));
     QCOMPARE(boardLines.last(), name + QStringLiteral(" at 115200 $Bootloader\n"));
-    QVERIFY(boards.at(static_cast<std::size_t>(place))->heard().contains("$BOOTLOADM*9FEC\n"));
-    for (int i = 0; i < 3; ++i) {
-        if (i != place)
-            QVERIFY(!boards.at(static_cast<std::size_t>(i))->heard().contains("$BOOTLOADM"));
-    }
+    for (const auto& other : others)
+        QVERIFY(!other->heard().contains("$BOOTLOADM"));
 
     // Found is found: the port stays open, and the board is heard on.
     const auto heard = lines.size();
@@ -137,13 +194,13 @@ void TestServiceWired::findsTheBoardAmongThree()
 void TestServiceWired::findsNothingWhileSendingIsDisabled()
 {
     HuntBench bench;
-    const ScriptedBoard board(
-        bench.plug(QStringLiteral("ttyUSB313")), ScriptedBoard::Kind::Working);
+    const ReportingBoard board(bench.plug(QStringLiteral("ttyUSB313")));
     connect(&bench.port, &QSerialPort::readyRead, &bench.service, &Serial_Connect::SerialGotData);
     connect(&bench.probe.timer, &QTimer::timeout, &bench.service, &Serial_Connect::OnTimeout);
     bench.probe.timer.start(kTick);
-    QTRY_COMPARE_WITH_TIMEOUT(bench.probe.portIndex, 1, 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(bench.probe.portIndex, 1, 30000);
     QVERIFY(!bench.settings.deviceReady);
+    QCOMPARE(board.runs(), vboard::Runs::Application);
     QVERIFY(board.heard().startsWith("$V"));
     QVERIFY(!board.heard().contains("$BOOTLOADM"));
 }
