@@ -105,7 +105,7 @@ std::optional<ExpectedSet> ExpectedSet::read(const QString& folder, QString& err
                                   .object()
                                   .value(QStringLiteral("Images"))
                                   .toArray();
-    for (const QJsonValue& value : images) {
+    for (const auto& value : images) {
         ExpectedImage image;
         image.fileName = value[QStringLiteral("FileName")].toString();
         image.number = static_cast<std::uint32_t>(value[QStringLiteral("ImageName")].toInt());

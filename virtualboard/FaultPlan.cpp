@@ -115,7 +115,7 @@ std::optional<FaultRule> FaultRule::parse(std::string_view text, std::string& er
         const std::size_t equals = setting.find('=');
         const std::string value = equals == std::string::npos ? "" : setting.substr(equals + 1);
         if (!readSetting(setting.substr(0, equals), value, rule)) {
-            error = name + ": \"" + setting + "\" is not understood";
+            error = std::string(name).append(": \"").append(setting).append("\" is not understood");
             return std::nullopt;
         }
     }

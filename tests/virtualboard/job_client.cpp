@@ -151,7 +151,7 @@ private:
             return false;
         const QJsonArray images
             = QJsonDocument::fromJson(manifest.readAll())[QStringLiteral("Images")].toArray();
-        for (const QJsonValue& image : images) {
+        for (const auto& image : images) {
             QFile file(set.filePath(image[QStringLiteral("FileName")].toString()));
             if (!file.open(QIODevice::ReadOnly))
                 return false;

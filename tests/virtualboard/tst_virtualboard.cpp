@@ -389,7 +389,7 @@ private:
         setRate(descriptor, B921600);
         line.readLine();
         line.ask("$A,1*CF00\n");
-        const QByteArray last = line.readLine().left(7);
+        QByteArray last = line.readLine().left(7);
         line.ask("$X*D14A\n", false);
         ::close(descriptor);
         return last;
