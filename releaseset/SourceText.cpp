@@ -94,8 +94,8 @@ private:
     {
         if (m_place == Place::Before && c == '{')
             openArray();
-        else if (m_place == Place::Inside && c == '}')
-            closeArray();
+        else if (m_place == Place::Inside && (c == '}' || c == '{'))
+            endArray(c == '}');
         else if (m_place == Place::Inside && !isBlank(c) && c != ',')
             return takeWord();
         else if (m_place == Place::After)
@@ -112,18 +112,19 @@ private:
         m_source.arrayLine = m_line;
     }
 
-    void closeArray()
+    void endArray(bool closed)
     {
         m_place = Place::After;
-        m_source.closed = true;
+        m_source.closed = closed;
         endBlock();
     }
 
     void takeWord()
     {
         const QByteArrayView view = rest();
-        const auto end = std::ranges::find_if(view,
-            [](char c) { return isBlank(c) || c == ',' || c == '}' || c == '/' || c == '#'; });
+        const auto end = std::ranges::find_if(view, [](char c) {
+            return isBlank(c) || c == ',' || c == '{' || c == '}' || c == '/' || c == '#';
+        });
         const qsizetype length = std::max<qsizetype>(end - view.begin(), 1);
         m_block.words.push_back({m_at, length, m_line, !m_separated});
         m_separated = false;
