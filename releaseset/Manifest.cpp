@@ -107,7 +107,8 @@ private:
         if (images.toArray().isEmpty())
             m_findings.error(
                 placeOf(imagesKey), QStringLiteral("there are no images; add an entry for each"));
-        for (const QJsonValue& entry : images.toArray())
+        const QJsonArray entries = images.toArray();
+        for (const auto& entry : entries)
             readEntry(entry);
         checkNumbersDiffer();
     }
@@ -152,7 +153,7 @@ private:
 
     QString readFileName(const QJsonValue& value, const QString& key)
     {
-        const QString name = value.toString();
+        QString name = value.toString();
         if (!value.isString()) {
             m_findings.error(
                 placeOf(key), described(value) + QStringLiteral("; write the image's file name"));

@@ -160,8 +160,15 @@ private:
 
 int descriptorNumber(const QByteArray& descriptor, const QString& key)
 {
-    const QRegularExpression entry(QStringLiteral("\\.header\\.%1\\s*=\\s*(\\d+)").arg(key));
-    return entry.match(QString::fromUtf8(descriptor)).captured(1).toInt();
+    static const QRegularExpression entry(QStringLiteral("\\.header\\.(\\w)\\s*=\\s*(\\d+)"));
+    auto match = entry.globalMatch(QString::fromUtf8(descriptor));
+    int number = 0;
+    while (match.hasNext()) {
+        const QRegularExpressionMatch found = match.next();
+        if (found.captured(1) == key)
+            number = found.captured(2).toInt();
+    }
+    return number;
 }
 
 /// The block for 16 bits with the low byte first, or a null pointer.

@@ -114,7 +114,7 @@ private slots:
     void strokeCoversItsLine()
     {
         Canvas canvas({16, 16}, kBlack);
-        canvas.stroke(QPolygon({{px(2), px(2)}, {px(13), px(13)}}), px(2), kWhite);
+        canvas.stroke(QPolygon({QPoint(px(2), px(2)), QPoint(px(13), px(13))}), px(2), kWhite);
         for (int i = 2; i < 13; ++i)
             QCOMPARE(canvas.picture().pixel(i, i), kWhite);
         QCOMPARE(canvas.picture().pixel(12, 3), kBlack);
@@ -123,7 +123,9 @@ private slots:
     void drawingIsScaledAndMoved()
     {
         const QList<QPolygon> lines = strokesOf("M0 0 L10 20 M10 0", {100, 200}, 40, 20);
-        QCOMPARE(lines, (QList<QPolygon>{{{100, 200}, {120, 240}}, QPolygon({{120, 200}})}));
+        QCOMPARE(lines,
+            (QList<QPolygon>{
+                QPolygon({QPoint(100, 200), QPoint(120, 240)}), QPolygon{QPoint(120, 200)}}));
     }
 
     void curvesEndWhereTheyShould()
@@ -148,7 +150,7 @@ private slots:
         QFETCH(QByteArray, drawing);
         const QList<QPolygon> lines = strokesOf(
             {drawing.constData(), static_cast<std::size_t>(drawing.size())}, {}, 20, 20);
-        QCOMPARE(lines, (QList<QPolygon>{{{0, 0}, {10, 10}}}));
+        QCOMPARE(lines, (QList<QPolygon>{QPolygon({QPoint(0, 0), QPoint(10, 10)})}));
         QVERIFY(strokesOf("L1 1", {}, 20, 20).isEmpty());
         QVERIFY(strokesOf("", {}, 20, 20).isEmpty());
     }
