@@ -78,12 +78,8 @@ public:
 
     ImageFile check()
     {
-        if (m_source.arrayBrace < 0) {
-            error(0,
-                QStringLiteral(
-                    "there is no array of bytes; make the file with release-set convert"));
+        if (!checkArrayBounds())
             return m_image;
-        }
         if (m_source.conditions > 0)
             noteConditions();
         else
@@ -114,9 +110,29 @@ private:
                 .arg(m_file));
     }
 
+    /// False when the parser does not find the array where it stands, so that every further finding
+    /// would only follow from that.
+    bool checkArrayBounds()
+    {
+        const qsizetype firstBrace = m_source.text.indexOf('{');
+        if (m_source.arrayBrace < 0) {
+            error(0,
+                QStringLiteral(
+                    "there is no array of bytes; make the file with release-set convert"));
+        } else if (firstBrace != m_source.arrayBrace) {
+            error(static_cast<int>(m_source.text.first(firstBrace).count('\n')) + 1,
+                QStringLiteral(
+                    "a \"{\" before the array is taken for its start; take it out of the "
+                    "comment or preprocessor line"));
+        } else if (!m_source.closed) {
+            error(m_source.arrayLine,
+                QStringLiteral("the array that begins here is not closed; end it with \"};\""));
+        }
+        return !m_faulty;
+    }
+
     void checkPlainArray()
     {
-        checkBrace();
         if (m_source.firstComment > 0) {
             error(m_source.firstComment,
                 QStringLiteral("a comment inside the array merges with the literals beside it; "
@@ -129,22 +145,7 @@ private:
                     "it; take it out"));
         }
         checkWords();
-        if (!m_source.closed)
-            error(
-                m_source.arrayLine, QStringLiteral("the array is not closed; end it with \"};\""));
         checkByteCount();
-    }
-
-    void checkBrace()
-    {
-        const qsizetype first = m_source.text.indexOf('{');
-        if (first != m_source.arrayBrace) {
-            const auto line = static_cast<int>(m_source.text.first(first).count('\n')) + 1;
-            error(line,
-                QStringLiteral(
-                    "a \"{\" before the array is taken for its start; take it out of the "
-                    "comment or preprocessor line"));
-        }
     }
 
     void checkWords()

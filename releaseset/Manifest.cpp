@@ -6,11 +6,15 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <cmath>
 
 namespace releaseset {
 
 namespace {
+
+/// Stands for a number that is faulty, so that it is not told a second time as a repeated one.
+constexpr int kNoNumber = -1;
 
 const QString kFile = QString::fromUtf16(kManifestFile);
 
@@ -103,7 +107,8 @@ private:
         if (images.toArray().isEmpty())
             m_findings.error(
                 placeOf(imagesKey), QStringLiteral("there are no images; add an entry for each"));
-        for (const QJsonValue& entry : images.toArray())
+        const QJsonArray entries = images.toArray();
+        for (const auto& entry : entries)
             readEntry(entry);
         checkNumbersDiffer();
     }
@@ -123,6 +128,7 @@ private:
     {
         ManifestEntry entry;
         entry.key = QStringLiteral("Images[%1]").arg(m_manifest.images.size());
+        entry.number = kNoNumber;
         if (value.isObject())
             readFields(value.toObject(), entry);
         else
@@ -142,12 +148,12 @@ private:
         checkKeys(object, prefix, {fileName, number, version}, m_findings);
         entry.fileName = readFileName(object.value(fileName), prefix + fileName);
         entry.number = readNumber(object.value(number), prefix + number);
-        entry.version = readNumber(object.value(version), prefix + version);
+        entry.version = std::max(readNumber(object.value(version), prefix + version), 0);
     }
 
     QString readFileName(const QJsonValue& value, const QString& key)
     {
-        const QString name = value.toString();
+        QString name = value.toString();
         if (!value.isString()) {
             m_findings.error(
                 placeOf(key), described(value) + QStringLiteral("; write the image's file name"));
@@ -173,6 +179,7 @@ private:
         } else if (!value.isDouble() || number < 0 || number > kMaxNumber
             || std::trunc(number) != number) {
             m_findings.error(placeOf(key), described(value) + advice);
+            return kNoNumber;
         }
         return value.toInt();
     }
@@ -180,8 +187,10 @@ private:
     void checkNumbersDiffer()
     {
         QHash<int, QString> firstWith;
-        for (const ManifestEntry& entry : std::as_const(m_manifest.images)) {
-            if (firstWith.contains(entry.number)) {
+        for (ManifestEntry& entry : m_manifest.images) {
+            if (entry.number == kNoNumber) {
+                entry.number = 0; // as the program reads it
+            } else if (firstWith.contains(entry.number)) {
                 m_findings.error(placeOf(entry.key + QStringLiteral(".ImageName")),
                     QStringLiteral("%1 is also the number of %2; give each image its own")
                         .arg(entry.number)

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <optional>
 
 namespace releaseset {
@@ -89,6 +90,8 @@ private:
 
     void noteUnusedSources()
     {
+        if (m_set.images.isEmpty())
+            return; // the manifest is what is wrong
         const QStringList sources
             = m_directory.entryList({QStringLiteral("*.c")}, QDir::Files, QDir::Name);
         for (const QString& source : sources) {

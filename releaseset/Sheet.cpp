@@ -16,9 +16,10 @@ namespace {
 constexpr int kMargin = 20;
 constexpr int kTitleHeight = 34;
 constexpr int kLabelHeight = 40;
-constexpr QSize kSmallestCell{220, 60};
+constexpr QSize kEmptyFrame{220, 60};
 constexpr QSize kLargestCell{480, 480};
 constexpr int kWidestSheet = 1500;
+constexpr int kMostColumns = 3;
 
 constexpr QRgb kPaper = qRgb(236, 234, 240);
 constexpr QRgb kInk = qRgb(34, 28, 46);
@@ -70,19 +71,19 @@ public:
     {
         for (const SetImage& image : set.images) {
             m_pictures.append(pictureOf(image));
-            m_cell = m_cell.expandedTo(m_pictures.last().size());
+            m_cellWidth = std::max(m_cellWidth, m_pictures.last().width());
         }
-        const auto count = static_cast<int>(std::max<qsizetype>(m_pictures.size(), 1));
-        m_columns = std::clamp((kWidestSheet - kMargin) / (m_cell.width() + kMargin), 1, 3);
-        m_columns = std::min(m_columns, count);
-        m_rows = (count + m_columns - 1) / m_columns;
+        m_columns = std::clamp<qsizetype>((kWidestSheet - kMargin) / (m_cellWidth + kMargin), 1,
+            std::min(kMostColumns, countOrOne()));
+        m_rowTops.append(kMargin + kTitleHeight);
+        for (qsizetype i = 0; i < m_pictures.size(); i += m_columns)
+            m_rowTops.append(m_rowTops.last() + rowHeight(i));
     }
 
     QImage draw()
     {
-        const int width = kMargin + m_columns * (m_cell.width() + kMargin);
-        const int height = kMargin + kTitleHeight + m_rows * rowHeight();
-        QImage sheet(width, height, QImage::Format_RGB32);
+        const int width = kMargin + static_cast<int>(m_columns) * (m_cellWidth + kMargin);
+        QImage sheet(width, m_rowTops.last(), QImage::Format_RGB32);
         sheet.fill(kPaper);
         QPainter painter(&sheet);
         painter.drawImage(kMargin, kMargin, titleOf(m_set, width - 2 * kMargin));
@@ -92,27 +93,43 @@ public:
     }
 
 private:
-    [[nodiscard]] int rowHeight() const { return m_cell.height() + kLabelHeight + kMargin; }
+    [[nodiscard]] int countOrOne() const
+    {
+        return static_cast<int>(std::max<qsizetype>(m_pictures.size(), 1));
+    }
+
+    [[nodiscard]] QSize frameOf(qsizetype i) const
+    {
+        return m_pictures.at(i).isNull() ? kEmptyFrame : m_pictures.at(i).size();
+    }
+
+    /// The height of the row that begins with picture `first`.
+    [[nodiscard]] int rowHeight(qsizetype first) const
+    {
+        int height = 0;
+        for (qsizetype i = first; i < std::min(first + m_columns, m_pictures.size()); ++i)
+            height = std::max(height, frameOf(i).height());
+        return height + kLabelHeight + kMargin;
+    }
 
     void drawCell(QPainter& painter, qsizetype i) const
     {
-        const auto index = static_cast<int>(i);
-        const QPoint corner(kMargin + index % m_columns * (m_cell.width() + kMargin),
-            kMargin + kTitleHeight + index / m_columns * rowHeight());
-        const QImage& picture = m_pictures.at(i);
-        const QSize size = picture.isNull() ? m_cell : picture.size();
+        const auto column = static_cast<int>(i % m_columns);
+        const QPoint corner(
+            kMargin + column * (m_cellWidth + kMargin), m_rowTops.at(i / m_columns));
+        const QSize size = frameOf(i);
         painter.setPen(QColor::fromRgb(kFrame));
         painter.drawRect(QRect(corner - QPoint(1, 1), size + QSize(1, 1)));
-        painter.drawImage(corner, picture);
+        painter.drawImage(corner, m_pictures.at(i));
         painter.drawImage(
-            corner + QPoint(0, size.height()), labelOf(m_set.images.at(i), m_cell.width()));
+            corner + QPoint(0, size.height()), labelOf(m_set.images.at(i), m_cellWidth));
     }
 
     const ReleaseSet& m_set;
     QList<QImage> m_pictures;
-    QSize m_cell = kSmallestCell;
-    int m_columns = 1;
-    int m_rows = 1;
+    QList<int> m_rowTops; ///< and, last, the sheet's bottom
+    int m_cellWidth = kEmptyFrame.width();
+    qsizetype m_columns = 1;
 };
 
 } // namespace

@@ -94,8 +94,8 @@ private:
     {
         if (m_place == Place::Before && c == '{')
             openArray();
-        else if (m_place == Place::Inside && c == '}')
-            closeArray();
+        else if (m_place == Place::Inside && (c == '}' || c == '{'))
+            endArray(c == '}');
         else if (m_place == Place::Inside && !isBlank(c) && c != ',')
             return takeWord();
         else if (m_place == Place::After)
@@ -112,18 +112,19 @@ private:
         m_source.arrayLine = m_line;
     }
 
-    void closeArray()
+    void endArray(bool closed)
     {
         m_place = Place::After;
-        m_source.closed = true;
+        m_source.closed = closed;
         endBlock();
     }
 
     void takeWord()
     {
         const QByteArrayView view = rest();
-        const auto end = std::ranges::find_if(view,
-            [](char c) { return isBlank(c) || c == ',' || c == '}' || c == '/' || c == '#'; });
+        const auto end = std::ranges::find_if(view, [](char c) {
+            return isBlank(c) || c == ',' || c == '{' || c == '}' || c == '/' || c == '#';
+        });
         const qsizetype length = std::max<qsizetype>(end - view.begin(), 1);
         m_block.words.push_back({m_at, length, m_line, !m_separated});
         m_separated = false;
@@ -159,8 +160,15 @@ private:
 
 int descriptorNumber(const QByteArray& descriptor, const QString& key)
 {
-    const QRegularExpression entry(QStringLiteral("\\.header\\.%1\\s*=\\s*(\\d+)").arg(key));
-    return entry.match(QString::fromUtf8(descriptor)).captured(1).toInt();
+    static const QRegularExpression entry(QStringLiteral("\\.header\\.(\\w)\\s*=\\s*(\\d+)"));
+    auto match = entry.globalMatch(QString::fromUtf8(descriptor));
+    int number = 0;
+    while (match.hasNext()) {
+        const QRegularExpressionMatch found = match.next();
+        if (found.captured(1) == key)
+            number = found.captured(2).toInt();
+    }
+    return number;
 }
 
 /// The block for 16 bits with the low byte first, or a null pointer.

@@ -32,7 +32,7 @@ struct SourceText
     QByteArray text;
     qsizetype arrayBrace = -1; ///< position of the "{" that opens the array, or -1
     int arrayLine = 0;
-    bool closed = false; ///< whether the array's "}" was found
+    bool closed = false; ///< whether the array's "}" was found, before another "{"
     QList<SourceBlock> blocks; ///< of the array, in order; blocks without words are left out
     int conditions = 0; ///< number of "#if" lines inside the array
     int firstComment = 0; ///< line of the first comment inside the array, or 0

@@ -28,8 +28,9 @@ void drawWarningTriangle(Canvas& canvas, QPoint top, int height)
     canvas.stroke(outline, px(9), colour::kEmber);
     canvas.fillPolygon(outline, colour::kEmber);
     const int x = top.x();
-    canvas.stroke(QPolygon({{x, top.y() + height * 36 / 100}, {x, top.y() + height * 66 / 100}}),
-        px(5.5), colour::kNight);
+    const QPolygon bar(
+        {QPoint(x, top.y() + height * 36 / 100), QPoint(x, top.y() + height * 66 / 100)});
+    canvas.stroke(bar, px(5.5), colour::kNight);
     canvas.fillDisc({x, top.y() + height * 86 / 100}, px(3.25), colour::kNight);
 }
 

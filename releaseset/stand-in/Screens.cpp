@@ -7,7 +7,6 @@ namespace standin {
 using releaseset::Canvas;
 using releaseset::mixed;
 using releaseset::px;
-using releaseset::TextStyle;
 
 namespace {
 
