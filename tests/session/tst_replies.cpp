@@ -1,5 +1,6 @@
 #include "tests/session/SessionBench.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -107,6 +108,8 @@ private slots:
     void takesAReadBackLineWhoseAddressIsTheState();
     void ignoresReadBackOfAnyOtherAddress();
     void takesReadBackAgainAfterAFailure();
+    void logsWhatItHears_data();
+    void logsWhatItHears();
 
 private:
     /// Everything that a reply may change, in one text.
@@ -792,6 +795,36 @@ void TestReplies::takesReadBackAgainAfterAFailure()
     m_bench->reply(readBack(0x1080, firmwareBytes(0x1080)));
     QCOMPARE(m_bench->port().flashAddress, 0x10C0);
     QCOMPARE(m_bench->port().phase, 3);
+}
+
+void TestReplies::logsWhatItHears_data()
+{
+    QTest::addColumn<SessionFields>("given");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<QString>("logged");
+    const auto row = [](const char* reply, const SessionFields& given, const char* logged) {
+        QTest::newRow(reply) << somewhere(given) << QByteArray(reply) << QString(logged);
+    };
+    row("$Bootloader", {{"phase", 0}}, "^Send Capture Bootloader");
+    row("$GACK", {}, "^Captured Bootloader");
+    row("$FACK,2a,1", {{"state", 5}}, "^FACK 42 .*1");
+    row("$AACK,7*1234", {{"state", 4}}, "\\$AACK,7\\*1234");
+    row("$HELLO,1", {}, "\\$HELLO");
+    row("$CACK", {{"state", 11}, {"phase", 2}, {"fwStep", 2}}, "\\$CACK");
+    row("$PACK", {{"state", 11}, {"fwStep", 2}, {"flashAddress", 0x2000}}, "\\$E,2000,1");
+    // How much is left when a page is programmed, and the check line.
+    row("$DACK,1", {{"state", 11}, {"flashAddress", 0x1FC0}}, "^909311$");
+    row("$DACK,2", {{"state", 11}, {"flashAddress", 0x1FC0}, {"phase", 2}}, "\\$C,1000,DFFFF");
+}
+
+void TestReplies::logsWhatItHears()
+{
+    QFETCH(SessionFields, given);
+    QFETCH(QByteArray, reply);
+    QFETCH(QString, logged);
+    m_bench->setFields(given);
+    QTest::ignoreMessage(QtDebugMsg, QRegularExpression(logged));
+    m_bench->reply(reply);
 }
 
 QTEST_MAIN(TestReplies)

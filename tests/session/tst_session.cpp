@@ -1,6 +1,7 @@
 #include "tests/session/SessionBench.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -71,6 +72,8 @@ private slots:
     void goesOnWithoutTheStartAddress();
     void goesOnWithoutTheFirmware();
     void loadsAgainAfterAnEarlierJob();
+    void logsWhatItLoads();
+    void logsWhatIsMissing();
     void probesTenTimesAndReopensFast();
     void probesEvery500Milliseconds();
     void keepsProbingWhenTheBoardAnswers();
@@ -330,6 +333,25 @@ void TestSession::loadsAgainAfterAnEarlierJob()
     QCOMPARE(bench.port().startAddress, 0x1400);
     QVERIFY(bench.port().file.isOpen());
     QCOMPARE(bench.port().file.fileName(), QStringLiteral(":/res/fw1.bin"));
+}
+
+void TestSession::logsWhatItLoads()
+{
+    SessionBench bench;
+    bench.setFields({{"state", 0}});
+    QTest::ignoreMessage(QtDebugMsg, "File exists Address.bin");
+    QTest::ignoreMessage(QtDebugMsg, "Opened address.bin");
+    QTest::ignoreMessage(
+        QtDebugMsg, QRegularExpression(QStringLiteral("^Opened .*:/res/fw1\\.bin")));
+    bench.step();
+}
+
+void TestSession::logsWhatIsMissing()
+{
+    SessionBench bench(JobUpdate, 1, setWithout("Address.bin"));
+    bench.setFields({{"state", 0}});
+    QTest::ignoreMessage(QtDebugMsg, "Cannot find file Address.bin");
+    bench.step();
 }
 
 void TestSession::probesTenTimesAndReopensFast()

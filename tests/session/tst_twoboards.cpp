@@ -23,7 +23,7 @@ QByteArray takeLine(QByteArray& bytes)
     const qsizetype end = bytes.indexOf('*');
     if (end < 0)
         return {};
-    const QByteArray line = bytes.left(end);
+    QByteArray line = bytes.left(end);
     const qsizetype next = bytes.indexOf('$', end);
     bytes = next < 0 ? QByteArray() : bytes.mid(next);
     return line;
