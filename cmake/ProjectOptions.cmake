@@ -35,4 +35,10 @@ if(UPDATER_SANITIZE)
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(project_options INTERFACE -fsanitize=address,undefined)
+
+    # For tests that preload a library or open the main window: the preloaded library comes before the
+    # sanitizers' own, and some objects live until the process ends on purpose.
+    set(SANITIZER_ENVIRONMENT
+        "ASAN_OPTIONS=verify_asan_link_order=0"
+        "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0")
 endif()
