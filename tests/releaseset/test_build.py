@@ -9,7 +9,7 @@ import tempfile
 import unittest
 
 TOOL, SETS, MODULES = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3]
-PROJECT = pathlib.Path(__file__).parent / "build"
+PROJECT = pathlib.Path(__file__).parent / "smallproject"
 
 
 class Build(unittest.TestCase):
