@@ -55,10 +55,6 @@ endfunction()
 # check_release_set(TARGET DIRECTORY FILES): runs the check before anything of TARGET is built, and
 # again whenever a file of the set or the tool has changed.
 function(check_release_set TARGET directory files)
-    if(NOT TARGET release-set)
-        message(WARNING "RELEASE_SET is compiled in unchecked: the release set tool is not built")
-        return()
-    endif()
     set(stamp "${CMAKE_BINARY_DIR}/${TARGET}_release_set.checked")
     add_custom_command(OUTPUT "${stamp}"
         COMMAND release-set check --quiet "${directory}"
