@@ -2,14 +2,17 @@
 
 #include "bootload/ImageFile.h"
 #include "bootload/PortTest.h"
+#include "bootload/WireLog.h"
 #include "protocol/Line.h"
 #include "protocol/WireText.h"
 
 #include <QDialog>
+#include <QElapsedTimer>
 #include <QList>
 #include <QTimer>
 
 class DialogBootloadProbe;
+class QLabel;
 class QSerialPortInfo;
 class Serial_Connect;
 class Ui_DialogBootload;
@@ -93,6 +96,8 @@ private:
     void Write(PortTest* port, QByteArrayView bytes);
     void ShowSent();
     void ShowReceived();
+    void ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& prefix);
+    void PaintActivity();
 
     // Session (Session.cpp), one function a state
     void StepAllPorts();
@@ -162,4 +167,9 @@ private:
     QList<int> imageStarts;
     /// Set once the ports are gone while the list still holds their addresses.
     bool portsFreed = false;
+
+    WireLog wireLog;
+    /// When each activity indicator was painted last.
+    QElapsedTimer txPainted;
+    QElapsedTimer rxPainted;
 };

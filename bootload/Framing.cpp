@@ -1,5 +1,4 @@
 #include "bootload/DialogBootload.h"
-#include "bootload/Log.h"
 #include "bootload/Wire.h"
 #include "protocol/Crc.h"
 #include "ui_DialogBootload.h"
@@ -118,25 +117,42 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         port->onTheWire.setRemainingTime(
             kAdapterDelay + timeOnTheWire(bytes.size(), port->baudRate()));
     }
-    qCDebug(logWire).noquote() << port->portName() << (open ? "TX" : "not open, not sent")
-                               << bytes.toByteArray().trimmed();
+    wireLog.sent(port->portName(), bytes, open);
 }
 
 void DialogBootload::ShowSent()
 {
     txSpin = txSpin <= 2 ? txSpin + 1 : 0;
-    ui->labelTX->setText(QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
+    ShowActivity(ui->labelTX, txPainted, QStringLiteral("TX: "));
 }
 
 void DialogBootload::ShowReceived()
 {
     rxSpin = rxSpin > 2 ? 0 : rxSpin + 1;
     // By the TX counter on purpose: this indicator moves only when something was sent in between.
-    ui->labelRX->setText(QStringLiteral("RX: ") + QLatin1Char(spinChars[txSpin]));
+    ShowActivity(ui->labelRX, rxPainted, QStringLiteral("RX: "));
+}
+
+void DialogBootload::ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& prefix)
+{
+    // The text is always the newest; painted it is at most once a display frame, by this line, a
+    // later one or the next tick. Painting at every line would take more time than the line itself.
+    const bool paint = !painted.isValid() || painted.hasExpired(kFrameInterval.count());
+    label->setUpdatesEnabled(paint);
+    label->setText(prefix + QLatin1Char(spinChars[txSpin]));
+    if (paint)
+        painted.start();
+}
+
+void DialogBootload::PaintActivity()
+{
+    ui->labelTX->setUpdatesEnabled(true);
+    ui->labelRX->setUpdatesEnabled(true);
 }
 
 void DialogBootload::readyRead()
 {
+    const WireLog::Hold hold(wireLog);
     auto* const port = dynamic_cast<PortTest*>(sender());
     if (port == nullptr)
         return;

@@ -63,7 +63,7 @@ void DialogBootload::GotMessage(PortTest* port, QString Msg)
     const QByteArrayView line = received.text();
     if (line.isEmpty())
         return;
-    qCDebug(logWire).noquote() << port->portName() << "RX" << line.toByteArray().trimmed();
+    wireLog.received(port->portName(), line);
 
     const QByteArrayView word = fieldText(line, 0);
     for (const Reply& reply : kReplies) {
@@ -97,9 +97,9 @@ void DialogBootload::GotGACK(PortTest* port, QByteArrayView)
 void DialogBootload::GotMVERR(PortTest* port, QByteArrayView line)
 {
     // Shown, not compared: the update goes ahead from any version to any other.
+    Send(port, Line(kWordEnterBootloader));
     ui->label_UnitVersion->setText(
         QStringLiteral("Unit Version: ") + QString::fromUtf8(fieldText(line, 1)));
-    Send(port, Line(kWordEnterBootloader));
 }
 
 // Images
@@ -140,7 +140,7 @@ void DialogBootload::GotFACK(PortTest* port, QByteArrayView line)
     if (current)
         BlockStored(port);
     else if (skip)
-        ++port->imageIndex;
+        NextImage(port);
     const int progress = skip ? BytesBefore(port->imageIndex) : ImageProgress(port);
     port->imageWait = 0;
     StepAllPorts();

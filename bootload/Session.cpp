@@ -7,7 +7,9 @@ using protocol::Line;
 
 void DialogBootload::Timeout()
 {
+    const WireLog::Hold hold(wireLog);
     StepAllPorts();
+    PaintActivity();
 }
 
 void DialogBootload::StepAllPorts()

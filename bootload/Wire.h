@@ -11,6 +11,9 @@
 /// One step of every session.
 inline constexpr std::chrono::milliseconds kTickInterval{500};
 
+/// The activity indicators are painted no more often than this: once a frame of a 60 Hz display.
+inline constexpr std::chrono::milliseconds kFrameInterval{16};
+
 /// Speed of the board's application, and of its bootloader, in baud.
 inline constexpr qint32 kApplicationBaudRate = 19200;
 inline constexpr qint32 kBootloaderBaudRate = 921600;

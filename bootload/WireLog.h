@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArrayList>
+#include <QByteArrayView>
+#include <QString>
+
+/// The log of the lines on the wire, in the category `logWire`. Writing it takes longer than a line
+/// takes to be answered, so it can be held back while there are lines to send.
+class WireLog
+{
+public:
+    /// Logs a line that was sent on `portName`; `open` is false when the port was not.
+    void sent(const QString& portName, QByteArrayView line, bool open);
+    /// Logs a line that was received on `portName`.
+    void received(const QString& portName, QByteArrayView line);
+
+    /// For as long as it lives, what is logged waits; then it is written, in order.
+    class Hold
+    {
+    public:
+        explicit Hold(WireLog& log);
+        ~Hold();
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+    private:
+        WireLog& m_log;
+    };
+
+private:
+    void add(const QString& portName, const char* what, QByteArrayView line);
+    void write();
+
+    QByteArrayList m_waiting;
+    int m_holds = 0;
+};
