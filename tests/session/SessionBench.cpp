@@ -5,6 +5,7 @@
 #include <array>
 #include <fcntl.h>
 #include <stdexcept>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -15,11 +16,15 @@ constexpr QByteArrayView kFence{"#fence#"};
 
 void writeFence(const QString& terminal)
 {
-    const int slave = ::open(terminal.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    // Past the mocked bus: it asks a thread of its own about every device that is opened, and a
+    // test opens so many that the two get in each other's way in its list of open files.
+    const QByteArray path = terminal.toLocal8Bit();
+    const auto slave = static_cast<int>(
+        ::syscall(SYS_openat, AT_FDCWD, path.constData(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     const bool written
         = slave >= 0 && ::write(slave, kFence.data(), kFence.size()) == kFence.size();
     if (slave >= 0)
-        ::close(slave);
+        ::syscall(SYS_close, slave);
     if (!written)
         throw std::runtime_error("cannot write to the far end");
 }

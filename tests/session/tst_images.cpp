@@ -57,7 +57,8 @@ QByteArrayList blockLines(const QByteArray& pixels)
     QByteArrayList lines;
     for (int offset = 0; offset < pixels.size(); offset += 256) {
         QByteArray line = "$F," + hexByte(offset / 256);
-        for (const char byte : pixels.mid(offset, 256))
+        const QByteArray block = pixels.mid(offset, 256);
+        for (const char byte : block)
             line += "," + hexByte(static_cast<unsigned char>(byte));
         lines << line;
     }
@@ -75,9 +76,9 @@ int verifyBar(const SessionBench& bench)
 }
 
 // The small set's headers and the bytes of its images.
-const QByteArray kHeaderA = "$I,00,01,12C,01";
-const QByteArray kHeaderB = "$I,03,02,10,08";
-const QByteArray kHeaderC = "$I,11,0A,04,02";
+constexpr const char* kHeaderA = "$I,00,01,12C,01";
+constexpr const char* kHeaderB = "$I,03,02,10,08";
+constexpr const char* kHeaderC = "$I,11,0A,04,02";
 constexpr int kSizeA = 600;
 constexpr int kSizeB = 256;
 constexpr int kSizeC = 16;
@@ -277,7 +278,8 @@ void TestImages::movesOnAndAnnouncesAtOnce()
     bench.setFields({{"imageOffset", 0x26200}, {"imageWait", 0}});
     (void)bench.sent();
     bench.step();
-    QCOMPARE(bench.sent(), framed(blockLines(pixelsOfSize(156400, 0)).last()));
+    const QByteArrayList blocks = blockLines(pixelsOfSize(156400, 0));
+    QCOMPARE(bench.sent(), framed(blocks.last()));
     bench.reply("$FACK,262");
     QCOMPARE(bench.sent(), framed("$I,07,02,03,01"));
     QCOMPARE(bench.port().imageIndex, 1);

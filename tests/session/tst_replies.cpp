@@ -30,7 +30,8 @@ SessionFields somewhere(const SessionFields& changes)
 QByteArray blockLine(const QByteArray& number, int image, int offset)
 {
     QByteArray line = "$F," + number;
-    for (const char byte : smallImage(image).mid(offset, 256))
+    const QByteArray block = smallImage(image).mid(offset, 256);
+    for (const char byte : block)
         line += "," + QByteArray(1, byte).toHex().toUpper();
     return line;
 }
@@ -58,9 +59,7 @@ QByteArray readBack(int address, const QByteArray& bytes)
     return line;
 }
 
-const QByteArray kHeaderA = "$I,00,01,12C,01";
-const QByteArray kHeaderB = "$I,03,02,10,08";
-const QByteArray kHeaderC = "$I,11,0A,04,02";
+constexpr const char* kHeaderB = "$I,03,02,10,08";
 constexpr int kProgressDone = 0xDF006;
 
 } // namespace

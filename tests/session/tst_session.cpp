@@ -19,7 +19,8 @@ SessionFields somewhere(const SessionFields& changes)
 QByteArray blockLine(const QByteArray& number, int image, int offset)
 {
     QByteArray line = "$F," + number;
-    for (const char byte : smallImage(image).mid(offset, 256))
+    const QByteArray block = smallImage(image).mid(offset, 256);
+    for (const char byte : block)
         line += "," + QByteArray(1, byte).toHex().toUpper();
     return line;
 }
@@ -50,8 +51,7 @@ ReleaseSetFiles setWithout(const char* name)
     return files;
 }
 
-const QString kEraseText
-    = QStringLiteral("Send Erase All messages Command takes around 20 seconds");
+constexpr QLatin1StringView kEraseText{"Send Erase All messages Command takes around 20 seconds"};
 
 } // namespace
 

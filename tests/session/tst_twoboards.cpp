@@ -4,8 +4,8 @@
 
 namespace {
 
-const QByteArray kHeaderA = "$I,00,01,12C,01";
-const QByteArray kHeaderB = "$I,03,02,10,08";
+constexpr const char* kHeaderA = "$I,00,01,12C,01";
+constexpr const char* kHeaderB = "$I,03,02,10,08";
 
 /// A session's fields where the reply of a row is one that acts.
 SessionFields somewhere(const SessionFields& changes)
@@ -39,8 +39,8 @@ QByteArray answerTo(const QByteArray& line)
     return {};
 }
 
-/// Lines per image of the small set: a header and its blocks.
-const QByteArrayList kImageLines{"$I", "$F", "$F", "$F", "$I", "$F", "$I", "$F"};
+/// The words of a whole job with the small set: a header and its blocks for each image.
+constexpr QByteArrayView kJobWords{"$I $F $F $F $I $F $I $F $X"};
 
 // The text handler of QtMessageHandler has no room for a test's own data.
 QStringList* messages = nullptr;
@@ -265,7 +265,7 @@ void TestTwoBoards::finishesBothJobs()
         }
     }
     for (const int board : {0, 1}) {
-        QCOMPARE(words[board].join(' '), (kImageLines + QByteArrayList{"$X"}).join(' '));
+        QCOMPARE(words[board].join(' '), kJobWords.toByteArray());
         QCOMPARE(bench.port(board).state, 15);
     }
     bench.step(4);
