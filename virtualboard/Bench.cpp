@@ -76,11 +76,6 @@ Bench::~Bench()
         ::close(m_signalDescriptor);
 }
 
-void Bench::setWatcher(std::function<void(int, const WireLine&)> watcher)
-{
-    m_watcher = std::move(watcher);
-}
-
 QString Bench::boardName(int index) const
 {
     const QString port = m_options.serialPort.isEmpty()
@@ -94,13 +89,13 @@ void Bench::addBoard(int index, std::unique_ptr<BoardPort> port)
     BoardOptions options = m_options.board;
     options.seed += static_cast<std::uint64_t>(index);
     Board& board = m_server.add(std::move(options), std::move(port));
-    if (m_options.record.isEmpty() && !m_watcher)
+    if (m_options.record.isEmpty() && !m_window)
         return;
     board.setObserver([this, index](const WireLine& line) {
         if (!m_options.record.isEmpty())
             m_transcript.write(index, line);
-        if (m_watcher)
-            m_watcher(index, line);
+        if (m_window)
+            m_window->addLine(index, line);
     });
 }
 
@@ -126,14 +121,26 @@ bool Bench::start()
         complain(QStringLiteral("%1: %2").arg(m_options.record, m_transcript.errorString()));
         return false;
     }
+    if (m_options.window)
+        openWindow();
     addBoards();
     m_server.start();
+    if (m_window)
+        m_window->show();
     m_sinceStart.start();
     m_lookTimer.start();
     if (!m_options.program.isEmpty())
         return startProgram();
     announcePorts();
     return true;
+}
+
+void Bench::openWindow()
+{
+    QStringList names;
+    for (int index = 0; index < m_options.boards; ++index)
+        names << boardName(index);
+    m_window = std::make_unique<WatchWindow>(m_server, names);
 }
 
 void Bench::announcePorts()

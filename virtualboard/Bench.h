@@ -3,6 +3,7 @@
 #include "virtualboard/BoardServer.h"
 #include "virtualboard/Options.h"
 #include "virtualboard/Output.h"
+#include "virtualboard/WatchWindow.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -32,16 +33,12 @@ public:
     /// Prints the verdict and writes the files that were asked for. Returns the exit code.
     [[nodiscard]] int finish();
 
-    [[nodiscard]] BoardServer& server() { return m_server; }
-    /// Who wants to see every line besides the transcript; called in the boards' thread. Only
-    /// before start().
-    void setWatcher(std::function<void(int, const WireLine&)> watcher);
-
 private:
     void addBoards();
     void addBoard(int index, std::unique_ptr<BoardPort> port);
     [[nodiscard]] QString boardName(int index) const;
     void announcePorts();
+    void openWindow();
     bool startProgram();
     void catchSignals();
     void look();
@@ -57,8 +54,8 @@ private:
     ExpectedSet m_set;
     std::unique_ptr<UsbBus> m_bus;
     Transcript m_transcript;
-    std::function<void(int, const WireLine&)> m_watcher;
     BoardServer m_server;
+    std::unique_ptr<WatchWindow> m_window;
     QProcess m_program;
     QTimer m_lookTimer;
     QElapsedTimer m_sinceStart;

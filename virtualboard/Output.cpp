@@ -1,31 +1,13 @@
 #include "virtualboard/Output.h"
 
-#include <QDir>
-#include <QImage>
-#include <QJsonArray>
+#include "virtualboard/Picture.h"
 
-#include <algorithm>
-#include <cstring>
+#include <QDir>
+#include <QJsonArray>
 
 namespace vboard {
 
 namespace {
-
-QImage picture(const StoredImage& stored)
-{
-    QImage image(
-        static_cast<int>(stored.width), static_cast<int>(stored.height), QImage::Format_RGB16);
-    image.fill(Qt::black);
-    const std::size_t lineSize = stored.width * ImageStore::kBytesPerPixel;
-    for (int y = 0; y < image.height(); ++y) {
-        const std::size_t offset = static_cast<std::size_t>(y) * lineSize;
-        if (offset >= stored.data.size())
-            break;
-        const std::size_t size = std::min(lineSize, stored.data.size() - offset);
-        std::memcpy(image.scanLine(y), stored.data.data() + offset, size);
-    }
-    return image;
-}
 
 double seconds(Time time)
 {
@@ -112,7 +94,7 @@ QStringList writePictures(const ImageStore& images, const QString& folder, const
             continue;
         const QString path = directory.filePath(
             QStringLiteral("%1image%2-v%3.png").arg(prefix).arg(number).arg(stored.version));
-        if (!picture(stored).save(path))
+        if (!pictureOf(stored).save(path))
             failed << path;
     }
     return failed;
@@ -161,6 +143,9 @@ void Transcript::write(int board, const WireLine& line)
     m_file.write(QByteArray::number(seconds(line.at), 'f', 6).rightJustified(12) + " board "
         + QByteArray::number(board) + ' ' + kWays[static_cast<std::size_t>(line.way)] + ' ' + text
         + '\n');
+    // Whoever waits for something out of the ordinary sees it at once.
+    if (line.way == WireLine::Way::Note)
+        m_file.flush();
 }
 
 QByteArray printable(const std::string& text)

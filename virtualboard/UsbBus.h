@@ -88,8 +88,8 @@ public:
     [[nodiscard]] QProcessEnvironment environment() const;
 
     /// Starts this process anew with the preloaded library, unless it runs with it already; `argv`
-    /// as main() got it. To be called first of all. Returns when there is nothing left to do; throws
-    /// std::runtime_error when the start fails.
+    /// as main() got it. To be called first of all. Returns when there is nothing left to do;
+    /// throws std::runtime_error when the start fails.
     static void startPreloaded(char** argv);
 
     /// True when this process sees the bus.

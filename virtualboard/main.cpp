@@ -1,9 +1,10 @@
 #include "virtualboard/Bench.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <stdexcept>
 
 namespace {
@@ -25,6 +26,12 @@ void blockSignals()
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
     sigprocmask(SIG_BLOCK, &set, nullptr);
+}
+
+bool hasDisplay()
+{
+    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY")
+        || qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
 }
 
 int run(const vboard::Options& options, vboard::ExpectedSet set)
@@ -57,7 +64,12 @@ int main(int argc, char* argv[])
     auto set = vboard::ExpectedSet::read(options->releaseSet, error);
     if (!set)
         return refuse(error);
-    QCoreApplication application(argc, argv);
+    if (options->window && !hasDisplay())
+        return refuse(QStringLiteral("--window: there is no display"));
+    const std::unique_ptr<QCoreApplication> application(
+        options->window ? new QApplication(argc, argv) : new QCoreApplication(argc, argv));
+    // The window is for watching: closing it ends nothing.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
     try {
         return run(*options, std::move(*set));
     } catch (const std::runtime_error& failure) {

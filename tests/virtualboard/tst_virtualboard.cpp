@@ -48,6 +48,20 @@ Run run(QStringList arguments, const QStringList& program = {})
     return finish(process);
 }
 
+/// Runs with no word about a display but those in `display`.
+Run runIn(const QMap<QString, QString>& display, const QStringList& arguments)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        environment.remove(QLatin1String(name));
+    for (auto entry = display.cbegin(); entry != display.cend(); ++entry)
+        environment.insert(entry.key(), entry.value());
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(VIRTUAL_BOARD), QStringList{"--first-port", "122"} + arguments);
+    return finish(process);
+}
+
 Run job(const QString& name, const QStringList& options = {})
 {
     return run(options, {kClient, name, kReleaseSet});
@@ -292,6 +306,20 @@ private slots:
             QStringLiteral("erase"), {"--line-rate", "--image-erase", "800", "--report", report});
         QVERIFY2(erase.exitCode == 0, qPrintable(erase.output + erase.errors));
         QVERIFY(timer.elapsed() > 300 + 800);
+    }
+
+    void watchesInAWindow()
+    {
+        const Run watched = runIn({{"QT_QPA_PLATFORM", "offscreen"}},
+            {"--window", "--holds", "1:1", "--", kClient, "erase", kReleaseSet});
+        QVERIFY2(watched.exitCode == 0, qPrintable(watched.output + watched.errors));
+    }
+
+    void refusesAWindowWithoutADisplay()
+    {
+        const Run refused = runIn({}, {"--window", "--", "true"});
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY(refused.errors.contains(QStringLiteral("--window: there is no display")));
     }
 
     void printsThePortThatItServesWithoutAProgram()
