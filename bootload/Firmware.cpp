@@ -49,17 +49,22 @@ void DialogBootload::OpenFirmware(PortTest* port)
 
 void DialogBootload::StepFirmware(PortTest* port)
 {
+    // In this order: right after an erase its page's data is tried in the same step, too early on
+    // purpose, since `ticks` has just become 0.
     if (port->fwStep == FirmwareErase && port->ticks >= kDataTicks)
         ErasePage(port);
-    if (port->fwStep == FirmwareData && port->ticks >= kDataTicks)
-        SendDataLine(port);
-    if (port->fwStep == FirmwareProgram && port->ticks >= kProgramTicks
-        && port->phase == PhaseChecking)
-        CheckFirmware(port);
-    if (port->fwStep == FirmwareProgram && port->ticks >= kProgramTicks
-        && port->phase == PhaseWriting) {
-        ProgramPage(port);
-        qCDebug(logJob) << kFirmwareLast - port->flashAddress;
+    if (port->fwStep == FirmwareData && port->ticks >= kDataTicks) {
+        // Data for a page that the board has not erased would be lost.
+        if (port->eraseUnanswered)
+            ErasePage(port);
+        else
+            SendDataLine(port);
+    }
+    if (port->fwStep == FirmwareProgram && port->ticks >= kProgramTicks) {
+        if (port->phase == PhaseChecking)
+            CheckFirmware(port);
+        else if (port->phase == PhaseWriting)
+            ProgramPage(port);
     }
     if (port->fwStep == FirmwareProgramChecked && port->ticks >= kProgramTicks
         && port->phase == PhaseChecking)
@@ -73,6 +78,7 @@ void DialogBootload::ErasePage(PortTest* port)
     Send(port,
         Line(kWordErasePage).appendHex(static_cast<quint32>(port->flashAddress)).append(",1"));
     port->fwStep = FirmwareData;
+    port->eraseUnanswered = true;
 }
 
 void DialogBootload::SendDataLine(PortTest* port)
@@ -100,4 +106,5 @@ void DialogBootload::ProgramPage(PortTest* port)
     // The address has moved on to the end of the page by now.
     const auto page = static_cast<quint32>(port->flashAddress - kPageSize);
     Send(port, Line(kWordProgramPage).appendHex(page).append(",").appendHex(kPageSize));
+    qCDebug(logJob) << "Left to write" << kFirmwareLast - port->flashAddress;
 }

@@ -52,6 +52,9 @@ public:
     /// Number of the block sent last.
     qint32 blockNumber = 0;
 
+    /// True from an erase line to its acknowledgement: until then the page takes no data.
+    bool eraseUnanswered = false;
+
     /// Until when what was sent last may still be on its way to the board.
     QDeadlineTimer onTheWire;
 };

@@ -196,6 +196,7 @@ void DialogBootload::GotEACK(PortTest* port, QByteArrayView)
     if (port->state != StateFirmware || !writes || !erases)
         return;
     port->fwStep = FirmwareData;
+    port->eraseUnanswered = false;
     port->ticks = kDataTicks;
     StepAllPorts();
 }
@@ -204,6 +205,9 @@ void DialogBootload::GotDACK(PortTest* port, QByteArrayView)
 {
     const bool writes = port->phase >= PhaseWriting && port->phase <= PhaseFirmwareDone;
     if (port->state != StateFirmware || !writes || port->fwStep != FirmwareData)
+        return;
+    // Left over from the page before: counted for this one, its first line would never be sent.
+    if (port->eraseUnanswered)
         return;
     port->ticks = kDataTicks;
     port->flashAddress += kDataLineSize;

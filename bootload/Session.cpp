@@ -65,6 +65,7 @@ void DialogBootload::StepLoad(PortTest* port)
     LoadStartAddress(port);
     port->flashAddress = kFirmwareStart;
     port->fwStep = FirmwareErase;
+    port->eraseUnanswered = false;
     port->ticks = 0;
     if (mode == JobImagesOnly) {
         StartImages(port);

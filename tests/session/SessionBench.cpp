@@ -224,6 +224,7 @@ SessionFields SessionBench::fields(int index)
 void SessionBench::setFields(const SessionFields& values, int index)
 {
     SessionFields rest = values;
+    port(index).eraseUnanswered = false;
     for (const NamedField& field : kFields) {
         if (rest.contains(field.name))
             port(index).*field.member = rest.take(field.name);

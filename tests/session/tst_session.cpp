@@ -89,6 +89,7 @@ private slots:
     void sendsEraseImagesAgainAfterItsWait();
     void sendsFirmwareLinesAgainAfterTheirTicks_data();
     void sendsFirmwareLinesAgainAfterTheirTicks();
+    void sendsNoDataForAPageThatIsNotErased();
     void finishesOnTheFourthStepAndOnlyOnce();
 
 private:
@@ -540,8 +541,8 @@ void TestSession::sendsFirmwareLinesAgainAfterTheirTicks_data()
     QTest::addColumn<QByteArray>("again");
     const QByteArray data = "$D,40" + QByteArray(",FF").repeated(64);
     QTest::newRow("data") << SessionFields{{"fwStep", 1}, {"ticks", 4}} << 3 << data;
-    QTest::newRow("erase: data goes out in its place")
-        << SessionFields{{"fwStep", 0}, {"ticks", 4}} << 3 << data;
+    QTest::newRow("erase") << SessionFields{{"fwStep", 0}, {"ticks", 4}} << 3
+                           << QByteArray("$E,1040,1");
     QTest::newRow("program") << SessionFields{{"fwStep", 2}, {"ticks", 18}} << 17
                              << QByteArray("$P,40,1000");
     QTest::newRow("check") << SessionFields{{"fwStep", 2}, {"ticks", 18}, {"phase", 2}} << 17
@@ -563,6 +564,25 @@ void TestSession::sendsFirmwareLinesAgainAfterTheirTicks()
     for (int i = 0; i < 3; ++i)
         expected << QByteArrayList(quietTicks, "-") << again;
     QCOMPARE(sentAtEachStep(bench, static_cast<int>(expected.size())), expected);
+}
+
+void TestSession::sendsNoDataForAPageThatIsNotErased()
+{
+    SessionBench bench;
+    bench.setFields(
+        somewhere({{"state", 11}, {"flashAddress", 0x3000}, {"fwStep", 0}, {"ticks", 4}}));
+    bench.step();
+    QCOMPARE(bench.sent(), framed("$E,3000,1"));
+    // Late, for a line of the page before.
+    bench.reply("$DACK");
+    QCOMPARE(bench.port().flashAddress, 0x3000);
+    QCOMPARE(bench.sent(), QByteArray());
+    bench.step(4);
+    QCOMPARE(bench.sent(), framed("$E,3000,1"));
+    bench.reply("$EACK");
+    QVERIFY(bench.sent().startsWith("$D,0,"));
+    bench.reply("$DACK");
+    QVERIFY(bench.sent().startsWith("$D,40,"));
 }
 
 void TestSession::finishesOnTheFourthStepAndOnlyOnce()
