@@ -812,7 +812,7 @@ void TestReplies::logsWhatItHears_data()
     row("$CACK", {{"state", 11}, {"phase", 2}, {"fwStep", 2}}, "\\$CACK");
     row("$PACK", {{"state", 11}, {"fwStep", 2}, {"flashAddress", 0x2000}}, "\\$E,2000,1");
     // How much is left when a page is programmed, and the check line.
-    row("$DACK,1", {{"state", 11}, {"flashAddress", 0x1FC0}}, "Left to write  909311");
+    row("$DACK,1", {{"state", 11}, {"flashAddress", 0x1FC0}}, "Left to write 909311");
     row("$DACK,2", {{"state", 11}, {"flashAddress", 0x1FC0}, {"phase", 2}}, "\\$C,1000,DFFFF");
 }
 
