@@ -51,9 +51,12 @@ Outcome Bootloader::take(const Command& command, Time now)
         return broken('$' + command.word() + ": the bootloader has no such command");
     if (command.check() == Check::Missing && command.word() != "G")
         return broken('$' + command.word() + " without checksum");
-    // A command captures like "$G" does: the updater says "$G" once only, and it can be lost.
-    m_nextAnnouncement.reset();
-    return (this->*row->handler)(command, now);
+    Outcome outcome = (this->*row->handler)(command, now);
+    // A command captures like "$G" does: the updater says "$G" once only, and it can be lost. One
+    // that makes no sense does not: it is left over from a job that a restart has cut off.
+    if (outcome.ruleBroken.empty())
+        m_nextAnnouncement.reset();
+    return outcome;
 }
 
 std::optional<Time> Bootloader::due() const

@@ -109,6 +109,18 @@ private slots:
         QCOMPARE(driver.heard(), std::string());
     }
 
+    void aLeftoverOfACutOffJobDoesNotCapture()
+    {
+        BoardDriver driver;
+        driver.send("BOOTLOADM");
+        driver.baudRate = 921600;
+        driver.wait(OwnTimes().boot);
+        QCOMPARE(driver.ask(BoardDriver::dataLine(0x140, 1)), std::string());
+        driver.heard();
+        driver.wait(500ms);
+        QCOMPARE(driver.heard(), std::string("$Bootloader\n"));
+    }
+
     // Firmware
 
     void programsAPageThatWasErasedAndFilled()
