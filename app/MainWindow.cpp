@@ -1,7 +1,6 @@
 #include "app/MainWindow.h"
 
 #include "bootload/DialogBootload.h"
-#include "bootload/Wire.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
 #include "ui_MainWindow.h"

@@ -37,8 +37,9 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     connect(&timer, SIGNAL(timeout()), this, SLOT(Timeout()));
     timer.start(kTickInterval);
 
-    // Refused by Qt, and wanted so: the dialog has no such slot, all of its traffic runs through
-    // its own ports and nothing that the service hears may reach a session.
+    // The only use of the service, and why serial/ is included: a request for a connection needs
+    // the whole class. Refused by Qt, and wanted so: the dialog has no such slot, all of its
+    // traffic runs through its own ports and nothing that the service hears may reach a session.
     connect(serial, SIGNAL(GotMessageNoCRC(QString)), this, SLOT(GotMessage(QString)));
 
     for (QProgressBar* bar : {ui->progressBarLoad, ui->progressBarVerify}) {

@@ -17,6 +17,13 @@ class QSerialPortInfo;
 class Serial_Connect;
 class Ui_DialogBootload;
 
+/// The jobs of the dialog; it treats any other number like `JobUpdate`.
+enum JobMode : int {
+    JobUpdate = 0,
+    JobImagesOnly = 1,
+    JobEraseImages = 2,
+};
+
 /// The modal dialog that runs one job: it finds every FTDI port, loads the images of the
 /// compiled-in release set and drives one session a port, stepped by a timer and by the board's
 /// acknowledgements, until the person closes it.
@@ -133,18 +140,20 @@ private:
     [[nodiscard]] int BytesBefore(qsizetype index);
     [[nodiscard]] int ImageProgress(const PortTest* port);
 
-    // Replies (Replies.cpp), one function a word
-    void GotBootloader(PortTest* port, QByteArrayView line);
-    void GotGACK(PortTest* port, QByteArrayView line);
-    void GotMVERR(PortTest* port, QByteArrayView line);
-    void GotIACK(PortTest* port, QByteArrayView line);
-    void GotFACK(PortTest* port, QByteArrayView line);
-    void GotAACK(PortTest* port, QByteArrayView line);
-    void GotEACK(PortTest* port, QByteArrayView line);
-    void GotDACK(PortTest* port, QByteArrayView line);
-    void GotPACK(PortTest* port, QByteArrayView line);
-    void GotCACK(PortTest* port, QByteArrayView line);
-    void GotVACK(PortTest* port, QByteArrayView line);
+    // Replies, one function a word; false when the session is not where the reply acts
+    // (Replies.cpp)
+    [[nodiscard]] bool GotBootloader(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotGACK(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotMVERR(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotIACK(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotFACK(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotAACK(PortTest* port, QByteArrayView line);
+    // (FirmwareReplies.cpp)
+    [[nodiscard]] bool GotEACK(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotDACK(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotPACK(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotCACK(PortTest* port, QByteArrayView line);
+    [[nodiscard]] bool GotVACK(PortTest* port, QByteArrayView line);
     void NextImage(PortTest* port);
     void BlockStored(PortTest* port);
     void FirmwareDone(PortTest* port);

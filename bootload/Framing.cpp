@@ -51,11 +51,16 @@ bool appendLineFeed(std::span<char, kLineCapacity> buffer)
     return true;
 }
 
-std::chrono::milliseconds timeOnTheWire(qsizetype bytes, qint32 baudRate)
+/// What was just written joins what may still be on its way to the board.
+void ExtendTimeOnTheWire(PortTest* port, qsizetype bytes)
 {
+    using std::chrono::milliseconds;
     constexpr qint64 kMillisecondsPerSecond = 1000;
-    return std::chrono::milliseconds(
-        bytes * kBitsPerByte * kMillisecondsPerSecond / qMax(baudRate, 1) + 1);
+    const milliseconds ahead(
+        qMax<qint64>(port->onTheWire.remainingTime() - kAdapterDelay.count(), 0));
+    const milliseconds added(
+        bytes * kBitsPerByte * kMillisecondsPerSecond / qMax(port->baudRate(), 1) + 1);
+    port->onTheWire.setRemainingTime(kAdapterDelay + ahead + added);
 }
 
 } // namespace
@@ -114,8 +119,7 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         port->write(bytes.data(), bytes.size());
         // The line leaves now: what is painted or logged next is so while it is on the wire.
         port->flush();
-        port->onTheWire.setRemainingTime(
-            kAdapterDelay + timeOnTheWire(bytes.size(), port->baudRate()));
+        ExtendTimeOnTheWire(port, bytes.size());
     }
     wireLog.sent(port->portName(), bytes, open);
 }

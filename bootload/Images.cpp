@@ -1,6 +1,7 @@
 #include "bootload/DialogBootload.h"
 #include "bootload/ImageParser.h"
 #include "bootload/Log.h"
+#include "bootload/Wire.h"
 
 void DialogBootload::AddImage(QString fileName, int imageName, int imageVersion)
 {
@@ -34,15 +35,13 @@ int DialogBootload::CurrentPosition(int address)
 {
     // Two address ranges share the scale: the firmware and the seven addresses above it that fill
     // the bar's last steps. What lies between them, and above, shows as the end of the first.
-    constexpr int kLastOfFirmware = 0xDFFFE;
     constexpr int kFirstOfTail = 0xEEFF8;
     constexpr int kLastOfTail = 0xEEFFE;
     constexpr int kTailOffset = 0xFFF9;
-    constexpr int kFirmwareOffset = 0x1000;
-    constexpr int kBetween = 0xDEFFF;
+    constexpr int kBetween = kFirmwareLast - kFirmwareStart;
 
-    if (address <= kLastOfFirmware)
-        return qMax(address, kFirmwareOffset) - kFirmwareOffset;
+    if (address < kFirmwareLast)
+        return qMax(address, kFirmwareStart) - kFirmwareStart;
     if (address >= kFirstOfTail && address <= kLastOfTail)
         return address - kTailOffset;
     return kBetween;

@@ -11,6 +11,7 @@
 class PortTest : public QSerialPort
 {
 public:
+    /// A port that is not bound to any device yet.
     PortTest() = default;
     ~PortTest() override;
 

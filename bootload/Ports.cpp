@@ -5,6 +5,13 @@
 #include <QSerialPortInfo>
 #include <QThread>
 
+namespace {
+
+/// What the USB manufacturer of the machine's adapter contains.
+constexpr QLatin1StringView kAdapterMaker{"FTDI"};
+
+} // namespace
+
 void DialogBootload::FindPorts()
 {
     const QList<QSerialPortInfo> available = QSerialPortInfo::availablePorts();
@@ -12,7 +19,7 @@ void DialogBootload::FindPorts()
         qCDebug(logJob) << info.manufacturer();
         qCDebug(logJob) << info.vendorIdentifier();
         qCDebug(logJob) << info.description();
-        if (info.manufacturer().contains(QStringLiteral("FTDI")))
+        if (info.manufacturer().contains(kAdapterMaker))
             CapturePort(info);
     }
 }

@@ -214,8 +214,7 @@ void DialogBootload::StepReopenFast(PortTest* port)
 
 void DialogBootload::StepAskMainVersion(PortTest* port)
 {
-    constexpr qint32 kRequests = 3;
-    if (port->retries < kRequests) {
+    if (port->retries < kVersionRequests) {
         Send(port, Line(kWordMainVersion));
     } else {
         port->retries = 0;
@@ -225,8 +224,7 @@ void DialogBootload::StepAskMainVersion(PortTest* port)
 
 void DialogBootload::StepAskSecondVersion(PortTest* port)
 {
-    constexpr qint32 kRequests = 3;
-    if (port->retries < kRequests) {
+    if (port->retries < kVersionRequests) {
         Send(port, Line(kWordSecondVersion));
     } else {
         port->retries = 0;
@@ -236,8 +234,7 @@ void DialogBootload::StepAskSecondVersion(PortTest* port)
 
 void DialogBootload::StepAskForBootloader(PortTest* port)
 {
-    constexpr qint32 kRequests = 5;
-    if (port->retries < kRequests) {
+    if (port->retries < kBootloaderRequests) {
         Send(port, Line(kWordEnterBootloader));
     } else {
         CloseAfterSending(port);

@@ -71,17 +71,11 @@ enum EraseStep : qint32 {
     EraseWait = 1,
 };
 
-/// The dialog's jobs; every other number is treated like `JobUpdate`.
-enum JobMode : int {
-    JobUpdate = 0,
-    JobImagesOnly = 1,
-    JobEraseImages = 2,
-};
-
 // Commands to the application.
-inline constexpr QByteArrayView kWordMainVersion{"$MVER"};
-inline constexpr QByteArrayView kWordSecondVersion{"$SVER"};
-inline constexpr QByteArrayView kWordEnterBootloader{"$BOOTLOADM"};
+inline constexpr QByteArrayView kWordMainVersion{"$MVER"}; // answered by its version
+inline constexpr QByteArrayView kWordSecondVersion{"$SVER"}; // the same for its second part
+inline constexpr QByteArrayView kWordEnterBootloader{
+    "$BOOTLOADM"}; // not answered: the bootloader announces itself
 
 // Commands to the bootloader.
 inline constexpr QByteArrayView kWordErasePage{"$E,"}; // page address, 1
@@ -90,8 +84,8 @@ inline constexpr QByteArrayView kWordProgramPage{"$P,"}; // page address, page s
 inline constexpr QByteArrayView kWordCheck{"$C,"}; // first and last address
 inline constexpr QByteArrayView kWordImage{"$I,"}; // number, version, width, height
 inline constexpr QByteArrayView kWordBlock{"$F,"}; // block number, up to 256 bytes
-inline constexpr QByteArrayView kWordEraseImages{"$A,1"};
-inline constexpr QByteArrayView kWordExit{"$X"};
+inline constexpr QByteArrayView kWordEraseImages{"$A,1"}; // all of them
+inline constexpr QByteArrayView kWordExit{"$X"}; // back to the application
 
 /// Firmware: first and last address that is written, bytes of a page and of a data line.
 inline constexpr qint32 kFirmwareStart = 0x1000;
@@ -108,6 +102,10 @@ inline constexpr qint32 kBlockSize = 256;
 /// Probing lines: how many in all, and from how many left on the bootloader is asked for.
 inline constexpr qint32 kProbeLines = 10;
 inline constexpr qint32 kProbesForBootloader = 3;
+
+/// How often the versions and the bootloader are asked for after a check.
+inline constexpr qint32 kVersionRequests = 3;
+inline constexpr qint32 kBootloaderRequests = 5;
 
 /// Steps after which a firmware line goes out: an erase or data line, a program or check line. An
 /// acknowledgement sets `ticks` to these so that the next line leaves at once.

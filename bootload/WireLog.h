@@ -5,7 +5,8 @@
 #include <QString>
 
 /// The log of the lines on the wire, in the category `logWire`. Writing it takes longer than a line
-/// takes to be answered, so it can be held back while there are lines to send.
+/// takes to be answered, so it can be held back while there are lines to send. The order among its
+/// own lines is kept; what goes to another category meanwhile is written before them.
 class WireLog
 {
 public:

@@ -38,7 +38,9 @@ private:
 class Line
 {
 public:
+    /// An empty line.
     Line() = default;
+    /// A line that begins with `text`.
     explicit Line(QByteArrayView text) { append(text); }
 
     /// Appends `text` as it is.

@@ -10,6 +10,7 @@ namespace protocol {
 class ReceiveBuffer
 {
 public:
+    /// Looks at `bytes` and `index`, which outlive this object.
     ReceiveBuffer(std::span<char, kLineCapacity> bytes, qint16& index)
         : m_bytes(bytes), m_index(index)
     {

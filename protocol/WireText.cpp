@@ -131,7 +131,7 @@ int WireText::u32ToHexStr(unsigned int value, char* out)
 char WireText::ToHex(unsigned char nibble)
 {
     constexpr unsigned char kDigits = 10;
-    return static_cast<char>(nibble < kDigits ? nibble + '0' : nibble + 55);
+    return static_cast<char>(nibble < kDigits ? nibble + '0' : nibble - kDigits + 'A');
 }
 
 void WireText::CRC(unsigned char data, unsigned short* crc)
