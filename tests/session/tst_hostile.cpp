@@ -1,0 +1,149 @@
+#include "tests/session/SessionBench.h"
+
+#include <QLoggingCategory>
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <array>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+/// What has come out of the far end so far; does not wait, and writes nothing into the line.
+QByteArray takeSent(int descriptor)
+{
+    QByteArray all;
+    std::array<char, 4096> chunk{};
+    pollfd waiting{descriptor, POLLIN, 0};
+    while (::poll(&waiting, 1, 0) > 0 && (waiting.revents & POLLIN) != 0) {
+        const ssize_t count = ::read(descriptor, chunk.data(), chunk.size());
+        if (count <= 0)
+            break;
+        all.append(chunk.data(), count);
+    }
+    return all;
+}
+
+QByteArray oneOf(QRandomGenerator& random, const QByteArrayList& texts)
+{
+    return texts.at(random.bounded(static_cast<int>(texts.size())));
+}
+
+/// A reply word or nearly one, with fields that fit the session, and others.
+QByteArray oddReply(QRandomGenerator& random, const PortTest& port)
+{
+    QByteArray line = oneOf(random,
+        {"$Bootloader", "$GACK", "$MVERR", "$IACK", "$FACK", "$AACK", "$EACK", "$DACK", "$PACK",
+            "$CACK", "$VACK", "$FAC", "$FACKX", "$", ""});
+    constexpr int kMostFields = 70;
+    const int fields = random.bounded(8) == 0 ? kMostFields : random.bounded(4);
+    for (int i = 0; i < fields; ++i) {
+        line += ",";
+        line += oneOf(random,
+            {"0", "1", "2", "", "-1", "FF", "80000000", "FFFFFFFFFFFFFFFF", "\xff\xfe", "*", "\r",
+                QByteArray::number(port.blockNumber, 16), QByteArray::number(port.state, 16)});
+    }
+    return line;
+}
+
+/// What a healthy board says to `sent`, as far as it takes to see every state.
+QByteArray goodReply(const QByteArray& sent, const PortTest& port)
+{
+    static const QMap<QByteArray, QByteArray> kAnswers{
+        {"$I", "$IACK,0"}, {"$E", "$EACK"}, {"$D", "$DACK"}, {"$P", "$PACK"}, {"$A", "$AACK,0"}};
+    if (port.state == StateWaitForBootloader)
+        return "$Bootloader";
+    if (sent.startsWith("$F"))
+        return "$FACK," + QByteArray::number(port.blockNumber, 16);
+    return kAnswers.value(sent.left(2));
+}
+
+bool isSound(const PortTest& port, qsizetype images)
+{
+    const auto within
+        = [](qint32 value, qint32 low, qint32 high) { return value >= low && value <= high; };
+    return within(port.rxIndex, 0, protocol::kLineCapacity - 1)
+        && within(port.imageIndex, 0, static_cast<qint32>(images)) && port.imageOffset >= 0
+        && within(port.flashAddress, 0, kFirmwareLast + 1) && port.ticks >= 0
+        && within(port.fwStep, FirmwareErase, FirmwareProgramChecked)
+        && within(port.imageStep, ImageAnnounce, ImageRestart) && port.imageWait >= 0;
+}
+
+} // namespace
+
+/// Boards and cables that do what none should.
+class TestHostile : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("updater.*=false")); }
+
+    void staysSoundWhateverTheBoardReplies_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<quint32>("seed");
+        for (int mode : {JobUpdate, JobImagesOnly, JobEraseImages}) {
+            for (quint32 seed : {1U, 2U, 3U})
+                QTest::addRow("mode %d, seed %u", mode, seed) << mode << seed;
+        }
+    }
+
+    void staysSoundWhateverTheBoardReplies()
+    {
+        QFETCH(int, mode);
+        QFETCH(quint32, seed);
+        constexpr int kReplies = 4000;
+        QRandomGenerator random(seed);
+        SessionBench bench(mode, 2);
+        for (int i = 0; i < kReplies; ++i) {
+            const int index = random.bounded(2);
+            PortTest& port = bench.port(index);
+            const QByteArray good = goodReply(takeSent(bench.adapter(index).masterFd()), port);
+            const int choice = random.bounded(6);
+            if (choice < 2 && !good.isEmpty())
+                bench.reply(good, index);
+            else if (choice < 3)
+                bench.step();
+            else
+                bench.reply(oddReply(random, port), index);
+            QVERIFY2(isSound(port, bench.probe().images().size()),
+                qPrintable(toText(bench.fields(index))));
+        }
+    }
+
+    /// What the kernel does to the port of an adapter that is pulled out: reading gives nothing
+    /// instead of failing.
+    void closesAPortThatHangsUp()
+    {
+        SessionBench bench;
+        bench.enterBootloader();
+        const int terminal = ::open(bench.adapter().terminalPath().toLocal8Bit().constData(),
+            O_RDWR | O_NOCTTY | O_CLOEXEC);
+        QVERIFY(terminal >= 0);
+        // Past the mocked bus, which knows no such request.
+        const long result = ::syscall(SYS_ioctl, terminal, TIOCVHANGUP, 0);
+        ::close(terminal);
+        if (result != 0)
+            QSKIP("only root can hang up a terminal");
+        QTRY_VERIFY(!bench.port().isOpen());
+    }
+
+    void everyLineReachesABoardThatReadsLate()
+    {
+        constexpr int kLines = 100;
+        SessionBench bench;
+        for (int i = 0; i < kLines; ++i)
+            bench.dialog().AddCRC_nSend(&bench.port(), QLatin1Char('$') + QString(200, u'y'));
+        QVERIFY(bench.port().bytesToWrite() > 0);
+        qsizetype lines = 0;
+        QTRY_COMPARE((lines += takeSent(bench.adapter().masterFd()).count('*')), kLines);
+    }
+};
+
+QTEST_MAIN(TestHostile)
+#include "tst_hostile.moc"
