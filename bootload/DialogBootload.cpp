@@ -50,6 +50,9 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     ReadManifest();
     ui->progressBarVerify->setMaximum(BytesBefore(images.size()));
     ui->progressBarVerify->setMinimum(0);
+    // Versions are shown as they stand, whatever is in them.
+    for (QLabel* label : {ui->label_UpdateVersion, ui->label_UnitVersion})
+        label->setTextFormat(Qt::PlainText);
     connect(this, SIGNAL(finished(int)), this, SLOT(close(int)));
     setWindowTitle(Title());
     ui->label_UpdateVersion->setText(QStringLiteral("Update Version: ") + version);

@@ -111,8 +111,9 @@ void DialogBootload::Send(PortTest* port, Line line)
 
 void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
 {
-    const bool open = port->isOpen();
-    if (open) {
+    // A device that takes nothing must not fill the memory: what is not sent is sent again later.
+    const bool sends = port->isOpen() && port->bytesToWrite() < kMaxUnsentBytes;
+    if (sends) {
         // A failed write says nothing about the port: the line is sent again if no answer comes,
         // and whether the adapter has gone is told by reading.
         const QSignalBlocker blocker(port);
@@ -121,7 +122,7 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         port->flush();
         ExtendTimeOnTheWire(port, bytes.size());
     }
-    wireLog.sent(port->portName(), bytes, open);
+    wireLog.sent(port->portName(), bytes, sends);
 }
 
 void DialogBootload::ShowSent()

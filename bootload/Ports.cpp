@@ -51,7 +51,7 @@ void DialogBootload::CloseWhenGone(PortTest* port)
             = error == QSerialPort::ReadError || error == QSerialPort::ResourceError;
         if (!readFailed || !port->isOpen())
             return;
-        qCDebug(logJob) << "Port has gone" << port->portName() << port->errorString();
+        qCDebug(logJob) << "Port has gone" << port->portName();
         port->close();
     });
 }

@@ -4,9 +4,9 @@
 
 #include <utility>
 
-void WireLog::sent(const QString& portName, QByteArrayView line, bool open)
+void WireLog::sent(const QString& portName, QByteArrayView line, bool onItsWay)
 {
-    add(portName, open ? " TX " : " not open, not sent ", line);
+    add(portName, onItsWay ? " TX " : " not sent ", line);
 }
 
 void WireLog::received(const QString& portName, QByteArrayView line)

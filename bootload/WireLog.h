@@ -10,8 +10,8 @@
 class WireLog
 {
 public:
-    /// Logs a line that was sent on `portName`; `open` is false when the port was not.
-    void sent(const QString& portName, QByteArrayView line, bool open);
+    /// Logs a line for `portName`; `onItsWay` is false when the port did not take it.
+    void sent(const QString& portName, QByteArrayView line, bool onItsWay);
     /// Logs a line that was received on `portName`.
     void received(const QString& portName, QByteArrayView line);
 

@@ -5,9 +5,9 @@
 #include <QJsonDocument>
 #include <QSocketNotifier>
 
-#include <csignal>
 #include <cstdio>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -173,6 +173,8 @@ bool Bench::startProgram()
         sigset_t none;
         sigemptyset(&none);
         sigprocmask(SIG_SETMASK, &none, nullptr);
+        // Without its boards, killed, the program would be left behind.
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
     });
     m_program.start(m_options.program.first(), m_options.program.mid(1));
     if (m_program.waitForStarted())
@@ -181,13 +183,18 @@ bool Bench::startProgram()
     return false;
 }
 
-void Bench::catchSignals()
+sigset_t Bench::endingSignals()
 {
-    // main() has blocked them before any thread was made.
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
+    for (const int number : {SIGHUP, SIGINT, SIGTERM})
+        sigaddset(&set, number);
+    return set;
+}
+
+void Bench::catchSignals()
+{
+    const sigset_t set = endingSignals();
     m_signalDescriptor = signalfd(-1, &set, SFD_CLOEXEC);
     m_signals = std::make_unique<QSocketNotifier>(m_signalDescriptor, QSocketNotifier::Read);
     connect(m_signals.get(), &QSocketNotifier::activated, this, [this] {

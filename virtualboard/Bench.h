@@ -10,6 +10,7 @@
 #include <QProcess>
 #include <QTimer>
 
+#include <csignal>
 #include <memory>
 
 class QSocketNotifier;
@@ -24,6 +25,10 @@ class Bench : public QObject
     Q_OBJECT
 
 public:
+    /// The signals that end the program and bring the verdict: hangup, interrupt, termination.
+    /// main() blocks them before there is any thread, so that they reach no other.
+    [[nodiscard]] static sigset_t endingSignals();
+
     Bench(Options options, ExpectedSet set);
     ~Bench() override;
 

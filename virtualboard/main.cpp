@@ -18,16 +18,6 @@ int refuse(const QString& reason)
     return kWrongCall;
 }
 
-/// Signals are taken from a descriptor; blocked before there is any thread, they reach no other.
-void blockSignals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-}
-
 bool hasDisplay()
 {
     return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY")
@@ -52,7 +42,8 @@ int main(int argc, char* argv[])
     } catch (const std::runtime_error& failure) {
         return refuse(QString::fromLocal8Bit(failure.what()));
     }
-    blockSignals();
+    const sigset_t ending = vboard::Bench::endingSignals();
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
     QString error;
     const auto options = vboard::Options::parse(QStringList(argv + 1, argv + argc), error);
     if (!options)

@@ -31,7 +31,8 @@ def framed(text):
 def image(path):
     text = path.read_text()
     array = text[text.index("{"):text.index("}")]
-    data = bytes(int(literal, 16) for literal in re.findall(r"0x([0-9a-fA-F]{2})", array))
+    tokens = (token.strip() for token in re.split("[{,]", array))
+    data = bytes(int(token, 16) & 0xFF for token in tokens if token.startswith("0x"))
     width, height = (int(re.search(rf"\.header\.{key}\s*=\s*(\d+)", text)[1]) for key in "wh")
     return data, width, height
 
@@ -54,7 +55,7 @@ def image_lines(release_set):
     manifest = json.loads((release_set / "settings.json").read_text())
     for entry in manifest["Images"]:
         data, width, height = image(release_set / entry["FileName"])
-        number, version = entry["ImageName"], entry["ImageVersion"]
+        number, version = entry.get("ImageName", 0), entry.get("ImageVersion", 0)
         yield framed(f"I,{number:02X},{version:02X},{width:02X},{height:02X}")
         for block in range((len(data) + 255) // 256):
             yield framed(f"F,{block:02X}{hex_bytes(data[block * 256:block * 256 + 256])}")
@@ -82,17 +83,18 @@ def heard(transcript):
 
 
 def check_waits(job, lines):
-    """The waits that the steps prescribe; a busy machine only makes them longer."""
+    """The waits that the steps prescribe: only their lower bound, a busy machine makes them longer."""
     times = {}
     for time, line in lines:
         times.setdefault(line.split(",")[0].split("*")[0], []).append(time)
-    last_before = {"update": times.get("$P", [0])[-1], "images": times["$G"][-1]}.get(job)
-    if last_before is None:
+    # From which line to which, and the whole ticks between them at least.
+    start, end, ticks = {"update": ("$P", "$I", 6), "images": ("$G", "$I", 9),
+                         "erase": ("$G", "$A", 3)}[job]
+    if end not in times:  # a set without images
         return None
-    steps = 6 if job == "update" else 7
-    waited = times["$I"][0] - last_before
-    if waited < (steps - 0.5) * TICK:
-        return f"the first header came {waited:.2f} s after the line before it, too early"
+    waited = times[end][0] - times[start][-1]
+    if waited < (ticks - 0.5) * TICK:
+        return f"the first {end} came {waited:.2f} s after the line before it, too early"
     return None
 
 
