@@ -1,5 +1,7 @@
 #include "tests/serial/HuntBench.h"
 
+#include "tests/support/PortNames.h"
+
 #include <QTest>
 
 #include <unistd.h>
@@ -12,10 +14,10 @@ HuntBench::HuntBench()
         qFatal("this test runs with the preloaded library of the mocked bus");
 }
 
-PluggedAdapter& HuntBench::plug(const QString& portName, const QString& manufacturer)
+PluggedAdapter& HuntBench::plug(int number, const QString& manufacturer)
 {
     Adapter adapter;
-    adapter.portName = portName;
+    adapter.portName = uniquePortName(number);
     adapter.manufacturer = manufacturer;
     m_adapters.push_back(m_bus.plug(adapter));
     return *m_adapters.back();
@@ -25,7 +27,8 @@ QString HuntBench::portState() const
 {
     if (!port.isOpen())
         return QStringLiteral("closed");
-    return QStringLiteral("%1 at %2").arg(port.portName()).arg(port.baudRate());
+    const auto number = port.portName().right(kPortNumberDigits).toInt();
+    return QStringLiteral("port %1 at %2").arg(number).arg(port.baudRate());
 }
 
 QStringList HuntBench::watch(int ticks)

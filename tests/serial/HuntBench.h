@@ -19,10 +19,10 @@ public:
     HuntBench(const HuntBench&) = delete;
     HuntBench& operator=(const HuntBench&) = delete;
 
-    PluggedAdapter& plug(
-        const QString& portName, const QString& manufacturer = QStringLiteral("FTDI"));
+    /// Plugs in an adapter whose port is uniquePortName(`number`).
+    PluggedAdapter& plug(int number, const QString& manufacturer = QStringLiteral("FTDI"));
 
-    /// The port as the hunt has left it: "closed", or its name and its speed.
+    /// The port as the hunt has left it: "closed", or its number and its speed.
     [[nodiscard]] QString portState() const;
 
     /// Ticks `ticks` times and returns the port's state after each tick.

@@ -3,15 +3,25 @@
 // that wait.
 
 #include "tests/serial/HuntBench.h"
+#include "tests/support/PortNames.h"
 
 #include <QSignalSpy>
 #include <QTest>
 
 namespace {
 
-constexpr QLatin1String kA("ttyUSB303");
-constexpr QLatin1String kB("ttyUSB301");
-constexpr QLatin1String kC("ttyUSB302");
+// The ports' numbers; plugged in this order, which is not that of their names.
+constexpr int kA = 3;
+constexpr int kB = 1;
+constexpr int kC = 2;
+
+QStringList portNames(std::initializer_list<int> numbers)
+{
+    QStringList names;
+    for (const int number : numbers)
+        names << uniquePortName(number);
+    return names;
+}
 
 // Ticks after which the hunt is in these stages, with an adapter present from the start.
 constexpr int kScanned = 3;
@@ -93,7 +103,7 @@ void TestServiceHunt::scansEverySixthTickWithoutAnAdapter()
     QVERIFY(bench.probe.portFound);
     QCOMPARE(bench.probe.portIndex, -1);
     QCOMPARE(bench.run(6),
-        QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x ttyUSB303 at 115200")}));
+        QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x port 3 at 115200")}));
 }
 
 void TestServiceHunt::triesTheOneAdapterAtBothSpeeds()
@@ -102,12 +112,12 @@ void TestServiceHunt::triesTheOneAdapterAtBothSpeeds()
     bench.plug(kA);
     const QStringList expected{
         QStringLiteral("8 x closed"),
-        QStringLiteral("26 x ttyUSB303 at 115200"),
-        QStringLiteral("51 x ttyUSB303 at 19200"),
+        QStringLiteral("26 x port 3 at 115200"),
+        QStringLiteral("51 x port 3 at 19200"),
         QStringLiteral("115 x closed"),
     };
     QCOMPARE(bench.run(200), expected);
-    QCOMPARE(bench.probe.triedPorts, QStringList{kA});
+    QCOMPARE(bench.probe.triedPorts, portNames({kA}));
 }
 
 void TestServiceHunt::triesThreeAdaptersInTheSystemsOrder()
@@ -118,17 +128,17 @@ void TestServiceHunt::triesThreeAdaptersInTheSystemsOrder()
     bench.plug(kC);
     const QStringList expected{
         QStringLiteral("8 x closed"),
-        QStringLiteral("26 x ttyUSB303 at 115200"),
-        QStringLiteral("51 x ttyUSB303 at 19200"),
-        QStringLiteral("26 x ttyUSB301 at 115200"),
-        QStringLiteral("51 x ttyUSB301 at 19200"),
-        QStringLiteral("26 x ttyUSB302 at 115200"),
-        QStringLiteral("51 x ttyUSB302 at 19200"),
+        QStringLiteral("26 x port 3 at 115200"),
+        QStringLiteral("51 x port 3 at 19200"),
+        QStringLiteral("26 x port 1 at 115200"),
+        QStringLiteral("51 x port 1 at 19200"),
+        QStringLiteral("26 x port 2 at 115200"),
+        QStringLiteral("51 x port 2 at 19200"),
         QStringLiteral("61 x closed"),
     };
     QCOMPARE(bench.run(300), expected);
-    QCOMPARE(bench.probe.candidatePorts, QStringList({kA, kB, kC}));
-    QCOMPARE(bench.probe.triedPorts, QStringList({kA, kB, kC}));
+    QCOMPARE(bench.probe.candidatePorts, portNames({kA, kB, kC}));
+    QCOMPARE(bench.probe.triedPorts, portNames({kA, kB, kC}));
     QVERIFY(!bench.settings.deviceReady);
 }
 
@@ -140,11 +150,11 @@ void TestServiceHunt::isStuckForGoodAfterTheLastCandidate()
     bench.plug(kB);
     QCOMPARE(bench.run(500), QStringList{QStringLiteral("500 x closed")});
     QCOMPARE(bench.probe.portIndex, 1);
-    QCOMPARE(bench.probe.candidatePorts, QStringList{kA});
+    QCOMPARE(bench.probe.candidatePorts, portNames({kA}));
     QVERIFY(bench.probe.portFound);
 
     // Each of these ticks closes the port.
-    bench.port.setPortName(kB);
+    bench.port.setPortName(uniquePortName(kB));
     QVERIFY(bench.port.open(QIODevice::ReadWrite));
     QCOMPARE(bench.run(1), QStringList{QStringLiteral("1 x closed")});
 }
@@ -190,7 +200,7 @@ void TestServiceHunt::takesForACandidate()
     bench.watch(kScanned);
     QCOMPARE(bench.probe.portFound, taken);
     QCOMPARE(bench.probe.advancePending, taken);
-    QCOMPARE(bench.probe.candidatePorts, taken ? QStringList{kA} : QStringList());
+    QCOMPARE(bench.probe.candidatePorts, taken ? portNames({kA}) : QStringList());
 }
 
 void TestServiceHunt::aPortHeldByAnotherIsAnAttemptWithoutAnswer()
@@ -198,12 +208,12 @@ void TestServiceHunt::aPortHeldByAnotherIsAnAttemptWithoutAnswer()
     HuntBench bench;
     bench.plug(kA);
     bench.plug(kB);
-    QSerialPort other(kA);
+    QSerialPort other(uniquePortName(kA));
     QVERIFY(other.open(QIODevice::ReadWrite));
     const QStringList expected{
         QStringLiteral("85 x closed"),
-        QStringLiteral("26 x ttyUSB301 at 115200"),
-        QStringLiteral("51 x ttyUSB301 at 19200"),
+        QStringLiteral("26 x port 1 at 115200"),
+        QStringLiteral("51 x port 1 at 19200"),
         QStringLiteral("38 x closed"),
     };
     QCOMPARE(bench.run(200), expected);
@@ -224,8 +234,8 @@ void TestServiceHunt::aPortThatVanishesIsAnAttemptWithoutAnswer()
 
     const QStringList expected{
         QStringLiteral("66 x closed"),
-        QStringLiteral("26 x ttyUSB301 at 115200"),
-        QStringLiteral("8 x ttyUSB301 at 19200"),
+        QStringLiteral("26 x port 1 at 115200"),
+        QStringLiteral("8 x port 1 at 19200"),
     };
     QCOMPARE(bench.run(100), expected);
 }
@@ -255,10 +265,10 @@ void TestServiceHunt::onlyAnIndexBehindTheEndBringsANewScan()
     QVERIFY(bench.probe.portFound);
     QVERIFY(!bench.probe.statusAnswered);
     QCOMPARE(bench.probe.portIndex, -1);
-    QCOMPARE(bench.probe.candidatePorts, QStringList{kA});
+    QCOMPARE(bench.probe.candidatePorts, portNames({kA}));
     QVERIFY(bench.probe.triedPorts.isEmpty());
     QCOMPARE(bench.run(6),
-        QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x ttyUSB303 at 115200")}));
+        QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x port 3 at 115200")}));
 }
 
 void TestServiceHunt::onlyCountsDownWhileInputIsIgnored()
@@ -268,7 +278,7 @@ void TestServiceHunt::onlyCountsDownWhileInputIsIgnored()
     bench.watch(kFirstOpened);
     bench.probe.ignoreInput = true;
     QCOMPARE(bench.probe.waitTicks, 25);
-    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x ttyUSB303 at 115200")});
+    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x port 3 at 115200")});
     QCOMPARE(bench.probe.waitTicks, 0);
 }
 
@@ -280,10 +290,10 @@ void TestServiceHunt::aStatusReportReopensAtTheBootloadersSpeed()
     bench.watch(kSecondSpeed + 10);
     bench.receive(adapter, "$STATUS*3BC1\n");
     const QStringList expected{
-        QStringLiteral("3 x ttyUSB303 at 19200"),
-        QStringLiteral("26 x ttyUSB303 at 115200"),
-        QStringLiteral("26 x ttyUSB301 at 115200"),
-        QStringLiteral("45 x ttyUSB301 at 19200"),
+        QStringLiteral("3 x port 3 at 19200"),
+        QStringLiteral("26 x port 3 at 115200"),
+        QStringLiteral("26 x port 1 at 115200"),
+        QStringLiteral("45 x port 1 at 19200"),
     };
     QCOMPARE(bench.run(100), expected);
 }
@@ -295,8 +305,8 @@ void TestServiceHunt::aStatusReportInTheFirstAttemptKeepsTheSecondOne()
     bench.watch(kFirstOpened + 10);
     bench.receive(adapter, "$STATUS*3BC1\n");
     const QStringList expected{
-        QStringLiteral("29 x ttyUSB303 at 115200"),
-        QStringLiteral("51 x ttyUSB303 at 19200"),
+        QStringLiteral("29 x port 3 at 115200"),
+        QStringLiteral("51 x port 3 at 19200"),
         QStringLiteral("20 x closed"),
     };
     QCOMPARE(bench.run(100), expected);
@@ -309,7 +319,7 @@ void TestServiceHunt::aStatusReportBeforeTheFirstAttemptOpensNothing()
     bench.watch(kScanned);
     bench.probe.statusAnswered = true;
     QCOMPARE(bench.run(7),
-        QStringList({QStringLiteral("6 x closed"), QStringLiteral("1 x ttyUSB303 at 115200")}));
+        QStringList({QStringLiteral("6 x closed"), QStringLiteral("1 x port 3 at 115200")}));
     QVERIFY(!bench.probe.statusAnswered);
 }
 
@@ -327,9 +337,9 @@ void TestServiceHunt::theAnnouncementLeavesThePortAsItIs_data()
 {
     QTest::addColumn<int>("ticks");
     QTest::addColumn<QString>("state");
-    QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("ttyUSB303 at 115200");
-    QTest::newRow("its last tick") << kSecondSpeed - 1 << QStringLiteral("ttyUSB303 at 115200");
-    QTest::newRow("second attempt") << kSecondSpeed << QStringLiteral("ttyUSB303 at 19200");
+    QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("port 3 at 115200");
+    QTest::newRow("its last tick") << kSecondSpeed - 1 << QStringLiteral("port 3 at 115200");
+    QTest::newRow("second attempt") << kSecondSpeed << QStringLiteral("port 3 at 19200");
 }
 
 void TestServiceHunt::theAnnouncementLeavesThePortAsItIs()
@@ -353,9 +363,9 @@ void TestServiceHunt::acceptLeavesThePortAsItIs_data()
     QTest::newRow("new") << 0 << QStringLiteral("closed");
     QTest::newRow("about to scan") << kScanned - 1 << QStringLiteral("closed");
     QTest::newRow("scanned") << kScanned << QStringLiteral("closed");
-    QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("ttyUSB303 at 115200");
-    QTest::newRow("second attempt") << kSecondSpeed + 7 << QStringLiteral("ttyUSB303 at 19200");
-    QTest::newRow("next candidate") << kNextCandidate << QStringLiteral("ttyUSB301 at 115200");
+    QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("port 3 at 115200");
+    QTest::newRow("second attempt") << kSecondSpeed + 7 << QStringLiteral("port 3 at 19200");
+    QTest::newRow("next candidate") << kNextCandidate << QStringLiteral("port 1 at 115200");
     QTest::newRow("stuck") << 300 << QStringLiteral("closed");
 }
 
@@ -378,8 +388,8 @@ void TestServiceHunt::acceptLeavesThePortAsItIs()
 
 void TestServiceHunt::rejectForbidsScansAndClosesThePort_data()
 {
-    const QString at115200 = QStringLiteral("26 x ttyUSB303 at 115200");
-    const QString at19200 = QStringLiteral("51 x ttyUSB303 at 19200");
+    const QString at115200 = QStringLiteral("26 x port 3 at 115200");
+    const QString at19200 = QStringLiteral("51 x port 3 at 19200");
     QTest::addColumn<int>("ticks");
     QTest::addColumn<QStringList>("states");
     QTest::newRow("new") << 0 << QStringList{QStringLiteral("200 x closed")};
@@ -441,10 +451,10 @@ void TestServiceHunt::holdFreezesEveryStep()
     states += bench.watch(kAllTicks - ticks);
     const QStringList expected{
         QStringLiteral("8 x closed"),
-        QStringLiteral("26 x ttyUSB303 at 115200"),
-        QStringLiteral("51 x ttyUSB303 at 19200"),
-        QStringLiteral("26 x ttyUSB301 at 115200"),
-        QStringLiteral("51 x ttyUSB301 at 19200"),
+        QStringLiteral("26 x port 3 at 115200"),
+        QStringLiteral("51 x port 3 at 19200"),
+        QStringLiteral("26 x port 1 at 115200"),
+        QStringLiteral("51 x port 1 at 19200"),
         QStringLiteral("138 x closed"),
     };
     QCOMPARE(HuntBench::counted(states), expected);

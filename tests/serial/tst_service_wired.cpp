@@ -147,19 +147,16 @@ void TestServiceWired::findsTheBoardAmongThree()
 {
     QFETCH(int, place);
     HuntBench bench;
-    QStringList names;
-    for (int i = 0; i < 3; ++i)
-        names << QStringLiteral("ttyUSB31%1").arg(i);
-    const QString name = names.takeAt(place);
+    const QString name = QStringLiteral("port %1").arg(place);
     // The system lists the ports in the order of plugging.
     std::unique_ptr<ReportingBoard> board;
     std::vector<std::unique_ptr<FarEnd>> others;
     for (int i = 0; i < 3; ++i) {
         if (i == place) {
-            board = std::make_unique<ReportingBoard>(bench.plug(name));
+            board = std::make_unique<ReportingBoard>(bench.plug(i));
             continue;
         }
-        PluggedAdapter& adapter = bench.plug(names.takeFirst());
+        PluggedAdapter& adapter = bench.plug(i);
         if (others.empty())
             others.push_back(std::make_unique<FarEnd>(adapter)); // says nothing
         else
@@ -194,7 +191,7 @@ void TestServiceWired::findsTheBoardAmongThree()
 void TestServiceWired::findsNothingWhileSendingIsDisabled()
 {
     HuntBench bench;
-    const ReportingBoard board(bench.plug(QStringLiteral("ttyUSB313")));
+    const ReportingBoard board(bench.plug(3));
     connect(&bench.port, &QSerialPort::readyRead, &bench.service, &Serial_Connect::SerialGotData);
     connect(&bench.probe.timer, &QTimer::timeout, &bench.service, &Serial_Connect::OnTimeout);
     bench.probe.timer.start(kTick);

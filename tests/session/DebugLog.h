@@ -16,11 +16,11 @@ public:
     DebugLog(const DebugLog&) = delete;
     DebugLog& operator=(const DebugLog&) = delete;
 
+    /// The lines that contain `text`, in the order in which they were written.
+    [[nodiscard]] static QStringList with(const QString& text) { return lines().filter(text); }
+
     /// How many lines contain `text`.
-    [[nodiscard]] static qsizetype count(const QString& text)
-    {
-        return lines().filter(text).size();
-    }
+    [[nodiscard]] static qsizetype count(const QString& text) { return with(text).size(); }
 
 private:
     static QStringList& lines()

@@ -110,11 +110,6 @@ QString toText(const SessionFields& fields)
     return parts.join(QLatin1Char(' '));
 }
 
-QString uniquePortName(int index)
-{
-    return QStringLiteral("ttyUSB%1%2").arg(::getpid()).arg(index, 2, 10, QLatin1Char('0'));
-}
-
 std::vector<Adapter> ftdiAdapters(int count)
 {
     std::vector<Adapter> adapters;

@@ -5,6 +5,7 @@
 #include "serial/Settings.h"
 #include "tests/session/DialogBootloadProbe.h"
 #include "tests/session/ReleaseSetFixture.h"
+#include "tests/support/PortNames.h"
 #include "virtualboard/UsbBus.h"
 
 #include <QLabel>
@@ -95,6 +96,3 @@ private:
 
 /// `count` adapters by FTDI under names that no other process uses at this time.
 [[nodiscard]] std::vector<Adapter> ftdiAdapters(int count);
-
-/// A name for a port that no other process uses at this time: Qt Serial Port locks by name.
-[[nodiscard]] QString uniquePortName(int index);

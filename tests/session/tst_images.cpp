@@ -1,4 +1,4 @@
-#include "tests/session/SessionBench.h"
+#include "tests/session/SessionSamples.h"
 
 #include <QTest>
 
@@ -12,11 +12,6 @@ struct TestImage
     int width;
     int height;
 };
-
-QByteArray hexByte(int value)
-{
-    return QByteArray::number(value, 16).toUpper().rightJustified(2, '0');
-}
 
 /// `size` bytes, different for each `seed`.
 QByteArray pixelsOfSize(int size, int seed)
@@ -51,20 +46,6 @@ QByteArray headerLine(const TestImage& image)
         + "," + hexByte(image.height);
 }
 
-/// The lines of all blocks of `pixels`.
-QByteArrayList blockLines(const QByteArray& pixels)
-{
-    QByteArrayList lines;
-    for (int offset = 0; offset < pixels.size(); offset += 256) {
-        QByteArray line = "$F," + hexByte(offset / 256);
-        const QByteArray block = pixels.mid(offset, 256);
-        for (const char byte : block)
-            line += "," + hexByte(static_cast<unsigned char>(byte));
-        lines << line;
-    }
-    return lines;
-}
-
 QByteArray acknowledge(int block)
 {
     return "$FACK," + QByteArray::number(block, 16).toUpper();
@@ -75,10 +56,7 @@ int verifyBar(const SessionBench& bench)
     return bench.bar("progressBarVerify").value();
 }
 
-// The small set's headers and the bytes of its images.
-constexpr const char* kHeaderA = "$I,00,01,12C,01";
-constexpr const char* kHeaderB = "$I,03,02,10,08";
-constexpr const char* kHeaderC = "$I,11,0A,04,02";
+// Bytes of the small set's images.
 constexpr int kSizeA = 600;
 constexpr int kSizeB = 256;
 constexpr int kSizeC = 16;

@@ -1,29 +1,10 @@
-#include "tests/session/SessionBench.h"
+#include "tests/session/SessionSamples.h"
 
 #include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTest>
 
 namespace {
-
-/// Fields of a session in the middle of everything, so that a step shows what it leaves alone.
-SessionFields somewhere(const SessionFields& changes)
-{
-    return with({{"state", 0}, {"startAddress", 0x1400}, {"flashAddress", 0x1040}, {"phase", 1},
-                    {"fwStep", 1}, {"retries", 7}, {"ticks", 2}, {"imageIndex", 1},
-                    {"imageOffset", 5}, {"imageStep", 1}, {"imageWait", 2}, {"blockNumber", 9}},
-        changes);
-}
-
-/// A block line of the small set's image `image`, from `offset` on.
-QByteArray blockLine(const QByteArray& number, int image, int offset)
-{
-    QByteArray line = "$F," + number;
-    const QByteArray block = smallImage(image).mid(offset, 256);
-    for (const char byte : block)
-        line += "," + QByteArray(1, byte).toHex().toUpper();
-    return line;
-}
 
 /// What is sent at each of `count` steps: the lines' texts, or "-".
 QByteArrayList sentAtEachStep(SessionBench& bench, int count)
@@ -50,8 +31,6 @@ ReleaseSetFiles setWithout(const char* name)
     files.remove(QLatin1StringView(name));
     return files;
 }
-
-constexpr QLatin1StringView kEraseText{"Send Erase All messages Command takes around 20 seconds"};
 
 } // namespace
 
@@ -117,7 +96,6 @@ void TestSession::everyStateTakesItsStep_data()
                          const QByteArrayList& lines = {}, const QString& logged = {}) {
         QTest::newRow(name) << somewhere(given) << changes << lines << logged;
     };
-    const QByteArray erased64 = QByteArray(",FF").repeated(64);
 
     row("1 start", {{"state", 1}}, {{"retries", 10}, {"state", 2}});
 
@@ -146,22 +124,22 @@ void TestSession::everyStateTakesItsStep_data()
 
     row("5 waits before a header", {{"state", 5}, {"imageStep", 0}, {"imageWait", 1}},
         {{"imageWait", 0}});
-    row("5 announces", {{"state", 5}, {"imageStep", 0}, {"imageWait", 0}},
-        {{"imageOffset", 0}, {"imageWait", 3}}, {"$I,03,02,10,08"});
+    row("5 announces", {{"state", 5}, {"imageStep", 0}, {"imageWait", 0}, {"imageOffset", 5}},
+        {{"imageOffset", 0}, {"imageWait", 3}}, {kHeaderB});
     row("5 waits before a block", {{"state", 5}, {"imageStep", 1}, {"imageWait", 3}},
         {{"imageWait", 2}});
     row("5 sends a first block",
         {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 0}, {"imageOffset", 0}},
-        {{"imageWait", 3}, {"blockNumber", 0}}, {blockLine("00", 0, 0)});
+        {{"imageWait", 3}, {"blockNumber", 0}}, {blockLine(0, 0)});
     row("5 sends a block in between",
         {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 0}, {"imageOffset", 256}},
-        {{"imageWait", 3}, {"blockNumber", 1}}, {blockLine("01", 0, 256)});
+        {{"imageWait", 3}, {"blockNumber", 1}}, {blockLine(1, 0)});
     row("5 sends a last block",
         {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 0}, {"imageOffset", 512}},
-        {{"imageWait", 3}, {"blockNumber", 2}, {"imageStep", 2}}, {blockLine("02", 0, 512)});
+        {{"imageWait", 3}, {"blockNumber", 2}, {"imageStep", 2}}, {blockLine(2, 0)});
     row("5 sends a whole block as the last",
         {{"state", 5}, {"imageStep", 1}, {"imageWait", 0}, {"imageIndex", 1}, {"imageOffset", 0}},
-        {{"imageWait", 3}, {"blockNumber", 0}, {"imageStep", 2}}, {blockLine("00", 1, 0)});
+        {{"imageWait", 3}, {"blockNumber", 0}, {"imageStep", 2}}, {blockLine(0, 1)});
     row("5 waits before a restart", {{"state", 5}, {"imageStep", 2}, {"imageWait", 3}},
         {{"imageWait", 2}});
     row("5 restarts", {{"state", 5}, {"imageStep", 2}, {"imageWait", 0}},
@@ -187,10 +165,10 @@ void TestSession::everyStateTakesItsStep_data()
         {{"ticks", 1}, {"fwStep", 1}}, {"$E,1000,1"});
     row("11 waits before data", {{"state", 11}, {"fwStep", 1}, {"ticks", 3}}, {{"ticks", 4}});
     row("11 sends data", {{"state", 11}, {"fwStep", 1}, {"ticks", 4}, {"flashAddress", 0x5FC0}},
-        {{"ticks", 1}}, {"$D,FC0" + erased64});
+        {{"ticks", 1}}, {erasedLine("FC0")});
     row("11 sends data in any phase",
         {{"state", 11}, {"fwStep", 1}, {"ticks", 9}, {"flashAddress", 0x5000}, {"phase", 0}},
-        {{"ticks", 1}}, {"$D,0" + erased64});
+        {{"ticks", 1}}, {erasedLine("0")});
     row("11 waits before programming",
         {{"state", 11}, {"fwStep", 2}, {"ticks", 17}, {"flashAddress", 0x2000}}, {{"ticks", 18}});
     row("11 programs", {{"state", 11}, {"fwStep", 2}, {"ticks", 18}, {"flashAddress", 0x2000}},
@@ -264,7 +242,7 @@ void TestSession::loadsByMode()
     QFETCH(int, mode);
     QFETCH(SessionFields, changes);
     SessionBench bench(mode);
-    bench.setFields(somewhere({{"state", 0}, {"startAddress", 7}}));
+    bench.setFields(somewhere({{"state", 0}, {"startAddress", 7}, {"imageOffset", 5}}));
     const SessionFields loaded{{"startAddress", 0x1400}, {"flashAddress", 0x1000}, {"fwStep", 0},
         {"ticks", 0}, {"fileOpen", 1}};
     const SessionFields expected = with(with(bench.fields(), loaded), changes);
@@ -321,7 +299,7 @@ void TestSession::goesOnWithoutTheFirmware()
     QVERIFY(!bench.port().file.isOpen());
     QCOMPARE(bench.port().startAddress, 0x1400);
     bench.reply("$EACK");
-    QCOMPARE(bench.sent(), framed("$D,0" + QByteArray(",FF").repeated(64)));
+    QCOMPARE(bench.sent(), framed(erasedLine("0")));
 }
 
 void TestSession::loadsAgainAfterAnEarlierJob()
@@ -493,7 +471,7 @@ void TestSession::sendsTheFirstHeaderOnTheEighthStep()
     QCOMPARE(bench.port().state, 5);
     (void)bench.sent();
     QByteArrayList expected(7, "-");
-    expected << "$I,00,01,12C,01";
+    expected << kHeaderA;
     QCOMPARE(sentAtEachStep(bench, 8), expected);
 }
 
@@ -501,7 +479,7 @@ void TestSession::sendsAHeaderAgainAfterThreeSteps()
 {
     SessionBench bench(JobImagesOnly);
     bench.enterBootloader();
-    const QByteArray header = "$I,00,01,12C,01";
+    const QByteArray header = kHeaderA;
     QCOMPARE(sentAtEachStep(bench, 12),
         (QByteArrayList{"-", "-", "-", header, "-", "-", "-", header, "-", "-", "-", header}));
 }
@@ -511,7 +489,7 @@ void TestSession::sendsABlockAgainAfterThreeSteps()
     SessionBench bench(JobImagesOnly);
     bench.enterBootloader();
     bench.reply("$IACK,0");
-    const QByteArray block = blockLine("00", 0, 0);
+    const QByteArray block = blockLine(0, 0);
     QCOMPARE(bench.sent(), framed(block));
     QCOMPARE(
         sentAtEachStep(bench, 8), (QByteArrayList{"-", "-", "-", block, "-", "-", "-", block}));
@@ -539,8 +517,7 @@ void TestSession::sendsFirmwareLinesAgainAfterTheirTicks_data()
     QTest::addColumn<SessionFields>("given");
     QTest::addColumn<int>("quietTicks");
     QTest::addColumn<QByteArray>("again");
-    const QByteArray data = "$D,40" + QByteArray(",FF").repeated(64);
-    QTest::newRow("data") << SessionFields{{"fwStep", 1}, {"ticks", 4}} << 3 << data;
+    QTest::newRow("data") << SessionFields{{"fwStep", 1}, {"ticks", 4}} << 3 << erasedLine("40");
     QTest::newRow("erase") << SessionFields{{"fwStep", 0}, {"ticks", 4}} << 3
                            << QByteArray("$E,1040,1");
     QTest::newRow("program") << SessionFields{{"fwStep", 2}, {"ticks", 18}} << 17

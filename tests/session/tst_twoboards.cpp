@@ -1,20 +1,9 @@
-#include "tests/session/SessionBench.h"
+#include "tests/session/DebugLog.h"
+#include "tests/session/SessionSamples.h"
 
 #include <QTest>
 
 namespace {
-
-constexpr const char* kHeaderA = "$I,00,01,12C,01";
-constexpr const char* kHeaderB = "$I,03,02,10,08";
-
-/// A session's fields where the reply of a row is one that acts.
-SessionFields somewhere(const SessionFields& changes)
-{
-    return with({{"state", 3}, {"startAddress", 0x1400}, {"flashAddress", 0x1040}, {"phase", 1},
-                    {"fwStep", 1}, {"retries", 4}, {"ticks", 1}, {"imageIndex", 0},
-                    {"imageOffset", 0}, {"imageStep", 1}, {"imageWait", 2}, {"blockNumber", 9}},
-        changes);
-}
 
 /// The next of a board's commands as the lines arrive, without its checksum; empty when there is
 /// none.
@@ -41,14 +30,6 @@ QByteArray answerTo(const QByteArray& line)
 
 /// The words of a whole job with the small set: a header and its blocks for each image.
 constexpr QByteArrayView kJobWords{"$I $F $F $F $I $F $I $F $X"};
-
-// The text handler of QtMessageHandler has no room for a test's own data.
-QStringList* messages = nullptr;
-
-void keepMessage(QtMsgType, const QMessageLogContext&, const QString& text)
-{
-    messages->append(text);
-}
 
 } // namespace
 
@@ -93,13 +74,10 @@ void TestTwoBoards::stepsBothInListOrder()
 {
     SessionBench bench(JobUpdate, 2);
     bench.step();
-    QStringList written;
-    messages = &written;
-    const QtMessageHandler before = qInstallMessageHandler(keepMessage);
+    const DebugLog log;
     bench.step();
-    qInstallMessageHandler(before);
     // Both lines are logged as they are sent.
-    const QStringList sending = written.filter(QStringLiteral("$MVER"));
+    const QStringList sending = log.with(QStringLiteral("$MVER"));
     QCOMPARE(sending.size(), qsizetype(2));
     QVERIFY(sending.at(0).contains(bench.port(0).portName()));
     QVERIFY(sending.at(1).contains(bench.port(1).portName()));
@@ -185,7 +163,8 @@ void TestTwoBoards::advancesTheOthersTimeouts()
 {
     SessionBench bench(JobImagesOnly, 2);
     bench.setFields(somewhere({{"state", 11}}), 0);
-    bench.setFields(somewhere({{"state", 5}, {"imageStep", 0}, {"imageWait", 3}}), 1);
+    bench.setFields(
+        somewhere({{"state", 5}, {"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 3}}), 1);
     for (int i = 0; i < 3; ++i)
         bench.reply("$DACK", 0);
     QCOMPARE(bench.sent(1), QByteArray());
@@ -212,7 +191,8 @@ void TestTwoBoards::probesOnWhileTheOtherWrites()
 void TestTwoBoards::keepsTheSessionsApart()
 {
     SessionBench bench(JobImagesOnly, 2);
-    const SessionFields announced = somewhere({{"state", 5}, {"imageStep", 0}, {"imageWait", 3}});
+    const SessionFields announced
+        = somewhere({{"state", 5}, {"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 3}});
     bench.setFields(announced, 0);
     bench.setFields(announced, 1);
     bench.reply("$IACK,1", 0);
