@@ -1,0 +1,149 @@
+# What puts the program on a technician's computer: the install rules, the version and the icon in the
+# executable, and the two Debian packages ("program" and, for developers, "tools").
+
+include(GNUInstallDirs)
+
+set(packaging "${CMAKE_SOURCE_DIR}/packaging")
+set(VIRTUALBOARD_RELEASE_SET "${RELEASE_SET}" CACHE PATH
+    "Folder that the virtual board takes the expected release set from when it is told none")
+
+# A release's version and day stand in the changelog; everything else takes them from here.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/CHANGELOG.md")
+file(STRINGS "${CMAKE_SOURCE_DIR}/CHANGELOG.md" releases REGEX "^## [0-9]+\\.[0-9]+\\.[0-9]+ - ")
+list(GET releases 0 newest)
+if(NOT newest MATCHES "^## ([0-9.]+) - ([0-9]+-[0-9]+-[0-9]+)$" OR NOT CMAKE_MATCH_1 STREQUAL PROJECT_VERSION)
+    message(FATAL_ERROR "CHANGELOG.md begins with '${newest}', but this is version ${PROJECT_VERSION}")
+endif()
+set(UPDATER_RELEASE_DATE "${CMAKE_MATCH_2}")
+
+# package_program(TARGET): the updater. Its name, version and icon go where each system looks for them.
+function(package_program TARGET)
+    target_compile_definitions(${TARGET} PRIVATE "UPDATER_VERSION=\"${PROJECT_VERSION}\"")
+    if(WIN32)
+        enable_language(RC)
+        set(resource "${CMAKE_CURRENT_BINARY_DIR}/annealing-db-updater.rc")
+        configure_file("${packaging}/windows/annealing-db-updater.rc.in" "${resource}" @ONLY)
+        target_sources(${TARGET} PRIVATE "${resource}")
+        set_target_properties(${TARGET} PROPERTIES WIN32_EXECUTABLE ON)
+    elseif(APPLE)
+        set(icon "${packaging}/icon/annealing-db-updater.icns")
+        target_sources(${TARGET} PRIVATE "${icon}")
+        set_source_files_properties("${icon}" PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
+        set_target_properties(${TARGET} PROPERTIES
+            MACOSX_BUNDLE ON MACOSX_BUNDLE_INFO_PLIST "${packaging}/macos/Info.plist.in")
+    endif()
+    install(TARGETS ${TARGET} COMPONENT program
+        BUNDLE DESTINATION . RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    if(WIN32 OR APPLE)
+        # Qt's libraries and plugins go beside the program; elsewhere the system brings them.
+        qt_generate_deploy_app_script(TARGET ${TARGET} FILENAME_VARIABLE deploy NO_UNSUPPORTED_PLATFORM_ERROR)
+        install(SCRIPT "${deploy}" COMPONENT program)
+    endif()
+endfunction()
+
+# package_tool(TARGET): a tool for developers.
+function(package_tool TARGET)
+    install(TARGETS ${TARGET} COMPONENT tools RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endfunction()
+
+if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    return()
+endif()
+
+# install_manual(COMPONENT NAME...): man pages, compressed as Debian wants them.
+function(install_manual COMPONENT)
+    foreach(name IN LISTS ARGN)
+        set(page "${CMAKE_BINARY_DIR}/packaging/${name}.1")
+        configure_file("${packaging}/man/${name}.1.in" "${page}" @ONLY)
+        execute_process(COMMAND gzip -9nkf "${page}" COMMAND_ERROR_IS_FATAL ANY)
+        install(FILES "${page}.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${COMPONENT})
+    endforeach()
+endfunction()
+
+# install_papers(COMPONENT PACKAGE): what every Debian package says about itself.
+function(install_papers COMPONENT PACKAGE)
+    set(changelog "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}/changelog")
+    find_package(Python3 REQUIRED COMPONENTS Interpreter)
+    file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}")
+    execute_process(
+        COMMAND "${Python3_EXECUTABLE}" "${packaging}/debian/write-changelog" ${PACKAGE} "${CMAKE_SOURCE_DIR}/CHANGELOG.md"
+        OUTPUT_FILE "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND gzip -9nkf "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES "${changelog}.gz" "${packaging}/debian/copyright"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE}" COMPONENT ${COMPONENT})
+endfunction()
+
+set(program_package annealing-db-updater)
+set(tools_package annealing-db-updater-dev-tools)
+
+# What belongs to the program's package besides the program.
+set(applications "${CMAKE_INSTALL_DATADIR}/applications")
+set(icons "${CMAKE_INSTALL_DATADIR}/icons/hicolor")
+foreach(file IN ITEMS annealing-db-updater.desktop annealing-db-updater.metainfo.xml)
+    configure_file("${packaging}/linux/${file}.in" "${CMAKE_BINARY_DIR}/packaging/${file}" @ONLY)
+endforeach()
+install(FILES "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater.desktop"
+    DESTINATION "${applications}" COMPONENT program)
+install(FILES "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater.metainfo.xml"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo" COMPONENT program)
+foreach(size IN ITEMS 16 22 24 32 48 64 128 256)
+    install(FILES "${packaging}/icon/annealing-db-updater-${size}.png" RENAME annealing-db-updater.png
+        DESTINATION "${icons}/${size}x${size}/apps" COMPONENT program)
+endforeach()
+install(FILES "${packaging}/icon/annealing-db-updater.svg"
+    DESTINATION "${icons}/scalable/apps" COMPONENT program)
+# Not under the library folder of this computer's kind: udev looks in this one only.
+install(FILES "${packaging}/linux/60-annealing-db-updater.rules" DESTINATION lib/udev/rules.d COMPONENT program)
+install(PROGRAMS "${packaging}/linux/annealing-db-updater-doctor"
+    DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
+install_manual(program annealing-db-updater annealing-db-updater-doctor)
+install_papers(program ${program_package})
+
+set(CPACK_COMPONENTS_ALL program)
+if(UPDATER_TOOLS)
+    list(APPEND CPACK_COMPONENTS_ALL tools)
+    install(DIRECTORY "${RELEASE_SET}/" DESTINATION "${CMAKE_INSTALL_DATADIR}/${tools_package}/release-set"
+        COMPONENT tools)
+    install_manual(tools virtual-board release-set)
+    install_papers(tools ${tools_package})
+endif()
+
+# The packages hold what was built before; the tests are no part of them.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+# Each package has a first line of its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Annealing DB Updater maintainers <maintainers@example.org>")
+set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME ${program_package})
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
+"updater for the display board of an annealing machine
+Finds the machine at its FTDI USB serial adapter, writes the firmware and the
+display images that are built into the program, and shows how far it is.
+
+The package also sets the adapter up: who may open it, and that its answers
+are not kept back, which shortens an update from six minutes to 100 s.")
+# Platform plugins are loaded while the program runs, so they are not among its libraries.
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS qt6-qpa-plugins)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "qt6-wayland, udev")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA "${packaging}/debian/postinst;${packaging}/debian/postrm")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION
+"display board in software, and the tool for release sets
+virtual-board plays the display board of an annealing machine on a mocked USB
+bus or on a real serial port, with line timing and faults. release-set checks,
+converts, draws and compares what the updater sends.")
+# The mocked bus is preloaded into the program that is started on it.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "umockdev, qt6-qpa-plugins")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS ${program_package})
+include(CPack)
