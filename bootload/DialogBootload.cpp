@@ -1,30 +1,24 @@
 #include "bootload/DialogBootload.h"
 
 #include "bootload/Log.h"
+#include "bootload/Manifest.h"
 #include "bootload/Wire.h"
 #include "serial/Serial_Connect.h"
 #include "ui_DialogBootload.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace {
 
 constexpr QLatin1StringView kResourcePrefix{":/res/"};
 
-/// Shown where the manifest gives no version.
-constexpr QLatin1StringView kDefaultVersion{"D.02n"};
-
-/// The manifest's top-level object; empty when it is missing or malformed.
-QJsonObject readManifestObject()
+/// The text of the manifest; empty when it cannot be read.
+QByteArray manifestText()
 {
     const QString path = kResourcePrefix + QLatin1StringView("settings.json");
     qCDebug(logJob) << path;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return {};
-    return QJsonDocument::fromJson(file.readAll()).object();
+    return file.readAll();
 }
 
 } // namespace
@@ -61,20 +55,14 @@ DialogBootload::~DialogBootload()
 
 void DialogBootload::ReadManifest()
 {
-    const QJsonObject manifest = readManifestObject();
-    version = manifest.value(QStringLiteral("Version")).toString();
-    if (version.isEmpty())
-        version = kDefaultVersion;
-
-    const QJsonArray entries = manifest.value(QStringLiteral("Images")).toArray();
-    for (const QJsonValueConstRef entry : entries) {
-        const QJsonObject image = entry.toObject();
-        const QString path = kResourcePrefix + image.value(QStringLiteral("FileName")).toString();
-        AddImage(path, image.value(QStringLiteral("ImageName")).toInt(),
-            image.value(QStringLiteral("ImageVersion")).toInt());
+    const Manifest manifest = readManifest(manifestText());
+    version = manifest.version;
+    for (const ManifestImage& image : manifest.images) {
+        const QString path = kResourcePrefix + image.fileName;
+        AddImage(path, image.imageName, image.imageVersion);
         qCDebug(logJob) << "file " << path;
     }
-    qCDebug(logJob) << "Files " << entries.size();
+    qCDebug(logJob) << "Files " << manifest.images.size();
 }
 
 QString DialogBootload::Title() const
