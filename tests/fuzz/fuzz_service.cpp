@@ -93,12 +93,13 @@ void Service::takeLine()
         --m_unchecked;
         return;
     }
-    const std::string line(protocol::textOf(m_probe.rxBuffer).toByteArray().toStdString());
+    // A NUL in front of the "$" ends the text that is handed on, but not the line that is checked.
+    const std::string line(m_probe.rxBuffer.data(), static_cast<std::size_t>(m_probe.rxIndex));
     const std::size_t dollar = line.find('$');
     const std::size_t star = dollar == std::string::npos ? dollar : line.find('*', dollar);
     expect(star != std::string::npos, "a checked line has a checksum");
-    const unsigned stated
-        = reference::hexadecimal(reference::field(line.substr(star + 1), 0)->substr(0, 5));
+    const std::string behindStar(line.c_str() + star + 1);
+    const unsigned stated = reference::hexadecimal(reference::field(behindStar, 0)->substr(0, 5));
     expect(stated % 0x10000 == reference::crc(line.substr(dollar + 1, star - dollar - 1)),
         "a checked line has the right checksum");
 }
