@@ -21,6 +21,9 @@ QByteArray manifestText()
     return file.readAll();
 }
 
+/// A job writes a few. A board that fails for days, or says nonsense, writes on; the oldest go then.
+constexpr int kMostLogParagraphs = 10'000;
+
 } // namespace
 
 DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidget* parent)
@@ -35,6 +38,7 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     // its own ports and nothing that the service hears may reach a session.
     connect(serial, SIGNAL(GotMessageNoCRC(QString)), this, SLOT(GotMessage(QString)));
 
+    ui->textEdit->document()->setMaximumBlockCount(kMostLogParagraphs);
     for (QProgressBar* bar : {ui->progressBarLoad, ui->progressBarVerify}) {
         bar->setMaximum(TotalSize());
         bar->setValue(0);
