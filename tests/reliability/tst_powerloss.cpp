@@ -62,7 +62,8 @@ void TestPowerLoss::startingAgainCompletesTheBoard()
         QVERIFY(!board.board.isFinished());
         QVERIFY(!differencesFromSmallSet(board.board, JobUpdate).isEmpty());
     }
-    // Without power nothing hears what the session says again and again, until the dialog is closed.
+    // Without power nothing hears what the session says again and again, until the dialog is
+    // closed.
     bench.step(kPatience);
     QVERIFY(bench.sent().contains('$'));
     bench.closeDialog();
