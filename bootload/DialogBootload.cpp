@@ -1,31 +1,28 @@
 #include "bootload/DialogBootload.h"
 
 #include "bootload/Log.h"
+#include "bootload/Manifest.h"
 #include "bootload/Wire.h"
 #include "serial/Serial_Connect.h"
 #include "ui_DialogBootload.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace {
 
 constexpr QLatin1StringView kResourcePrefix{":/res/"};
 
-/// Shown where the manifest gives no version.
-constexpr QLatin1StringView kDefaultVersion{"D.02n"};
-
-/// The manifest's top-level object; empty when it is missing or malformed.
-QJsonObject readManifestObject()
+/// The text of the manifest; empty when it cannot be read.
+QByteArray manifestText()
 {
     const QString path = kResourcePrefix + QLatin1StringView("settings.json");
     qCDebug(logJob) << path;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return {};
-    return QJsonDocument::fromJson(file.readAll()).object();
+    return file.readAll();
 }
+
+/// A job writes a few. A board that fails for days, or says nonsense, writes on; the oldest go then.
+constexpr int kMostLogParagraphs = 10'000;
 
 } // namespace
 
@@ -42,6 +39,7 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     // traffic runs through its own ports and nothing that the service hears may reach a session.
     connect(serial, SIGNAL(GotMessageNoCRC(QString)), this, SLOT(GotMessage(QString)));
 
+    ui->textEdit->document()->setMaximumBlockCount(kMostLogParagraphs);
     for (QProgressBar* bar : {ui->progressBarLoad, ui->progressBarVerify}) {
         bar->setMaximum(TotalSize());
         bar->setValue(0);
@@ -65,20 +63,14 @@ DialogBootload::~DialogBootload()
 
 void DialogBootload::ReadManifest()
 {
-    const QJsonObject manifest = readManifestObject();
-    version = manifest.value(QStringLiteral("Version")).toString();
-    if (version.isEmpty())
-        version = kDefaultVersion;
-
-    const QJsonArray entries = manifest.value(QStringLiteral("Images")).toArray();
-    for (const QJsonValueConstRef entry : entries) {
-        const QJsonObject image = entry.toObject();
-        const QString path = kResourcePrefix + image.value(QStringLiteral("FileName")).toString();
-        AddImage(path, image.value(QStringLiteral("ImageName")).toInt(),
-            image.value(QStringLiteral("ImageVersion")).toInt());
+    const Manifest manifest = readManifest(manifestText());
+    version = manifest.version;
+    for (const ManifestImage& image : manifest.images) {
+        const QString path = kResourcePrefix + image.fileName;
+        AddImage(path, image.imageName, image.imageVersion);
         qCDebug(logJob) << "file " << path;
     }
-    qCDebug(logJob) << "Files " << entries.size();
+    qCDebug(logJob) << "Files " << manifest.images.size();
 }
 
 QString DialogBootload::Title() const

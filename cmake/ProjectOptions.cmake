@@ -42,3 +42,9 @@ if(UPDATER_SANITIZE)
         "ASAN_OPTIONS=verify_asan_link_order=0"
         "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0")
 endif()
+
+if(UPDATER_FUZZ)
+    # Everything tells the fuzzer where it has been; only the fuzzers themselves get its main().
+    target_compile_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

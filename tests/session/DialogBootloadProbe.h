@@ -16,6 +16,13 @@ public:
     [[nodiscard]] int txSpin() const { return m_dialog.txSpin; }
     [[nodiscard]] int rxSpin() const { return m_dialog.rxSpin; }
 
+    /// Adds `port` as if it had been found; it stays the caller's.
+    void addPort(PortTest* port)
+    {
+        QObject::connect(port, SIGNAL(readyRead()), &m_dialog, SLOT(readyRead()));
+        m_dialog.ports.append(port);
+    }
+
 private:
     DialogBootload& m_dialog;
 };

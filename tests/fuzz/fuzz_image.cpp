@@ -1,0 +1,30 @@
+// Text into the image parser.
+
+#include "bootload/ImageParser.h"
+#include "tests/fuzz/Expect.h"
+#include "tests/fuzz/Quiet.h"
+
+#include <algorithm>
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    static const bool quiet = (beQuiet(), true);
+    Q_UNUSED(quiet)
+    const QByteArray text(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    ImageFile image;
+    parseImage(text, image);
+    // Each byte stands for a literal, which ends at a separator of its own.
+    const auto separators
+        = std::count_if(text.begin(), text.end(), [](char c) { return c == ',' || c == '}'; });
+    expect(image.data.size() <= separators, "no more bytes than literals");
+    expect(!image.data.isNull() || image.data.isEmpty(), "the bytes are there");
+    expect(text.contains(".header.w") || image.width == 0, "a width only where it is named");
+    expect(text.contains(".header.h") || image.height == 0, "a height only where it is named");
+
+    // What it has read before is kept: the bytes are appended.
+    const QByteArray once = image.data;
+    parseImage(text, image);
+    expect(image.data == once + once, "reading again appends the same");
+    return 0;
+}

@@ -1,0 +1,136 @@
+// Bytes into the service's receive path, wherever its hunt stands: the numbers of the service, then
+// what arrives. Some bytes that are in no line of the wire stand for events, see `Event`.
+
+#include "serial/Settings.h"
+#include "tests/fuzz/Application.h"
+#include "tests/fuzz/Expect.h"
+#include "tests/fuzz/Input.h"
+#include "tests/fuzz/MemoryPort.h"
+#include "tests/fuzz/Reference.h"
+#include "tests/serial/SerialConnectProbe.h"
+
+namespace {
+
+enum Event : char {
+    EventTick = '\xFE',
+    EventNextRead = '\xFD',
+    EventAccept = '\xFC',
+    EventReject = '\xFB',
+};
+
+bool isEvent(char byte)
+{
+    return byte >= EventReject && byte <= EventTick;
+}
+
+class Service : public QObject
+{
+public:
+    Service() : m_probe(m_service)
+    {
+        connect(&m_port, &QSerialPort::readyRead, &m_service, &Serial_Connect::SerialGotData);
+        connect(&m_service, &Serial_Connect::GotMessage, this, &Service::takeLine);
+        connect(&m_service, &Serial_Connect::GotMessageNoCRC, this, [this] { ++m_unchecked; });
+    }
+
+    void prepare(Input& input);
+    void happen(char event);
+    void receive(QByteArrayView bytes) { m_port.arrive(bytes); }
+    void expectSound() const;
+
+private:
+    void takeLine();
+
+    MemoryPort<QSerialPort> m_port;
+    Settings m_settings{&m_port, false, {}, {}, false};
+    Serial_Connect m_service{&m_settings, {}, {}};
+    SerialConnectProbe m_probe;
+    int m_unchecked = 0;
+};
+
+void Service::prepare(Input& input)
+{
+    const int flags = input.byte();
+    m_probe.ignoreInput = (flags & 1) != 0 && (flags & 2) != 0;
+    m_probe.sendEnabled = (flags & 4) != 0;
+    m_probe.holdChecking = (flags & 8) != 0 && (flags & 2) != 0;
+    m_probe.checkingEnabled = (flags & 16) == 0;
+    m_probe.portFound = (flags & 32) != 0;
+    m_probe.advancePending = (flags & 64) != 0;
+    m_settings.deviceReady = (flags & 128) != 0;
+    const int more = input.byte();
+    m_probe.statusAnswered = (more & 1) != 0;
+    m_port.present = (more & 2) == 0;
+    m_probe.candidatePorts
+        = QStringList{QStringLiteral("a"), QStringLiteral("b")}.mid(more / 4 % 3);
+    m_probe.triedPorts.clear();
+    m_probe.portIndex = input.below(5) - 1;
+    m_probe.waitTicks = input.below(4);
+    m_probe.crcLineCount = input.below(7);
+    m_probe.rxIndex = static_cast<qint16>(input.below(protocol::kLineCapacity));
+    m_probe.rxBuffer.fill('r'); // no NUL: what is left over must not be read as part of a line
+    m_port.close();
+    m_port.written.clear();
+    m_unchecked = 0;
+    m_port.setBaudRate(QSerialPort::Baud19200);
+    m_port.beOpen();
+}
+
+void Service::happen(char event)
+{
+    if (event == EventTick)
+        m_service.OnTimeout();
+    else if (event == EventAccept)
+        m_service.Accept();
+    else if (event == EventReject)
+        m_service.Reject();
+}
+
+// The signal for lines without a checksum comes first; a line that comes without it had one.
+void Service::takeLine()
+{
+    if (m_unchecked > 0) {
+        --m_unchecked;
+        return;
+    }
+    // A NUL in front of the "$" ends the text that is handed on, but not the line that is checked.
+    const std::string line(m_probe.rxBuffer.data(), static_cast<std::size_t>(m_probe.rxIndex));
+    const std::size_t dollar = line.find('$');
+    const std::size_t star = dollar == std::string::npos ? dollar : line.find('*', dollar);
+    expect(star != std::string::npos, "a checked line has a checksum");
+    const std::string behindStar(line.c_str() + star + 1);
+    const unsigned stated = reference::hexadecimal(reference::field(behindStar, 0)->substr(0, 5));
+    expect(stated % 0x10000 == reference::crc(line.substr(dollar + 1, star - dollar - 1)),
+        "a checked line has the right checksum");
+}
+
+void Service::expectSound() const
+{
+    expect(m_probe.rxIndex >= 0 && m_probe.rxIndex < protocol::kLineCapacity, "write position");
+    expect(m_probe.candidatePorts.size() <= 2 && m_probe.triedPorts.size() <= 3, "list of ports");
+    for (const QByteArray& line : m_port.written)
+        expect(line == "$V" || line.startsWith("$BOOTLOADM*"), "sends nothing but its two lines");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    startApplication();
+    static auto* const service = new Service; // lives until the process ends
+    Input input(data, size);
+    service->prepare(input);
+    const QByteArrayView stream = input.rest();
+    const auto* start = stream.begin();
+    while (start != stream.end()) {
+        const auto* const end = std::find_if(start, stream.end(), isEvent);
+        if (end != start)
+            service->receive({start, end});
+        start = end;
+        if (start != stream.end())
+            service->happen(*start++);
+    }
+    service->expectSound();
+    handleEvents();
+    return 0;
+}

@@ -1,0 +1,36 @@
+#include "tests/reliability/Resources.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <malloc.h>
+#include <unistd.h>
+
+int openDescriptors()
+{
+    // One is the folder's own while it is being read.
+    const auto entries = QDir::Files | QDir::System | QDir::NoDotAndDotDot;
+    return static_cast<int>(QDir(QStringLiteral("/proc/self/fd")).entryList(entries).size()) - 1;
+}
+
+int portLocks(const char* portName)
+{
+    const QStringList pattern{QStringLiteral("LCK..*") + QLatin1String(portName) + u'*'};
+    qsizetype count = 0;
+    for (const char* const folder : {"/var/lock", "/run/lock", "/tmp"})
+        count += QDir(QLatin1String(folder)).entryList(pattern, QDir::Files | QDir::System).size();
+    return static_cast<int>(count);
+}
+
+qint64 allocatedBytes()
+{
+    return static_cast<qint64>(mallinfo2().uordblks);
+}
+
+qint64 residentBytes()
+{
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    return statm.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QtGlobal>
+
+/// \file
+/// What this process holds at the moment.
+
+/// Open file descriptors.
+[[nodiscard]] int openDescriptors();
+
+/// Lock files of serial ports whose name contains `portName`.
+[[nodiscard]] int portLocks(const char* portName);
+
+/// Bytes that are allocated; 0 where a sanitizer has put its own allocator in place.
+[[nodiscard]] qint64 allocatedBytes();
+
+/// Bytes of memory in use, what the allocator keeps for later included.
+[[nodiscard]] qint64 residentBytes();
