@@ -29,7 +29,36 @@ constexpr int kFirstOpened = 9;
 constexpr int kSecondSpeed = 35;
 constexpr int kNextCandidate = 86;
 
+constexpr const char* kStatusLine = "$STATUS*3BC1\n";
+constexpr const char* kAnnouncement = "$Bootloader\n";
+
+/// How the hunt with the adapters A and B gets into a stage: the ticks from its start, then a line
+/// from the board at A, where there is one, and further ticks.
+struct Stage
+{
+    int ticks = 0;
+    const char* line = nullptr;
+    int furtherTicks = 0;
+};
+
+constexpr Stage kStatusAnswered{kSecondSpeed + 10, kStatusLine, 0};
+constexpr Stage kReopened{kSecondSpeed + 10, kStatusLine, 4};
+constexpr Stage kFound{kFirstOpened, kAnnouncement, 0};
+
+/// Takes a new hunt into `stage` and returns the port's state after each tick.
+QStringList enter(HuntBench& bench, const Stage& stage)
+{
+    const PluggedAdapter& adapter = bench.plug(kA);
+    bench.plug(kB);
+    QStringList states = bench.watch(stage.ticks);
+    if (stage.line != nullptr)
+        bench.receive(adapter, stage.line);
+    return states + bench.watch(stage.furtherTicks);
+}
+
 } // namespace
+
+Q_DECLARE_METATYPE(Stage)
 
 class TestServiceHunt : public QObject
 {
@@ -288,7 +317,7 @@ void TestServiceHunt::aStatusReportReopensAtTheBootloadersSpeed()
     const PluggedAdapter& adapter = bench.plug(kA);
     bench.plug(kB);
     bench.watch(kSecondSpeed + 10);
-    bench.receive(adapter, "$STATUS*3BC1\n");
+    bench.receive(adapter, kStatusLine);
     const QStringList expected{
         QStringLiteral("3 x port 3 at 19200"),
         QStringLiteral("26 x port 3 at 115200"),
@@ -303,7 +332,7 @@ void TestServiceHunt::aStatusReportInTheFirstAttemptKeepsTheSecondOne()
     HuntBench bench;
     const PluggedAdapter& adapter = bench.plug(kA);
     bench.watch(kFirstOpened + 10);
-    bench.receive(adapter, "$STATUS*3BC1\n");
+    bench.receive(adapter, kStatusLine);
     const QStringList expected{
         QStringLiteral("29 x port 3 at 115200"),
         QStringLiteral("51 x port 3 at 19200"),
@@ -349,7 +378,7 @@ void TestServiceHunt::theAnnouncementLeavesThePortAsItIs()
     HuntBench bench;
     const PluggedAdapter& adapter = bench.plug(kA);
     bench.watch(ticks);
-    bench.receive(adapter, "$Bootloader\n");
+    bench.receive(adapter, kAnnouncement);
     QVERIFY(bench.settings.deviceReady);
     QVERIFY(!bench.probe.portFound);
     QCOMPARE(bench.run(200), QStringList{QStringLiteral("200 x ") + state});
@@ -358,25 +387,29 @@ void TestServiceHunt::theAnnouncementLeavesThePortAsItIs()
 
 void TestServiceHunt::acceptLeavesThePortAsItIs_data()
 {
-    QTest::addColumn<int>("ticks");
+    QTest::addColumn<Stage>("stage");
     QTest::addColumn<QString>("state");
-    QTest::newRow("new") << 0 << QStringLiteral("closed");
-    QTest::newRow("about to scan") << kScanned - 1 << QStringLiteral("closed");
-    QTest::newRow("scanned") << kScanned << QStringLiteral("closed");
-    QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("port 3 at 115200");
-    QTest::newRow("second attempt") << kSecondSpeed + 7 << QStringLiteral("port 3 at 19200");
-    QTest::newRow("next candidate") << kNextCandidate << QStringLiteral("port 1 at 115200");
-    QTest::newRow("stuck") << 300 << QStringLiteral("closed");
+    const auto row = [](const char* name, const Stage& stage, const char* state) {
+        QTest::newRow(name) << stage << QString::fromLatin1(state);
+    };
+    row("new", {0}, "closed");
+    row("about to scan", {kScanned - 1}, "closed");
+    row("scanned", {kScanned}, "closed");
+    row("first attempt", {kFirstOpened}, "port 3 at 115200");
+    row("second attempt", {kSecondSpeed + 7}, "port 3 at 19200");
+    row("status answered", kStatusAnswered, "port 3 at 19200");
+    row("reopened after it", kReopened, "port 3 at 115200");
+    row("found", kFound, "port 3 at 115200");
+    row("next candidate", {kNextCandidate}, "port 1 at 115200");
+    row("stuck", {300}, "closed");
 }
 
 void TestServiceHunt::acceptLeavesThePortAsItIs()
 {
-    QFETCH(int, ticks);
+    QFETCH(Stage, stage);
     QFETCH(QString, state);
     HuntBench bench;
-    bench.plug(kA);
-    bench.plug(kB);
-    bench.watch(ticks);
+    enter(bench, stage);
     bench.service.Accept();
     QVERIFY(bench.settings.deviceReady);
     QVERIFY(!bench.probe.portFound);
@@ -388,30 +421,35 @@ void TestServiceHunt::acceptLeavesThePortAsItIs()
 
 void TestServiceHunt::rejectForbidsScansAndClosesThePort_data()
 {
-    const QString at115200 = QStringLiteral("26 x port 3 at 115200");
-    const QString at19200 = QStringLiteral("51 x port 3 at 19200");
-    QTest::addColumn<int>("ticks");
+    QTest::addColumn<Stage>("stage");
     QTest::addColumn<QStringList>("states");
-    QTest::newRow("new") << 0 << QStringList{QStringLiteral("200 x closed")};
-    QTest::newRow("about to scan") << kScanned - 1 << QStringList{QStringLiteral("200 x closed")};
-    QTest::newRow("scanned") << kScanned
-                             << QStringList{QStringLiteral("5 x closed"), at115200, at19200,
-                                    QStringLiteral("118 x closed")};
-    QTest::newRow("first attempt")
-        << kFirstOpened
-        << QStringList{QStringLiteral("25 x closed"), at19200, QStringLiteral("124 x closed")};
-    QTest::newRow("second attempt")
-        << kSecondSpeed + 7 << QStringList{QStringLiteral("200 x closed")};
-    QTest::newRow("stuck") << 300 << QStringList{QStringLiteral("200 x closed")};
+    const auto row = [](const char* name, const Stage& stage, const QStringList& states) {
+        QTest::newRow(name) << stage << states;
+    };
+    const auto closed = [](int ticks) { return QStringLiteral("%1 x closed").arg(ticks); };
+    const QString fastA = QStringLiteral("26 x port 3 at 115200");
+    const QString slowA = QStringLiteral("51 x port 3 at 19200");
+    const QString fastB = QStringLiteral("26 x port 1 at 115200");
+    const QString slowB = QStringLiteral("51 x port 1 at 19200");
+    row("new", {0}, {closed(200)});
+    row("about to scan", {kScanned - 1}, {closed(200)});
+    // A walk that is under way goes on.
+    row("scanned", {kScanned}, {closed(5), fastA, slowA, fastB, slowB, closed(41)});
+    row("first attempt", {kFirstOpened}, {closed(25), slowA, fastB, slowB, closed(47)});
+    row("second attempt", {kSecondSpeed + 7}, {closed(43), fastB, slowB, closed(80)});
+    row("status answered", kStatusAnswered, {closed(3), fastA, fastB, slowB, closed(94)});
+    row("reopened after it", kReopened, {closed(25), fastB, slowB, closed(98)});
+    row("found", kFound, {closed(200)});
+    row("next candidate", {kNextCandidate}, {closed(25), slowB, closed(124)});
+    row("stuck", {300}, {closed(200)});
 }
 
 void TestServiceHunt::rejectForbidsScansAndClosesThePort()
 {
-    QFETCH(int, ticks);
+    QFETCH(Stage, stage);
     QFETCH(QStringList, states);
     HuntBench bench;
-    bench.plug(kA);
-    bench.watch(ticks);
+    enter(bench, stage);
     bench.service.Reject();
     QCOMPARE(bench.portState(), QStringLiteral("closed"));
     QVERIFY(!bench.probe.checkingEnabled);
@@ -420,36 +458,9 @@ void TestServiceHunt::rejectForbidsScansAndClosesThePort()
 
 void TestServiceHunt::holdFreezesEveryStep_data()
 {
-    QTest::addColumn<int>("ticks");
-    QTest::newRow("new") << 0;
-    QTest::newRow("about to scan") << kScanned - 1;
-    QTest::newRow("scanned") << kScanned;
-    QTest::newRow("about to open") << kFirstOpened - 1;
-    QTest::newRow("first attempt") << kFirstOpened;
-    QTest::newRow("about to change the speed") << kSecondSpeed - 1;
-    QTest::newRow("second attempt") << kSecondSpeed + 7;
-    QTest::newRow("about to move on") << kNextCandidate - 1;
-    QTest::newRow("next candidate") << kNextCandidate + 3;
-    QTest::newRow("stuck") << 250;
-}
-
-void TestServiceHunt::holdFreezesEveryStep()
-{
-    QFETCH(int, ticks);
-    constexpr int kAllTicks = 300;
-    HuntBench bench;
-    bench.plug(kA);
-    bench.plug(kB);
-    QStringList states = bench.watch(ticks);
-    const QString held = bench.portState();
-    const int waitTicks = bench.probe.waitTicks;
-    bench.service.HoldChecking(true);
-    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x ") + held});
-    QCOMPARE(bench.probe.waitTicks, waitTicks);
-
-    bench.service.HoldChecking(false);
-    states += bench.watch(kAllTicks - ticks);
-    const QStringList expected{
+    QTest::addColumn<Stage>("stage");
+    QTest::addColumn<QStringList>("wholeHunt");
+    const QStringList unanswered{
         QStringLiteral("8 x closed"),
         QStringLiteral("26 x port 3 at 115200"),
         QStringLiteral("51 x port 3 at 19200"),
@@ -457,7 +468,53 @@ void TestServiceHunt::holdFreezesEveryStep()
         QStringLiteral("51 x port 1 at 19200"),
         QStringLiteral("138 x closed"),
     };
-    QCOMPARE(HuntBench::counted(states), expected);
+    const QStringList answered{
+        QStringLiteral("8 x closed"),
+        QStringLiteral("26 x port 3 at 115200"),
+        QStringLiteral("14 x port 3 at 19200"),
+        QStringLiteral("26 x port 3 at 115200"),
+        QStringLiteral("26 x port 1 at 115200"),
+        QStringLiteral("51 x port 1 at 19200"),
+        QStringLiteral("149 x closed"),
+    };
+    const QStringList found{
+        QStringLiteral("8 x closed"),
+        QStringLiteral("292 x port 3 at 115200"),
+    };
+    const auto row = [](const char* name, const Stage& stage, const QStringList& wholeHunt) {
+        QTest::newRow(name) << stage << wholeHunt;
+    };
+    row("new", {0}, unanswered);
+    row("about to scan", {kScanned - 1}, unanswered);
+    row("scanned", {kScanned}, unanswered);
+    row("about to open", {kFirstOpened - 1}, unanswered);
+    row("first attempt", {kFirstOpened}, unanswered);
+    row("about to change the speed", {kSecondSpeed - 1}, unanswered);
+    row("second attempt", {kSecondSpeed + 7}, unanswered);
+    row("status answered", kStatusAnswered, answered);
+    row("reopened after it", kReopened, answered);
+    row("found", kFound, found);
+    row("about to move on", {kNextCandidate - 1}, unanswered);
+    row("next candidate", {kNextCandidate + 3}, unanswered);
+    row("stuck", {250}, unanswered);
+}
+
+void TestServiceHunt::holdFreezesEveryStep()
+{
+    QFETCH(Stage, stage);
+    QFETCH(QStringList, wholeHunt);
+    constexpr qsizetype kAllTicks = 300;
+    HuntBench bench;
+    QStringList states = enter(bench, stage);
+    const QString held = bench.portState();
+    const int waitTicks = bench.probe.waitTicks;
+    bench.service.HoldChecking(true);
+    QCOMPARE(bench.run(100), QStringList{QStringLiteral("100 x ") + held});
+    QCOMPARE(bench.probe.waitTicks, waitTicks);
+
+    bench.service.HoldChecking(false);
+    states += bench.watch(static_cast<int>(kAllTicks - states.size()));
+    QCOMPARE(HuntBench::counted(states), wholeHunt);
 }
 
 QTEST_GUILESS_MAIN(TestServiceHunt)

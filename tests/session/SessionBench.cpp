@@ -151,6 +151,7 @@ void SessionBench::closeDialog()
 void SessionBench::openDialog(int mode)
 {
     m_dialog = std::make_unique<DialogBootload>(&m_service, mode, nullptr);
+    m_timerWasStarted = probe().timer().isActive();
     probe().timer().stop();
 }
 

@@ -47,6 +47,8 @@ public:
     void closeDialog();
     /// Opens another dialog in `mode` on the same bus.
     void openDialog(int mode);
+    /// True when the dialog's timer was running as its constructor left it.
+    [[nodiscard]] bool timerWasStarted() const { return m_timerWasStarted; }
 
     /// Lets the timer tick `count` times.
     void step(int count = 1);
@@ -79,6 +81,7 @@ private:
     Settings m_settings;
     Serial_Connect m_service;
     std::unique_ptr<DialogBootload> m_dialog;
+    bool m_timerWasStarted = false;
 };
 
 /// The line `text` as it stands on the wire when it is sent with its checksum, made by a

@@ -1,7 +1,9 @@
 #include "tests/session/DebugLog.h"
 #include "tests/session/SessionBench.h"
+#include "tests/support/TranslationLog.h"
 
 #include <QMetaMethod>
+#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -27,6 +29,8 @@ private slots:
     void titlesByMode_data();
     void titlesByMode();
     void scalesTheBars();
+    void startsItsTimerAtOnce_data();
+    void startsItsTimerAtOnce();
     void ticksEvery500Milliseconds();
     void showsTheVersionOfTheManifest_data();
     void showsTheVersionOfTheManifest();
@@ -38,6 +42,9 @@ private slots:
     void takesDefaultsForWhatAnImageDoesNotName();
     void keepsAnImageThatCannotBeRead();
     void logsTheManifest();
+    void logsTheImagesInOrder();
+    void findsThePortsBeforeItReadsTheManifest();
+    void asksForTheTranslationOfItsTexts();
     void takesNothingFromTheService();
     void mapsAddressesToProgress_data();
     void mapsAddressesToProgress();
@@ -145,6 +152,27 @@ void TestDialog::scalesTheBars()
     QCOMPARE(bench.bar("progressBarVerify").maximum(), 600 + 256 + 16);
     QCOMPARE(bench.bar("progressBarVerify").value(), 0);
     QCOMPARE(bench.dialog().TotalSize(), 913414);
+}
+
+void TestDialog::startsItsTimerAtOnce_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<ReleaseSetFiles>("files");
+    for (const int mode : {0, 1, 2, 3}) {
+        QTest::addRow("mode %d", mode) << mode << smallReleaseSet();
+        QTest::addRow("mode %d, empty manifest", mode) << mode << onlyManifest("{}");
+        QTest::addRow("mode %d, no manifest", mode) << mode << ReleaseSetFiles{};
+    }
+}
+
+void TestDialog::startsItsTimerAtOnce()
+{
+    QFETCH(int, mode);
+    QFETCH(ReleaseSetFiles, files);
+    SessionBench bench(mode, 0, files);
+    QVERIFY(bench.timerWasStarted());
+    QCOMPARE(bench.probe().timer().interval(), 500);
+    QVERIFY(!bench.probe().timer().isSingleShot());
 }
 
 void TestDialog::ticksEvery500Milliseconds()
@@ -282,6 +310,43 @@ void TestDialog::logsTheManifest()
     QCOMPARE(log.count(QStringLiteral(":/res/settings.json")), 1);
     QCOMPARE(log.count(QStringLiteral("file  \":/res/b.c\"")), 1);
     QCOMPARE(log.count(QStringLiteral("Files  3")), 1);
+}
+
+void TestDialog::logsTheImagesInOrder()
+{
+    ReleaseSetFiles files = smallReleaseSet();
+    files[QStringLiteral("settings.json")] = R"({"Images": [
+        {"FileName": "c.c"}, {"FileName": "none.c"}, {"FileName": "a.c"}, {"FileName": "c.c"}]})";
+    const DebugLog log;
+    SessionBench bench(JobUpdate, 0, files);
+    QCOMPARE(log.with(QStringLiteral("file  ")),
+        QStringList(
+            {QStringLiteral("file  \":/res/c.c\""), QStringLiteral("file  \":/res/none.c\""),
+                QStringLiteral("file  \":/res/a.c\""), QStringLiteral("file  \":/res/c.c\"")}));
+    // Their number stands behind the last.
+    QVERIFY(log.all().constLast().startsWith(QStringLiteral("Files  4")));
+}
+
+void TestDialog::findsThePortsBeforeItReadsTheManifest()
+{
+    Adapter held = ftdiAdapters(1).front();
+    held.description = QStringLiteral("Looked at");
+    const DebugLog log;
+    SessionBench bench(JobUpdate, {held});
+    const QStringList course
+        = log.all().filter(QRegularExpression(QStringLiteral("Looked at|settings.json|file  ")));
+    QCOMPARE(course.size(), 5);
+    QVERIFY2(course.first().contains(QStringLiteral("Looked at")), qPrintable(course.first()));
+}
+
+void TestDialog::asksForTheTranslationOfItsTexts()
+{
+    const TranslationLog translations;
+    SessionBench bench(JobUpdate, 0);
+    // What the job fills in is not among them.
+    QCOMPARE(translations.texts("DialogBootload"),
+        QByteArrayList({"Dialog", "Images", "Program", "RX:", "Status",
+            "TX: ", "Unit Version:", "Update Version:"}));
 }
 
 void TestDialog::takesNothingFromTheService()

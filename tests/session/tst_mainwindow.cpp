@@ -2,7 +2,12 @@
 #include "bootload/DialogBootload.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
+#include "tests/serial/SerialConnectProbe.h"
+#include "tests/session/DialogBootloadProbe.h"
 #include "tests/session/ReleaseSetFixture.h"
+#include "tests/support/PortNames.h"
+#include "tests/support/TranslationLog.h"
+#include "virtualboard/UsbBus.h"
 
 #include <QApplication>
 #include <QMenuBar>
@@ -13,6 +18,8 @@
 #include <QTest>
 #include <QTimer>
 #include <QToolBar>
+
+#include <optional>
 
 /// What the tests look at inside the main window.
 class MainWindowProbe
@@ -45,19 +52,24 @@ class TestMainWindow : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { m_set.emplace(smallReleaseSet()); }
     void hasTheWidgetsInTheirPlaces();
+    void createsTheWidgetsInOrder();
     void hasTheButtonsInTheirPlaces_data();
     void hasTheButtonsInTheirPlaces();
     void keepsItsTitle();
+    void asksForTheTranslationOfItsTexts();
     void declaresItsSlotsInOrder();
     void fillsTheSettings();
+    void handsTheSettingsAndVersionsToTheService();
     void runsTheJobOfEachButton_data();
     void runsTheJobOfEachButton();
     void opensAFreshDialogAtEveryPress();
+    void findsPortsAndReadsTheManifestAnewAtEveryPress();
     void deletesTheDialogWhenItsWindowIsClosed();
 
 private:
-    ReleaseSetFixture m_set{smallReleaseSet()};
+    std::optional<ReleaseSetFixture> m_set;
 };
 
 void TestMainWindow::hasTheWidgetsInTheirPlaces()
@@ -68,6 +80,7 @@ void TestMainWindow::hasTheWidgetsInTheirPlaces()
     QCOMPARE(window.centralWidget()->objectName(), QStringLiteral("centralWidget"));
     const auto* const menuBar = window.findChild<QMenuBar*>(QStringLiteral("menuBar"));
     QVERIFY(menuBar != nullptr);
+    QCOMPARE(menuBar->geometry(), QRect(0, 0, 408, 24));
     QVERIFY(menuBar->actions().isEmpty());
     QCOMPARE(window.statusBar()->objectName(), QStringLiteral("statusBar"));
     auto* const toolBar = window.findChild<QToolBar*>(QStringLiteral("mainToolBar"));
@@ -75,6 +88,21 @@ void TestMainWindow::hasTheWidgetsInTheirPlaces()
     QVERIFY(toolBar->actions().isEmpty());
     QCOMPARE(window.toolBarArea(toolBar), Qt::TopToolBarArea);
     QVERIFY(!window.toolBarBreak(toolBar));
+}
+
+void TestMainWindow::createsTheWidgetsInOrder()
+{
+    MainWindow window;
+    const auto namesIn = [](const QWidget& parent) {
+        const auto widgets = parent.findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
+        QStringList names;
+        for (const QWidget* const widget : widgets)
+            names << widget->objectName();
+        return names.join(' ');
+    };
+    QCOMPARE(namesIn(window), QStringLiteral("centralWidget menuBar mainToolBar statusBar"));
+    QCOMPARE(
+        namesIn(*window.centralWidget()), QStringLiteral("pushButton pushButton_2 pushButton_3"));
 }
 
 void TestMainWindow::hasTheButtonsInTheirPlaces_data()
@@ -105,6 +133,16 @@ void TestMainWindow::keepsItsTitle()
     QCOMPARE(window.windowTitle(), QStringLiteral("Brivan Annealing DB bootlodaer"));
 }
 
+void TestMainWindow::asksForTheTranslationOfItsTexts()
+{
+    const TranslationLog translations;
+    const MainWindow window;
+    // The title that it keeps is not among them.
+    QCOMPARE(translations.texts("MainWindow"),
+        QByteArrayList({"Erase Annealer Images", "MainWindow",
+            "Update Annealer Software and Images", "Update Images Only"}));
+}
+
 void TestMainWindow::declaresItsSlotsInOrder()
 {
     const QMetaObject& meta = MainWindow::staticMetaObject;
@@ -129,6 +167,15 @@ void TestMainWindow::fillsTheSettings()
     QVERIFY(!settings->extraFlag);
     QVERIFY(settings->extraText1.isEmpty());
     QVERIFY(settings->extraText2.isEmpty());
+}
+
+void TestMainWindow::handsTheSettingsAndVersionsToTheService()
+{
+    MainWindow window;
+    const SerialConnectProbe service(*MainWindowProbe::serial(window));
+    QCOMPARE(service.primaryVersion, QStringLiteral("A.20a"));
+    QCOMPARE(service.secondaryVersion, QStringLiteral("1.00a"));
+    QCOMPARE(service.settings, MainWindowProbe::settings(window));
 }
 
 void TestMainWindow::runsTheJobOfEachButton_data()
@@ -168,6 +215,48 @@ void TestMainWindow::opensAFreshDialogAtEveryPress()
     QCOMPARE(dialogs.size(), 2);
     QCOMPARE(MainWindowProbe::serial(window), serial);
     QCOMPARE(MainWindowProbe::settings(window), settings);
+}
+
+void TestMainWindow::findsPortsAndReadsTheManifestAnewAtEveryPress()
+{
+    UsbBus bus;
+    std::vector<std::unique_ptr<PluggedAdapter>> adapters;
+    const auto plug = [&bus, &adapters] {
+        Adapter adapter;
+        adapter.portName = uniquePortName(static_cast<int>(adapters.size()));
+        adapters.push_back(bus.plug(adapter));
+    };
+    MainWindow window;
+    window.show();
+    QStringList found;
+    QList<int> images;
+    QString version;
+    const auto look = [&found, &images, &version](DialogBootload* dialog) {
+        const DialogBootloadProbe probe(*dialog);
+        found.clear();
+        for (const PortTest* const port : probe.ports())
+            found << port->portName() + (port->isOpen() ? QString() : QStringLiteral(" closed"));
+        images.clear();
+        for (const ImageFile& image : probe.images())
+            images << image.imageName;
+        version = probe.version();
+    };
+    plug();
+    pressAndLook(window, "pushButton", look);
+    QCOMPARE(found, QStringList{uniquePortName(0)});
+    QCOMPARE(images, (QList<int>{0, 3, 17}));
+    QCOMPARE(version, QStringLiteral("T.07"));
+
+    plug();
+    ReleaseSetFiles files = smallReleaseSet();
+    files[QStringLiteral("settings.json")]
+        = R"({"Images": [{"FileName": "b.c", "ImageName": 8}], "Version": "T.08"})";
+    m_set.reset();
+    m_set.emplace(files);
+    pressAndLook(window, "pushButton", look);
+    QCOMPARE(found, (QStringList{uniquePortName(0), uniquePortName(1)}));
+    QCOMPARE(images, QList<int>{8});
+    QCOMPARE(version, QStringLiteral("T.08"));
 }
 
 void TestMainWindow::deletesTheDialogWhenItsWindowIsClosed()

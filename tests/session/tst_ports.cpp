@@ -5,8 +5,10 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QTest>
+#include <QTimer>
 
 #include <cstdio>
+#include <unistd.h>
 
 namespace {
 
@@ -79,7 +81,10 @@ private slots:
     void closesAnUnpluggedPortAtTheFirstError();
     void goesOnWithTheOtherPortsWhenOneIsUnplugged();
     void closesWithAnUnpluggedPortAndFindsItAgain();
+    void closesBeforeItKnowsOfTheUnplugging();
+    void sendsBeforeItKnowsOfTheUnplugging();
     void reopensAPortThatWasPluggedInAgainInTime();
+    void endsByEscapeWhileRepliesAreWaiting();
     void sendsTheTenthProbeAtTheOldSpeed();
 };
 
@@ -326,6 +331,77 @@ void TestPorts::closesWithAnUnpluggedPortAndFindsItAgain()
     QCOMPARE(bench.probe().ports().size(), 1);
     bench.step(2);
     QCOMPARE(bench.sent(), framed("$MVER"));
+}
+
+void TestPorts::closesBeforeItKnowsOfTheUnplugging()
+{
+    SessionBench bench(JobUpdate, 2);
+    bench.step(4);
+    bench.adapter(0).unplug();
+    QVERIFY(bench.port(0).isOpen());
+    bench.closeDialog();
+    // The news of it comes to nobody now.
+    QTest::qWait(50);
+
+    bench.openDialog(JobUpdate);
+    QCOMPARE(bench.probe().ports().size(), 1);
+    bench.closeDialog();
+    bench.adapter(0).plugAgain();
+    bench.openDialog(JobUpdate);
+    QCOMPARE(bench.probe().ports().size(), 2);
+    bench.step(2);
+    QCOMPARE(bench.sent(0), framed("$MVER"));
+}
+
+void TestPorts::sendsBeforeItKnowsOfTheUnplugging()
+{
+    SessionBench bench(JobUpdate, 2);
+    bench.step(2);
+    (void)bench.sent(1);
+    int errors = 0;
+    connect(&bench.port(0), &QSerialPort::errorOccurred, this, [&errors] { ++errors; });
+    bench.adapter(0).unplug();
+    QVERIFY(bench.port(0).isOpen());
+    QElapsedTimer sinceUnplugged;
+    sinceUnplugged.start();
+    bench.step(3);
+    // It waits for nothing, and the session and the other port go on.
+    QVERIFY2(sinceUnplugged.elapsed() < 400, qPrintable(QString::number(sinceUnplugged.elapsed())));
+    QCOMPARE(bench.port(0).retries, kProbeLines - 4);
+    QCOMPARE(bench.sent(1), framedAll({"$MVER", "$MVER", "$MVER"}));
+
+    QTRY_VERIFY(!bench.port(0).isOpen());
+    const int reported = errors;
+    QTest::qWait(50);
+    QCOMPARE(errors, reported);
+    bench.step();
+    QCOMPARE(bench.sent(1), framed("$MVER"));
+}
+
+void TestPorts::endsByEscapeWhileRepliesAreWaiting()
+{
+    SessionBench bench(JobUpdate, 2);
+    bench.step(2);
+    int freed = 0;
+    for (PortTest* const port : bench.probe().ports())
+        connect(port, &QObject::destroyed, this, [&freed] { ++freed; });
+    QTimer::singleShot(0, &bench.dialog(), [&bench] {
+        for (const int i : {0, 1}) {
+            const QByteArray replies = "$MVERR,1\n$DACK\n$Bootl";
+            QCOMPARE(::write(bench.adapter(i).masterFd(), replies.constData(),
+                         static_cast<std::size_t>(replies.size())),
+                static_cast<ssize_t>(replies.size()));
+        }
+        QTest::keyClick(&bench.dialog(), Qt::Key_Escape);
+    });
+    QCOMPARE(bench.dialog().exec(), static_cast<int>(QDialog::Rejected));
+    QCOMPARE(freed, 2);
+    // Whatever is due meanwhile finds no port.
+    bench.probe().timer().start(1);
+    QTest::qWait(50);
+    QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version:"));
+    bench.closeDialog();
+    QCOMPARE(freed, 2);
 }
 
 void TestPorts::reopensAPortThatWasPluggedInAgainInTime()

@@ -54,7 +54,6 @@ private slots:
     void logsWhatItLoads();
     void logsWhatIsMissing();
     void probesTenTimesAndReopensFast();
-    void probesEvery500Milliseconds();
     void keepsProbingWhenTheBoardAnswers();
     void sendsTheTenthProbingLineBeforeThePortCloses();
     void reopensAClosedPortOnly();
@@ -349,20 +348,6 @@ void TestSession::probesTenTimesAndReopensFast()
     QCOMPARE(bench.adapter().baudRate(), 921600);
     QCOMPARE(bench.port().state, 3);
     QCOMPARE(bench.log(), QString());
-}
-
-void TestSession::probesEvery500Milliseconds()
-{
-    SessionBench bench;
-    QVERIFY(!bench.probe().timer().isSingleShot());
-    QElapsedTimer clock;
-    clock.start();
-    bench.probe().timer().start();
-    // The first tick starts the session, each of the others sends.
-    QVERIFY(QTest::qWaitFor([&bench] { return bench.port().retries == 8; }));
-    QVERIFY2(clock.elapsed() >= 1400, "too early");
-    QVERIFY2(clock.elapsed() < 2400, "too late");
-    QCOMPARE(bench.sent(), framedAll({"$MVER", "$MVER"}));
 }
 
 void TestSession::keepsProbingWhenTheBoardAnswers()

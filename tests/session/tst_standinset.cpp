@@ -12,6 +12,7 @@ private slots:
     void yieldsItsImages();
     void beginsItsFirstImageWithItsBytes();
     void fillsTheWholeImagesBar();
+    void carriesItsVersion_data();
     void carriesItsVersion();
     void carriesItsStartAddress();
     void announcesItsFirstImage();
@@ -70,11 +71,23 @@ void TestStandInSet::fillsTheWholeImagesBar()
     QCOMPARE(bench.bar("progressBarLoad").maximum(), 913414);
 }
 
+void TestStandInSet::carriesItsVersion_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QString>("title");
+    QTest::newRow("software and images") << 0 << "BRIVAN ANNEALING DB Firmware Update D.02n";
+    QTest::newRow("images") << 1 << "BRIVAN ANNEALING DB Firmware Update - Update Images";
+    QTest::newRow("erase") << 2 << "BRIVAN ANNEALING DB Firmware Update - Delete Images";
+}
+
 void TestStandInSet::carriesItsVersion()
 {
-    SessionBench bench = standIn(JobUpdate);
-    QCOMPARE(
-        bench.dialog().windowTitle(), QStringLiteral("BRIVAN ANNEALING DB Firmware Update D.02n"));
+    QFETCH(int, mode);
+    QFETCH(QString, title);
+    SessionBench bench = standIn(mode);
+    QCOMPARE(bench.dialog().windowTitle(), title);
+    QCOMPARE(bench.labelText("label_UpdateVersion"), QStringLiteral("Update Version: D.02n"));
+    QCOMPARE(bench.probe().images().size(), 5);
 }
 
 void TestStandInSet::carriesItsStartAddress()
