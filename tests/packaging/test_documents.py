@@ -97,6 +97,28 @@ class TheDocuments(unittest.TestCase):
         self.assertEqual([], alone)
 
 
+class TheProtocolsPage(unittest.TestCase):
+    def holds(self, words):
+        page = (ROOT / "docs/protocol.md").read_text(encoding="utf-8")
+        self.assertTrue(words)
+        self.assertEqual([], [word for word in words if not re.search(rf"`{re.escape(word)}\b", page)])
+
+    def test_has_every_command(self):
+        source = (ROOT / "bootload/Wire.h").read_text(encoding="utf-8")
+        self.holds([f"${word}" for word in re.findall(r'"\$([A-Z]+)', source)])
+
+    def test_has_every_reply(self):
+        source = (ROOT / "bootload/Replies.cpp").read_text(encoding="utf-8")
+        self.holds([f"${word}" for word in re.findall(r'\{"\$(\w+)", &DialogBootload::', source)])
+
+    def test_has_every_state(self):
+        page = (ROOT / "docs/protocol.md").read_text(encoding="utf-8")
+        source = (ROOT / "bootload/Wire.h").read_text(encoding="utf-8")
+        states = source[source.index("enum SessionState"):].split("};")[0]
+        for number in re.findall(r"= (\d+),", states):
+            self.assertRegex(page, rf"(?m)^\|(.*\D)?{number}\D.*\|.*`Step|^\| 7, 8, 9, 10 ")
+
+
 class TheCheckItself(unittest.TestCase):
     def test_finds_what_is_missing(self):
         document = ROOT / "ARCHITECTURE.md"
