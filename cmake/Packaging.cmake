@@ -60,17 +60,21 @@ function(install_manual COMPONENT)
     endforeach()
 endfunction()
 
-# install_papers(COMPONENT PACKAGE): what every Debian package says about itself.
+# install_papers(COMPONENT PACKAGE): what every Debian package says about itself. Without Python, which
+# the program itself does not need, the changelog is left out.
+find_package(Python3 QUIET COMPONENTS Interpreter)
 function(install_papers COMPONENT PACKAGE)
-    set(changelog "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}/changelog")
-    find_package(Python3 REQUIRED COMPONENTS Interpreter)
-    file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}")
-    execute_process(
-        COMMAND "${Python3_EXECUTABLE}" "${packaging}/debian/write-changelog" ${PACKAGE} "${CMAKE_SOURCE_DIR}/CHANGELOG.md"
-        OUTPUT_FILE "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
-    execute_process(COMMAND gzip -9nkf "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
-    install(FILES "${changelog}.gz" "${packaging}/debian/copyright"
-        DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE}" COMPONENT ${COMPONENT})
+    set(papers "${packaging}/debian/copyright")
+    if(Python3_FOUND)
+        set(changelog "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}/changelog")
+        file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}")
+        execute_process(
+            COMMAND "${Python3_EXECUTABLE}" "${packaging}/debian/write-changelog" ${PACKAGE} "${CMAKE_SOURCE_DIR}/CHANGELOG.md"
+            OUTPUT_FILE "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
+        execute_process(COMMAND gzip -9nkf "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
+        list(APPEND papers "${changelog}.gz")
+    endif()
+    install(FILES ${papers} DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE}" COMPONENT ${COMPONENT})
 endfunction()
 
 set(program_package annealing-db-updater)

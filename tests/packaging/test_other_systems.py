@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""That the project configures for Windows and macOS: with this computer's compiler and with names in
+place of Qt, so it shows what the project's own files say there, and no more."""
+
+import pathlib
+import plistlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(sys.argv.pop(1)).resolve()
+VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+RESOURCE_COMPILER = shutil.which("x86_64-w64-mingw32-windres") or "true"
+
+
+def configured(system, folder):
+    """The build files and the install rules of the program for `system`."""
+    compiler = shutil.which("g++") or shutil.which("c++")
+    done = subprocess.run(
+        ["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", "-Wno-dev", f"-DCMAKE_SYSTEM_NAME={system}",
+         f"-DCMAKE_CXX_COMPILER={compiler}", "-DCMAKE_CXX_COMPILER_WORKS=ON", "-DCMAKE_RC_COMPILER=" + RESOURCE_COMPILER,
+         "-DCMAKE_INSTALL_NAME_TOOL=true", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", "-DCMAKE_OSX_SYSROOT=/",
+         f"-DQt6_DIR={ROOT / 'tests/packaging/otherqt'}"],
+        text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    if done.returncode:
+        raise AssertionError(done.stdout)
+    folder = pathlib.Path(folder)
+    return (folder / "build.ninja").read_text(), (folder / "app/cmake_install.cmake").read_text()
+
+
+class OtherSystems(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def test_windows_gets_a_program_without_console_with_version_and_icon(self):
+        build, install = configured("Windows", self.folder)
+        link = build[build.index("build bin/annealing-db-updater.exe"):].split("\n\n")[0]
+        self.assertIn("-mwindows", link)
+        self.assertIn("annealing-db-updater.rc", link)
+        self.assertIn(f'VALUE "FileVersion", "{VERSION}"', (self.folder / "app/annealing-db-updater.rc").read_text())
+        self.assertIn("deploy-annealing-db-updater.cmake", install)
+
+    def test_macos_gets_a_bundle_with_version_and_icon(self):
+        build, install = configured("Darwin", self.folder)
+        self.assertIn("annealing-db-updater.app/Contents/Resources/annealing-db-updater.icns", build)
+        with (self.folder / "bin/annealing-db-updater.app/Contents/Info.plist").open("rb") as file:
+            properties = plistlib.load(file)
+        self.assertEqual(VERSION, properties["CFBundleShortVersionString"])
+        self.assertIn("deploy-annealing-db-updater.cmake", install)
+
+    def test_they_get_nothing_that_only_linux_has(self):
+        build, _ = configured("Windows", self.folder)
+        for name in ("virtual-board", "umockdev", "udev", "/tests/"):
+            self.assertNotIn(name, build.replace(str(ROOT / "tests/packaging/otherqt"), ""), name)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,138 @@
+#!/usr/bin/env python3
+"""test_package.py SOURCE_DIR BUILD_DIR: the Debian packages, made from what is built in BUILD_DIR."""
+
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SOURCE, BUILD = map(pathlib.Path, (sys.argv.pop(1), sys.argv.pop(1)))
+VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+PROGRAM_FILES = {
+    "usr/bin/annealing-db-updater", "usr/bin/annealing-db-updater-doctor",
+    "usr/lib/udev/rules.d/60-annealing-db-updater.rules",
+    "usr/share/applications/annealing-db-updater.desktop",
+    "usr/share/metainfo/annealing-db-updater.metainfo.xml",
+    "usr/share/icons/hicolor/scalable/apps/annealing-db-updater.svg",
+    *(f"usr/share/icons/hicolor/{size}x{size}/apps/annealing-db-updater.png"
+      for size in (16, 22, 24, 32, 48, 64, 128, 256)),
+    "usr/share/man/man1/annealing-db-updater.1.gz", "usr/share/man/man1/annealing-db-updater-doctor.1.gz",
+    "usr/share/doc/annealing-db-updater/changelog.gz", "usr/share/doc/annealing-db-updater/copyright",
+}
+TOOL_FILES = {
+    "usr/bin/virtual-board", "usr/bin/release-set",
+    "usr/share/man/man1/virtual-board.1.gz", "usr/share/man/man1/release-set.1.gz",
+    "usr/share/doc/annealing-db-updater-dev-tools/changelog.gz",
+    "usr/share/doc/annealing-db-updater-dev-tools/copyright",
+}
+RELEASE_SET = "usr/share/annealing-db-updater-dev-tools/release-set/"
+
+
+def output(*command):
+    done = subprocess.run([str(word) for word in command], text=True, check=False,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    if done.returncode:
+        raise AssertionError(f"{command[0]} ended with {done.returncode}:\n{done.stdout}")
+    return done.stdout
+
+
+class ThePackages(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(tempfile.mkdtemp())
+        output("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", cls.folder)
+        cls.program, = cls.folder.glob("annealing-db-updater_*.deb")
+        cls.tools, = cls.folder.glob("annealing-db-updater-dev-tools_*.deb")
+        cls.root = cls.folder / "root"
+        for package in (cls.program, cls.tools):
+            output("dpkg-deb", "-x", package, cls.root)
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.folder)
+
+    @staticmethod
+    def field(package, name):
+        return output("dpkg-deb", "-f", package, name).strip()
+
+    @staticmethod
+    def files(package):
+        listed = [line.split(maxsplit=5) for line in output("dpkg-deb", "-c", package).splitlines()]
+        return {path.removeprefix("./") for mode, *_, path in listed if not mode.startswith("d")}
+
+    def test_hold_what_belongs_to_them_and_nothing_else(self):
+        self.assertEqual(PROGRAM_FILES, self.files(self.program))
+        tools = {name for name in self.files(self.tools) if not name.startswith(RELEASE_SET)}
+        self.assertEqual(TOOL_FILES, tools)
+
+    def test_bring_the_release_set_for_the_virtual_board(self):
+        self.assertEqual("", output(self.root / "usr/bin/release-set", "check", "--quiet", self.root / RELEASE_SET))
+
+    def test_depend_on_what_is_loaded_while_the_program_runs(self):
+        for library in ("libqt6widgets6", "libqt6serialport6", "qt6-qpa-plugins"):
+            self.assertIn(library, self.field(self.program, "Depends"))
+        self.assertIn("umockdev,", self.field(self.tools, "Depends"))
+        self.assertNotIn("umockdev", self.field(self.program, "Depends"))
+
+    def test_carry_the_version_everywhere(self):
+        self.assertEqual(VERSION, self.field(self.program, "Version"))
+        self.assertEqual(VERSION, self.field(self.tools, "Version"))
+        desktop = (self.root / "usr/share/applications/annealing-db-updater.desktop").read_text()
+        self.assertIn(f"X-AppVersion={VERSION}\n", desktop)
+        metainfo = (self.root / "usr/share/metainfo/annealing-db-updater.metainfo.xml").read_text()
+        self.assertIn(f'<release version="{VERSION}"', metainfo)
+
+    def test_please_lintian(self):
+        self.assertEqual("", output("lintian", "--allow-root", "--fail-on", "error,warning",
+                                    self.program, self.tools))
+
+    def test_have_a_valid_desktop_entry(self):
+        output("desktop-file-validate", self.root / "usr/share/applications/annealing-db-updater.desktop")
+
+    def test_have_valid_metainfo(self):
+        output("appstreamcli", "validate", "--no-net", "--pedantic",
+               self.root / "usr/share/metainfo/annealing-db-updater.metainfo.xml")
+
+    def test_have_man_pages_without_a_mistake(self):
+        for page in (self.root / "usr/share/man/man1").iterdir():
+            self.assertEqual("", output("sh", "-c", f"man --warnings -E UTF-8 -l '{page}' >/dev/null"))
+
+    def test_bring_icons_of_their_sizes(self):
+        for icon in (self.root / "usr/share/icons/hicolor").glob("*x*/apps/*.png"):
+            width, height = icon.parts[-3].split("x")
+            self.assertIn(f"{width} x {height}", output("file", icon))
+
+
+class TheLog(unittest.TestCase):
+    def test_begins_with_the_version(self):
+        done = subprocess.run(["timeout", "2", BUILD / "bin/annealing-db-updater"], text=True, check=False,
+                              env={"QT_QPA_PLATFORM": "offscreen", "PATH": "/usr/bin"}, stderr=subprocess.PIPE)
+        first = done.stderr.splitlines()[0]
+        self.assertRegex(first, rf'"?Annealing DB Updater"? "?{re.escape(VERSION)}"?$')
+
+
+@unittest.skipUnless(shutil.which("x86_64-w64-mingw32-windres"), "no compiler for Windows resources")
+class TheWindowsResource(unittest.TestCase):
+    def test_holds_version_and_icon(self):
+        template = (SOURCE / "packaging/windows/annealing-db-updater.rc.in").read_text()
+        major, minor, patch = VERSION.split(".")
+        values = {"PROJECT_SOURCE_DIR": str(SOURCE.resolve()), "PROJECT_VERSION": VERSION, "PROJECT_DESCRIPTION": "x",
+                  "PROJECT_VERSION_MAJOR": major, "PROJECT_VERSION_MINOR": minor, "PROJECT_VERSION_PATCH": patch}
+        with tempfile.TemporaryDirectory() as folder:
+            # The header of the system's own kit is not here; its few names are.
+            (pathlib.Path(folder) / "winver.h").write_text(
+                "#define VS_VERSION_INFO 1\n#define VOS_NT_WINDOWS32 0x40004L\n#define VFT_APP 1L\n")
+            source = pathlib.Path(folder) / "program.rc"
+            source.write_text(re.sub(r"@(\w+)@", lambda match: values[match[1]], template))
+            output("x86_64-w64-mingw32-windres", "--preprocessor=gcc", "--preprocessor-arg=-E",
+                   "--preprocessor-arg=-xc", "-I", folder, "-O", "res", source, f"{folder}/program.res")
+            data = (pathlib.Path(folder) / "program.res").read_bytes()
+        self.assertIn(VERSION.encode("utf-16-le"), data)
+        self.assertGreater(len(data), (SOURCE / "packaging/icon/annealing-db-updater.ico").stat().st_size)
+
+
+if __name__ == "__main__":
+    unittest.main()
