@@ -21,7 +21,8 @@ QByteArray manifestText()
     return file.readAll();
 }
 
-/// A job writes a few. A board that fails for days, or says nonsense, writes on; the oldest go then.
+/// A job writes a few. A board that fails for days, or says nonsense, writes on; the oldest go
+/// then.
 constexpr int kMostLogParagraphs = 10'000;
 
 } // namespace

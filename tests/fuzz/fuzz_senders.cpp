@@ -74,7 +74,7 @@ public:
     void tryService(const std::string& line)
     {
         constexpr std::size_t kRoomBehindText = 7; // "*", four digits, line feed, NUL
-        const std::string text(line.c_str());
+        const std::string text = line.substr(0, line.find('\0'));
         std::vector<char> buffer(text.size() + kRoomBehindText, '\0');
         std::copy(text.begin(), text.end(), buffer.begin());
         m_service.AddCRC_nSend(buffer.data());
