@@ -5,6 +5,8 @@
 #include <QSerialPortInfo>
 #include <QThread>
 
+#include <cerrno>
+
 namespace {
 
 /// What the USB manufacturer of the machine's adapter contains.
@@ -49,7 +51,9 @@ void DialogBootload::CloseWhenGone(PortTest* port)
     connect(port, &QSerialPort::errorOccurred, this, [port](QSerialPort::SerialPortError error) {
         const bool readFailed
             = error == QSerialPort::ReadError || error == QSerialPort::ResourceError;
-        if (!readFailed || !port->isOpen())
+        // A line that is full for the moment is reported the same way, and takes the rest later.
+        const bool full = port->errorString() == qt_error_string(EAGAIN);
+        if (!readFailed || full || !port->isOpen())
             return;
         qCDebug(logJob) << "Port has gone" << port->portName();
         port->close();

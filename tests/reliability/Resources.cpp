@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSet>
 
 #include <malloc.h>
 #include <unistd.h>
@@ -16,10 +17,14 @@ int openDescriptors()
 int portLocks(const char* portName)
 {
     const QStringList pattern{QStringLiteral("LCK..*") + QLatin1String(portName) + u'*'};
-    qsizetype count = 0;
-    for (const char* const folder : {"/var/lock", "/run/lock", "/tmp"})
-        count += QDir(QLatin1String(folder)).entryList(pattern, QDir::Files | QDir::System).size();
-    return static_cast<int>(count);
+    QSet<QString> locks; // the folders may be one
+    for (const char* const folder : {"/var/lock", "/run/lock", "/tmp"}) {
+        const QDir directory(QDir(QLatin1String(folder)).canonicalPath());
+        const QStringList names = directory.entryList(pattern, QDir::Files | QDir::System);
+        for (const QString& name : names)
+            locks.insert(directory.filePath(name));
+    }
+    return static_cast<int>(locks.size());
 }
 
 qint64 allocatedBytes()
