@@ -86,6 +86,8 @@ PlayedBoard::~PlayedBoard()
 
 void PlayedBoard::tick()
 {
+    // In this time nothing is on its way any more that closing the port would have to wait for.
+    m_port.onTheWire = QDeadlineTimer();
     m_dialog.Timeout();
     const vboard::Time end = m_now + kTick;
     settle(end);
