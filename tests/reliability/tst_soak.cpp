@@ -64,7 +64,7 @@ void TestSoak::leavesNothingBehind()
         runJob(job);
         QCOMPARE(m_problem, QString());
         // The mocked bus hands its own out and takes them back in a thread.
-        QTRY_COMPARE(openDescriptors(), descriptors);
+        QTRY_VERIFY(openDescriptors() <= descriptors);
         QCOMPARE(portLocks(portName.constData()), 0);
         if (job == kWarmUp - 1) {
             allocated = allocatedBytes();
