@@ -11,7 +11,8 @@ QByteArray withChecksum(const QByteArray& line)
 {
     constexpr unsigned kReflectedPolynomial = 0x8408;
     unsigned crc = 0xFFFF;
-    for (const char byte : line.mid(line.indexOf('$') + 1)) {
+    const QByteArray body = line.mid(line.indexOf('$') + 1);
+    for (const char byte : body) {
         crc ^= static_cast<unsigned char>(byte);
         for (int bit = 0; bit < 8; ++bit)
             crc = (crc & 1U) != 0 ? (crc >> 1U) ^ kReflectedPolynomial : crc >> 1U;

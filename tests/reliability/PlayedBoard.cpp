@@ -73,7 +73,7 @@ PlayedBoard::PlayedBoard(
     // Counted ahead of the dialog's slot, which leaves nothing to count.
     QObject::disconnect(&m_port, SIGNAL(readyRead()), &m_dialog, SLOT(readyRead()));
     m_counting = QObject::connect(
-        &m_port, &QSerialPort::readyRead, [this] { m_taken += m_port.bytesAvailable(); });
+        &m_port, &QSerialPort::readyRead, &m_port, [this] { m_taken += m_port.bytesAvailable(); });
     QObject::connect(&m_port, SIGNAL(readyRead()), &m_dialog, SLOT(readyRead()));
     m_rate = m_adapter.baudRate();
 }
