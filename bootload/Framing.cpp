@@ -51,16 +51,13 @@ bool appendLineFeed(std::span<char, kLineCapacity> buffer)
     return true;
 }
 
-/// What was just written joins what may still be on its way to the board.
-void ExtendTimeOnTheWire(PortTest* port, qsizetype bytes)
+/// Notes until when what was just written may be on its way. The lines before it have mostly been
+/// answered, and the shortest of them is far below the adapter's delay: only the last one counts.
+void noteTimeOnTheWire(PortTest* port, qsizetype bytes)
 {
-    using std::chrono::milliseconds;
     constexpr qint64 kMillisecondsPerSecond = 1000;
-    const milliseconds ahead(
-        qMax<qint64>(port->onTheWire.remainingTime() - kAdapterDelay.count(), 0));
-    const milliseconds added(
-        bytes * kBitsPerByte * kMillisecondsPerSecond / qMax(port->baudRate(), 1) + 1);
-    port->onTheWire.setRemainingTime(kAdapterDelay + ahead + added);
+    const qint64 time = bytes * kBitsPerByte * kMillisecondsPerSecond / qMax(port->baudRate(), 1);
+    port->onTheWire.setRemainingTime(kAdapterDelay + std::chrono::milliseconds(time + 1));
 }
 
 } // namespace
@@ -120,7 +117,7 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         port->write(bytes.data(), bytes.size());
         // The line leaves now: what is painted or logged next is so while it is on the wire.
         port->flush();
-        ExtendTimeOnTheWire(port, bytes.size());
+        noteTimeOnTheWire(port, bytes.size());
     }
     wireLog.sent(port->portName(), bytes, sends);
 }

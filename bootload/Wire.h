@@ -12,7 +12,7 @@
 inline constexpr std::chrono::milliseconds kTickInterval{500};
 
 /// Bytes that may wait for a device to take them before further lines are left out.
-inline constexpr qint64 kMaxUnsentBytes = 64 * 1024;
+inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
 
 /// The activity indicators are painted no more often than this: once a frame of a 60 Hz display.
 inline constexpr std::chrono::milliseconds kFrameInterval{16};

@@ -15,7 +15,8 @@ endfunction()
 
 # on_mocked_bus(TEST): lets an existing ctest test run with the preloaded library.
 function(on_mocked_bus TEST)
-    set(environment "LD_PRELOAD=libumockdev-preload.so.0" "QT_QPA_PLATFORM=offscreen")
+    set(environment "LD_PRELOAD=libumockdev-preload.so.0" "QT_QPA_PLATFORM=offscreen"
+        "QTEST_FUNCTION_TIMEOUT=900000") # milliseconds; ctest's own limit comes first
     if(UPDATER_SANITIZE)
         list(APPEND environment ${SANITIZER_ENVIRONMENT})
     endif()

@@ -40,6 +40,7 @@ private slots:
     void cutsALineWhoseLineFeedEndsTheBuffer();
     void survivesALineThatGrowsAsText();
     void leavesAtOnce();
+    void waitsBeforeClosingForTheLastLineAlone();
 };
 
 void TestFraming::sendsGoldenFrames_data()
@@ -369,6 +370,19 @@ void TestFraming::leavesAtOnce()
     bench.dialog().SendMessage(&bench.port(), QStringLiteral("$G"));
     QCOMPARE(bench.port().bytesToWrite(), qint64(0));
     QCOMPARE(bench.sent(), QByteArray("$G\n"));
+}
+
+void TestFraming::waitsBeforeClosingForTheLastLineAlone()
+{
+    // On a terminal lines are taken faster than a real line takes them; their times must not add
+    // up.
+    SessionBench bench;
+    for (int i = 0; i < 200; ++i)
+        bench.dialog().AddCRC_nSend(&bench.port(), QStringLiteral("$MVER"));
+    const qint64 remaining = bench.port().onTheWire.remainingTime();
+    constexpr qint64 kLineTime = 7; // ms, of 12 bytes at 19200 baud, rounded up
+    QVERIFY(remaining > 0);
+    QVERIFY(remaining <= kAdapterDelay.count() + kLineTime);
 }
 
 QTEST_MAIN(TestFraming)
