@@ -347,9 +347,9 @@ private slots:
         QTRY_VERIFY(process.canReadLine());
         Line line(master);
         QCOMPARE(line.ask("$MVER*826A\n").left(6), QByteArray("$MVERR"));
-        QCOMPARE(rateOf(slave), speed_t(B19200));
+        QTRY_COMPARE(rateOf(slave), speed_t(B19200));
         QCOMPARE(line.ask("$BOOTLOADM*9FEC\n"), QByteArray("$Bootloader"));
-        QCOMPARE(rateOf(slave), speed_t(B921600));
+        QTRY_COMPARE(rateOf(slave), speed_t(B921600));
         QCOMPARE(line.ask("$A,1*CF00\n").left(7), QByteArray("$AACK,0"));
         QCOMPARE(line.readLine().left(7), QByteArray("$AACK,1"));
         line.ask("$X*D14A\n", false);
