@@ -235,7 +235,6 @@ void TestFirmware::erasesAgainWhenAnEraseIsNotAcknowledged()
     bench.step(3);
     QCOMPARE(bench.sent(), QByteArray());
     bench.step();
-    const QByteArray firmware = smallReleaseSet().value(QStringLiteral("fw1.bin"));
     QCOMPARE(bench.sent(), framed("$E,1000,1"));
 }
 

@@ -55,7 +55,8 @@ private:
     static QByteArray framed(const QByteArray& line)
     {
         unsigned crc = 0xFFFF;
-        for (const char c : line.mid(1)) {
+        const QByteArray covered = line.mid(1);
+        for (const char c : covered) {
             crc ^= static_cast<unsigned char>(c);
             for (int bit = 0; bit < 8; ++bit)
                 crc = crc & 1U ? crc >> 1U ^ 0x8408U : crc >> 1U;

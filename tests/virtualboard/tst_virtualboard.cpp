@@ -20,8 +20,8 @@ namespace {
 
 constexpr int kJobTimeout = 120'000; // ms; a job takes seconds, a loaded machine more
 
-const QString kClient = QStringLiteral(JOB_CLIENT);
-const QString kReleaseSet = QStringLiteral(JOB_RELEASE_SET);
+constexpr QLatin1String kClient(JOB_CLIENT);
+constexpr QLatin1String kReleaseSet(JOB_RELEASE_SET);
 
 struct Run
 {
