@@ -102,8 +102,7 @@ private:
     void Send(PortTest* port, protocol::Line line);
     void Write(PortTest* port, QByteArrayView bytes);
     void ShowSent();
-    void ShowReceived();
-    void ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& prefix);
+    void ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text);
     void PaintActivity();
 
     // Session (Session.cpp), one function a state

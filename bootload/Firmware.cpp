@@ -1,3 +1,4 @@
+#include "bootload/Commands.h"
 #include "bootload/DialogBootload.h"
 #include "bootload/FirmwareFile.h"
 #include "bootload/Log.h"
@@ -84,11 +85,8 @@ void DialogBootload::ErasePage(PortTest* port)
 void DialogBootload::SendDataLine(PortTest* port)
 {
     port->ticks = 0;
-    Line line(kWordData);
-    line.appendHex(static_cast<quint32>(port->flashAddress % kPageSize));
-    for (const char byte : readFirmware(port->file, port->flashAddress))
-        line.append(",").appendHexByte(static_cast<quint8>(byte));
-    Send(port, line);
+    const DataLineBytes bytes = readFirmware(port->file, port->flashAddress);
+    Send(port, dataLine(port->flashAddress, bytes));
 }
 
 void DialogBootload::CheckFirmware(PortTest* port)

@@ -4,6 +4,7 @@
 #include "ui_DialogBootload.h"
 
 #include <QSignalBlocker>
+#include <QThread>
 
 #include <algorithm>
 
@@ -115,8 +116,10 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         // and whether the adapter has gone is told by reading.
         const QSignalBlocker blocker(port);
         port->write(bytes.data(), bytes.size());
-        // The line leaves now: what is painted or logged next is so while it is on the wire.
+        // The line leaves now: what is painted or logged next is so while it is on the wire. Where
+        // the system carries it on in a task of its own, that one goes first.
         port->flush();
+        QThread::yieldCurrentThread();
         noteTimeOnTheWire(port, bytes.size());
     }
     wireLog.sent(port->portName(), bytes, sends);
@@ -125,23 +128,16 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
 void DialogBootload::ShowSent()
 {
     txSpin = txSpin <= 2 ? txSpin + 1 : 0;
-    ShowActivity(ui->labelTX, txPainted, QStringLiteral("TX: "));
+    ShowActivity(ui->labelTX, txPainted, QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
 }
 
-void DialogBootload::ShowReceived()
+void DialogBootload::ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text)
 {
-    rxSpin = rxSpin > 2 ? 0 : rxSpin + 1;
-    // By the TX counter on purpose: this indicator moves only when something was sent in between.
-    ShowActivity(ui->labelRX, rxPainted, QStringLiteral("RX: "));
-}
-
-void DialogBootload::ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& prefix)
-{
-    // The text is always the newest; painted it is at most once a display frame, by this line, a
-    // later one or the next tick. Painting at every line would take more time than the line itself.
-    const bool paint = !painted.isValid() || painted.hasExpired(kFrameInterval.count());
+    // The text is always the newest; it is painted at most once in an interval, by this line, a
+    // later one or the next tick.
+    const bool paint = !painted.isValid() || painted.hasExpired(kActivityInterval.count());
     label->setUpdatesEnabled(paint);
-    label->setText(prefix + QLatin1Char(spinChars[txSpin]));
+    label->setText(text);
     if (paint)
         painted.start();
 }
@@ -164,8 +160,12 @@ void DialogBootload::readyRead()
         if (!received.store(byte))
             continue;
         received.endLine();
-        ShowReceived();
+        rxSpin = rxSpin > 2 ? 0 : rxSpin + 1;
+        // By the TX counter on purpose: this indicator moves only when something was sent in
+        // between. It is taken before the line is answered, and shown after.
+        const QLatin1Char activity(spinChars[txSpin]);
         GotMessage(port, QString::fromUtf8(received.text()));
         received.restart();
+        ShowActivity(ui->labelRX, rxPainted, QStringLiteral("RX: ") + activity);
     }
 }

@@ -1,3 +1,4 @@
+#include "bootload/Commands.h"
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
 #include "bootload/Wire.h"
@@ -181,17 +182,13 @@ void DialogBootload::SendImageBlock(PortTest* port)
 {
     const QByteArray& pixels = images.at(port->imageIndex).data;
     port->blockNumber = port->imageOffset / kBlockSize;
-    Line line(kWordBlock);
-    line.appendHexByte(static_cast<quint32>(port->blockNumber));
     const QByteArray block = pixels.mid(port->imageOffset, kBlockSize);
-    for (const char byte : block)
-        line.append(",").appendHexByte(static_cast<quint8>(byte));
     port->imageWait = kImageAnswerWait;
     // The last block of an image is not sent again alone: without its acknowledgement the image is
     // begun again.
     if (port->imageOffset + block.size() >= pixels.size())
         port->imageStep = ImageRestart;
-    Send(port, line);
+    Send(port, blockLine(port->blockNumber, block));
 }
 
 void DialogBootload::FinishSession(PortTest* port)

@@ -14,8 +14,9 @@ inline constexpr std::chrono::milliseconds kTickInterval{500};
 /// Bytes that may wait for a device to take them before further lines are left out.
 inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
 
-/// The activity indicators are painted no more often than this: once a frame of a 60 Hz display.
-inline constexpr std::chrono::milliseconds kFrameInterval{16};
+/// The activity indicators are painted no more often than this: the eye takes it for motion, and
+/// painting costs as much as a line.
+inline constexpr std::chrono::milliseconds kActivityInterval{50};
 
 /// Speed of the board's application, and of its bootloader, in baud.
 inline constexpr qint32 kApplicationBaudRate = 19200;

@@ -4,11 +4,17 @@
 
 namespace protocol {
 
+namespace {
+
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+} // namespace
+
 HexText::HexText(quint32 value, int minDigits)
 {
     do {
         --m_first;
-        m_digits.at(static_cast<std::size_t>(m_first)) = "0123456789ABCDEF"[value & 0xFU];
+        m_digits.at(static_cast<std::size_t>(m_first)) = kHexDigits[value & 0xFU];
         value >>= 4U;
     } while (m_first > 0 && (value != 0 || kMaxHexDigits - m_first < minDigits));
 }
@@ -22,6 +28,24 @@ Line& Line::append(QByteArrayView text)
     }
     std::copy(text.begin(), text.end(), m_buffer.begin() + m_size);
     m_size += text.size();
+    return *this;
+}
+
+Line& Line::appendHexFields(QByteArrayView bytes)
+{
+    constexpr qsizetype kFieldSize = 3;
+    if (!m_complete || bytes.size() >= (kLineCapacity - m_size + kFieldSize - 1) / kFieldSize) {
+        m_complete = false;
+        return *this;
+    }
+    auto out = m_buffer.begin() + m_size;
+    for (const char byte : bytes) {
+        const auto value = static_cast<quint8>(byte);
+        *out++ = ',';
+        *out++ = kHexDigits[value >> 4U];
+        *out++ = kHexDigits[value & 0xFU];
+    }
+    m_size += bytes.size() * kFieldSize;
     return *this;
 }
 

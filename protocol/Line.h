@@ -52,6 +52,9 @@ public:
     /// Appends `value` as upper-case hexadecimal of at least two digits, like "%02X".
     Line& appendHexByte(quint32 value) { return append(HexText(value, 2).view()); }
 
+    /// Appends each of `bytes` as "," and two upper-case hexadecimal digits.
+    Line& appendHexFields(QByteArrayView bytes);
+
     /// False once something did not fit.
     [[nodiscard]] bool complete() const { return m_complete; }
 

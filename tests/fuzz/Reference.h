@@ -36,6 +36,9 @@ namespace reference {
 /// The leading decimal digits, modulo 2^32.
 [[nodiscard]] std::uint32_t decimal(const std::string& text);
 
+/// The bytes of the array in the image source `text`, taken character by character.
+[[nodiscard]] std::string arrayBytes(const std::string& text);
+
 /// The last eight characters as hexadecimal digits, every other character as 0.
 [[nodiscard]] std::uint32_t hexadecimal(const std::string& text);
 

@@ -3,8 +3,8 @@
 #include "bootload/ImageParser.h"
 #include "tests/fuzz/Expect.h"
 #include "tests/fuzz/Quiet.h"
+#include "tests/fuzz/Reference.h"
 
-#include <algorithm>
 #include <cstdint>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -14,10 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const QByteArray text(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     ImageFile image;
     parseImage(text, image);
-    // Each byte stands for a literal, which ends at a separator of its own.
-    const auto separators
-        = std::count_if(text.begin(), text.end(), [](char c) { return c == ',' || c == '}'; });
-    expect(image.data.size() <= separators, "no more bytes than literals");
+    const std::string bytes = reference::arrayBytes(text.toStdString());
+    expect(image.data == QByteArray::fromStdString(bytes), "the bytes of the array");
     expect(!image.data.isNull() || image.data.isEmpty(), "the bytes are there");
     expect(text.contains(".header.w") || image.width == 0, "a width only where it is named");
     expect(text.contains(".header.h") || image.height == 0, "a height only where it is named");

@@ -229,9 +229,14 @@ void SessionBench::setFields(const SessionFields& values, int index)
         throw std::out_of_range("no number " + rest.firstKey().toStdString());
 }
 
+QLabel& SessionBench::label(const char* name) const
+{
+    return *m_dialog->findChild<QLabel*>(QLatin1StringView(name));
+}
+
 QString SessionBench::labelText(const char* name) const
 {
-    return m_dialog->findChild<QLabel*>(QLatin1StringView(name))->text();
+    return label(name).text();
 }
 
 QProgressBar& SessionBench::bar(const char* name) const

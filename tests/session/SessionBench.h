@@ -69,6 +69,7 @@ public:
     /// Gives a session's numbers these values. Throws std::out_of_range for any other name.
     void setFields(const SessionFields& values, int index = 0);
 
+    [[nodiscard]] QLabel& label(const char* name) const;
     [[nodiscard]] QString labelText(const char* name) const;
     [[nodiscard]] QProgressBar& bar(const char* name) const;
     [[nodiscard]] QString log() const;

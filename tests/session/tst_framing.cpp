@@ -1,5 +1,6 @@
 #include "tests/session/SessionBench.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <array>
@@ -7,6 +8,28 @@
 using protocol::kLineCapacity;
 
 /// How lines leave and arrive.
+namespace {
+
+/// Counts how often a widget is painted while this lives.
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget& widget) { widget.installEventFilter(this); }
+
+    [[nodiscard]] int count() const { return m_count; }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        m_count += event->type() == QEvent::Paint ? 1 : 0;
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    int m_count = 0;
+};
+
+} // namespace
+
 class TestFraming : public QObject
 {
     Q_OBJECT
@@ -33,6 +56,9 @@ private slots:
     void keepsTheSendIndicatorForAllOtherLines();
     void sendsNothingOnAClosedPort();
     void showsTheReceiveIndicatorByTheSendCounter();
+    void showsTheReceiveIndicatorAsItStoodBeforeTheAnswer();
+    void paintsTheIndicatorsOnceInAnInterval();
+    void paintsTheNewestIndicatorAtTheNextTick();
     void handsOnTwoLinesOfOneRead();
     void joinsALineSplitOverTwoReads();
     void overwritesTheBeginningOfAnOverlongLine();
@@ -296,6 +322,50 @@ void TestFraming::showsTheReceiveIndicatorByTheSendCounter()
     QCOMPARE(bench.labelText("labelRX"), QStringLiteral("RX: -"));
     bench.receive("$NOISE\n");
     QCOMPARE(bench.labelText("labelRX"), QStringLiteral("RX: |"));
+}
+
+void TestFraming::showsTheReceiveIndicatorAsItStoodBeforeTheAnswer()
+{
+    SessionBench bench;
+    bench.receive("$MVERR,1\n");
+    QCOMPARE(bench.labelText("labelTX"), QStringLiteral("TX: |"));
+    QCOMPARE(bench.labelText("labelRX"), QStringLiteral("RX: -"));
+    bench.receive("$MVERR,1\n");
+    QCOMPARE(bench.labelText("labelTX"), QStringLiteral("TX: /"));
+    QCOMPARE(bench.labelText("labelRX"), QStringLiteral("RX: |"));
+}
+
+void TestFraming::paintsTheIndicatorsOnceInAnInterval()
+{
+    constexpr int kLines = 200;
+    SessionBench bench;
+    bench.dialog().show();
+    QVERIFY(QTest::qWaitForWindowExposed(&bench.dialog()));
+    PaintCounter paints(bench.label("labelTX"));
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < kLines; ++i) {
+        bench.dialog().AddCRC_nSend(&bench.port(), QStringLiteral("$V"));
+        QCoreApplication::processEvents();
+    }
+    // One more for an interval that has begun, one for what was left to paint before.
+    const qint64 intervals = timer.elapsed() / kActivityInterval.count();
+    QVERIFY(paints.count() > 0);
+    QVERIFY2(paints.count() <= intervals + 2, qPrintable(QString::number(paints.count())));
+}
+
+void TestFraming::paintsTheNewestIndicatorAtTheNextTick()
+{
+    SessionBench bench;
+    bench.dialog().show();
+    QVERIFY(QTest::qWaitForWindowExposed(&bench.dialog()));
+    bench.dialog().AddCRC_nSend(&bench.port(), QStringLiteral("$V"));
+    bench.dialog().AddCRC_nSend(&bench.port(), QStringLiteral("$V"));
+    QCoreApplication::processEvents();
+    PaintCounter paints(bench.label("labelTX"));
+    bench.dialog().Timeout();
+    QCoreApplication::processEvents();
+    QVERIFY(paints.count() > 0);
 }
 
 void TestFraming::handsOnTwoLinesOfOneRead()

@@ -193,6 +193,10 @@ private slots:
         row("no hexadecimal digit counts as zero", "0xg1", "01");
         row("the last one too", "0x1g", "10");
         row("a suffix is read as a digit", "0xA5u", "50");
+        row("unusual ones among usual ones", "0x01, 0x2, 3, 0x04,0x05,\t0x0g, 0x06,0x007",
+            "01020405000607");
+        row("a usual one that only begins so", "0x12,0x34,0x567,0x89", "12346789");
+        row("a usual one without its comma at the end", "0x12,0x34,0x5", "123405");
         row("capital X", "0XA5, 0x01", "01");
         row("decimal", "165, 0x01", "01");
         row("decimal zero", "0, 0x01", "01");

@@ -34,6 +34,40 @@ private slots:
         QCOMPARE(line.data()[0], '\0');
     }
 
+    void writesBytesAsFields()
+    {
+        Line line(QByteArrayView("$F,00"));
+        line.appendHexFields(QByteArrayView("\x00\x0A\xA0\xFF", 4));
+        QCOMPARE(line.view().toByteArray(), QByteArray("$F,00,00,0A,A0,FF"));
+        QCOMPARE(line.appendHexFields({}).view().size(), qsizetype(17));
+        QVERIFY(line.complete());
+    }
+
+    void takesFieldsThatFit_data()
+    {
+        QTest::addColumn<qsizetype>("before");
+        QTest::addColumn<qsizetype>("count");
+        QTest::addColumn<bool>("fits");
+        QTest::newRow("the longest") << qsizetype(0) << kLongest / 3 << true;
+        QTest::newRow("one field more") << qsizetype(0) << kLongest / 3 + 1 << false;
+        QTest::newRow("up to the end") << kLongest - 6 << qsizetype(2) << true;
+        QTest::newRow("one byte beyond") << kLongest - 5 << qsizetype(2) << false;
+        QTest::newRow("none in a full line") << kLongest << qsizetype(0) << true;
+        QTest::newRow("far too many") << qsizetype(0) << qsizetype(100'000) << false;
+    }
+
+    void takesFieldsThatFit()
+    {
+        QFETCH(qsizetype, before);
+        QFETCH(qsizetype, count);
+        QFETCH(bool, fits);
+        Line line(letters(before));
+        line.appendHexFields(letters(count));
+        QCOMPARE(line.complete(), fits);
+        QCOMPARE(line.view().size(), fits ? before + count * 3 : before);
+        QCOMPARE(line.data()[line.view().size()], '\0');
+    }
+
     void takesWhatFits_data()
     {
         QTest::addColumn<qsizetype>("size");
