@@ -106,6 +106,7 @@ qsizetype readUsualLiterals(QByteArrayView text, qsizetype position, QByteArray&
 /// closing brace, or the length of `text` when it has none.
 qsizetype readBytes(QByteArrayView text, qsizetype open, QByteArray& data)
 {
+    data.reserve(data.size() + (text.size() - open) / kUsualLiteral.size());
     Literal literal;
     qsizetype i = readUsualLiterals(text, open + 1, data);
     for (; i < text.size(); ++i) {
@@ -167,6 +168,7 @@ qsizetype nextBrace(QByteArrayView text, qsizetype from)
 void parseImage(const QByteArray& text, ImageFile& image)
 {
     const qsizetype arrayEnd = readBytes(text, nextBrace(text, 0), image.data);
+    image.data.squeeze(); // an image is kept for as long as the dialog
     qCDebug(logJob) << image.data.size() << " - " << arrayEnd;
     readDescriptor(text, nextBrace(text, arrayEnd), image);
     qCDebug(logJob) << "Image Loaded: " << image.data.size() << " Width: " << image.width

@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::string_view kAskForBootloader{"$BOOTLOADM*9FEC\n"};
 constexpr std::string_view kCapture{"$G\n"};
+constexpr useconds_t kUntilHeard = 500'000; // until the board has surely heard it, at the old speed
 
 [[noreturn]] void giveUp(const char* what)
 {
@@ -77,6 +78,7 @@ int main(int argc, char* argv[])
 
     setSpeed(port, B19200);
     send(port, kAskForBootloader);
+    usleep(kUntilHeard);
     setSpeed(port, B921600);
     awaitLine(port);
     send(port, kCapture);

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QSerialPort>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -24,7 +25,8 @@ public:
         if (!m_port.open(QIODevice::ReadWrite))
             return false;
         send("$BOOTLOADM*9FEC\n");
-        m_port.setBaudRate(921600);
+        // Until the board has surely heard it, at the old speed.
+        QTimer::singleShot(500, &m_port, [this] { m_port.setBaudRate(921600); });
         return true;
     }
 
