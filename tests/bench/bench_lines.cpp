@@ -1,4 +1,5 @@
 // Reading the images and building the lines, in memory alone.
+// clazy:excludeall=non-pod-global-static (how a benchmark is registered)
 
 #include "bootload/Commands.h"
 #include "bootload/ImageFile.h"
