@@ -52,6 +52,17 @@ bool appendLineFeed(std::span<char, kLineCapacity> buffer)
     return true;
 }
 
+/// Lets go of the processor for an instant: where the system carries a line on in a task of its
+/// own, that one runs before anything is painted or logged.
+void letTheLineGoFirst()
+{
+    // A yield would last a time slice on a busy computer. Elsewhere the least sleep is far longer
+    // than a line, and drivers take a line within the write.
+#ifdef Q_OS_LINUX
+    QThread::usleep(1);
+#endif
+}
+
 /// Notes until when what was just written may be on its way. The lines before it have mostly been
 /// answered, and the shortest of them is far below the adapter's delay: only the last one counts.
 void noteTimeOnTheWire(PortTest* port, qsizetype bytes)
@@ -116,10 +127,9 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         // and whether the adapter has gone is told by reading.
         const QSignalBlocker blocker(port);
         port->write(bytes.data(), bytes.size());
-        // The line leaves now: what is painted or logged next is so while it is on the wire. Where
-        // the system carries it on in a task of its own, that one goes first.
+        // The line leaves now: what is painted or logged next is so while it is on the wire.
         port->flush();
-        QThread::yieldCurrentThread();
+        letTheLineGoFirst();
         noteTimeOnTheWire(port, bytes.size());
     }
     wireLog.sent(port->portName(), bytes, sends);
