@@ -6,28 +6,29 @@
 
 void WireLog::sent(const QString& portName, QByteArrayView line, bool onItsWay)
 {
-    add(portName, onItsWay ? " TX " : " not sent ", line);
+    add(portName, onItsWay ? "TX" : "not sent", line);
 }
 
 void WireLog::received(const QString& portName, QByteArrayView line)
 {
-    add(portName, " RX ", line);
+    add(portName, "RX", line);
 }
 
 void WireLog::add(const QString& portName, const char* what, QByteArrayView line)
 {
     if (!logWire().isDebugEnabled())
         return;
-    m_waiting.append(portName.toUtf8() + what + line.trimmed().toByteArray());
+    m_waiting.append({portName, what, line.toByteArray()});
     if (m_holds == 0)
         write();
 }
 
 void WireLog::write()
 {
-    const QByteArrayList lines = std::exchange(m_waiting, {});
-    for (const QByteArray& line : lines)
-        qCDebug(logWire).noquote() << QString::fromUtf8(line);
+    const QList<Entry> entries = std::exchange(m_waiting, {});
+    for (const Entry& entry : entries)
+        qCDebug(logWire).noquote().nospace() << entry.portName << ' ' << entry.what << ' '
+                                             << QString::fromUtf8(entry.line.trimmed());
 }
 
 WireLog::Hold::Hold(WireLog& log) : m_log(log)

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <QByteArrayList>
+#include <QByteArray>
 #include <QByteArrayView>
+#include <QList>
 #include <QString>
 
 /// The log of the lines on the wire, in the category `logWire`. Writing it takes longer than a line
@@ -29,9 +30,17 @@ public:
     };
 
 private:
+    /// What is logged, put together only when it is written.
+    struct Entry
+    {
+        QString portName;
+        const char* what;
+        QByteArray line;
+    };
+
     void add(const QString& portName, const char* what, QByteArrayView line);
     void write();
 
-    QByteArrayList m_waiting;
+    QList<Entry> m_waiting;
     int m_holds = 0;
 };

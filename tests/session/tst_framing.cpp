@@ -1,4 +1,5 @@
 #include "tests/session/SessionBench.h"
+#include "tests/support/PaintCounter.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -8,28 +9,6 @@
 using protocol::kLineCapacity;
 
 /// How lines leave and arrive.
-namespace {
-
-/// Counts how often a widget is painted while this lives.
-class PaintCounter : public QObject
-{
-public:
-    explicit PaintCounter(QWidget& widget) { widget.installEventFilter(this); }
-
-    [[nodiscard]] int count() const { return m_count; }
-
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        m_count += event->type() == QEvent::Paint ? 1 : 0;
-        return QObject::eventFilter(watched, event);
-    }
-
-private:
-    int m_count = 0;
-};
-
-} // namespace
-
 class TestFraming : public QObject
 {
     Q_OBJECT
