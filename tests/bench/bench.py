@@ -41,16 +41,15 @@ def measure_opening(bench, rounds):
 
 
 def measure_jobs(bench, rounds):
-    """Peers and program in turn, so that what slows the machine slows all of them."""
+    """Peers before and after each job, so that what slows the machine slows all of them."""
     runs = {"pingpong": [], "qtpingpong": [], "program": [], "repainting": []}
     for number in range(rounds):
-        say(f"round {number + 1} of {rounds}: peers")
-        runs["pingpong"].append(bench.peer("pingpong"))
-        runs["qtpingpong"].append(bench.peer("qtpingpong"))
-        say(f"round {number + 1} of {rounds}: a whole job")
-        runs["program"].append(bench.job("annealing-db-updater"))
-        say(f"round {number + 1} of {rounds}: the same, painting at every line")
-        runs["repainting"].append(bench.job("updater_repainting"))
+        for kind, program in (("program", "annealing-db-updater"), ("repainting", "updater_repainting")):
+            say(f"round {number + 1} of {rounds}: peers")
+            for peer in ("pingpong", "qtpingpong"):
+                runs[peer].append(bench.peer(peer))
+            say(f"round {number + 1} of {rounds}: a whole job{', painting at every line' * (kind == 'repainting')}")
+            runs[kind].append(bench.job(program))
     return {name: {**medians(rows), "rounds": rows} for name, rows in runs.items()}
 
 
@@ -78,7 +77,7 @@ def commit():
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--rounds", type=int, default=3, help="of peers and whole jobs, 3 minutes each (3)")
+    parser.add_argument("--rounds", type=int, default=3, help="of peers and whole jobs, 4 minutes each (3)")
     parser.add_argument("--without-latency", action="store_true", help="leave out the jobs at 1 and 16 ms, 8 minutes")
     parser.add_argument("--keep", type=pathlib.Path, help="write the raw figures here as JSON")
     parser.add_argument("--from", dest="source", type=pathlib.Path, help="do not measure: report these figures")
