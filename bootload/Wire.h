@@ -14,8 +14,8 @@ inline constexpr std::chrono::milliseconds kTickInterval{500};
 /// Bytes that may wait for a device to take them before further lines are left out.
 inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
 
-/// The activity indicators are painted no more often than this: a character cannot be read faster,
-/// and painting costs as much as a line.
+/// The lines that come and go paint the activity indicators no more often than this, besides each
+/// step: a character cannot be read faster, and painting costs as much as a line.
 inline constexpr std::chrono::milliseconds kActivityInterval{100};
 
 /// Speed of the board's application, and of its bootloader, in baud.

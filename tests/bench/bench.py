@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """bench.py [--rounds N] [--without-latency] [--keep FILE] BUILD_DIR
 
-Measures the program and prints a table of ratios, each of two things that were measured in the same run; writes
-the table and the plots into docs/. `./bench` builds what is measured first.
+Measures the program and prints a table of ratios, each of two things that were measured in the same run. With
+three rounds and the latencies it also writes the table and the plots into docs/. `./bench` builds what is measured
+first.
 """
 
 import argparse
@@ -17,6 +18,7 @@ import sys
 import report
 from measure import ROOT, Bench, display, say
 
+ROUNDS_TO_WRITE = 3  # fewer are for a look, and leave the document alone
 OPENINGS = 7  # per round; the first is left out, since it loads what every later one finds
 
 
@@ -41,7 +43,7 @@ def measure_opening(bench, rounds):
 
 
 def measure_jobs(bench, rounds):
-    """Peers before and after each job, so that what slows the machine slows all of them."""
+    """Peers before each job, so that what slows the machine slows all of them."""
     runs = {"pingpong": [], "qtpingpong": [], "program": [], "repainting": []}
     for number in range(rounds):
         for kind, program in (("program", "annealing-db-updater"), ("repainting", "updater_repainting")):
@@ -78,7 +80,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--rounds", type=int, default=3, help="of peers and whole jobs, 4 minutes each (3)")
-    parser.add_argument("--without-latency", action="store_true", help="leave out the jobs at 1 and 16 ms, 8 minutes")
+    parser.add_argument("--without-latency", action="store_true", help="leave out the jobs at 1 and 16 ms, 8 minutes, and what is in docs/ alone")
     parser.add_argument("--keep", type=pathlib.Path, help="write the raw figures here as JSON")
     parser.add_argument("--from", dest="source", type=pathlib.Path, help="do not measure: report these figures")
     options = parser.parse_args()
@@ -93,7 +95,8 @@ def main():
         options.keep.write_text(json.dumps(figures, indent=1))
     table = report.table(figures)
     print(table)
-    report.write(figures, table)
+    if figures["latency"] and figures["rounds"] >= ROUNDS_TO_WRITE:
+        report.write(figures, table)
 
 
 def measure(options):

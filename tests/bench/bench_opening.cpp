@@ -22,14 +22,15 @@
 namespace {
 
 constexpr double kNanosecondsPerMillisecond = 1e6;
+constexpr int kPause = 20; // ms, for what a dialog that closes leaves behind
 
 double milliseconds(const QElapsedTimer& timer)
 {
     return static_cast<double>(timer.nsecsElapsed()) / kNanosecondsPerMillisecond;
 }
 
-/// Takes the time from a click until the update dialog has been painted, and closes the dialog
-/// then.
+/// Takes the time from a click until the whole update dialog has been painted, and closes the
+/// dialog then.
 class WatchedApplication : public QApplication
 {
 public:
@@ -39,14 +40,13 @@ public:
     {
         if (event->type() == QEvent::MouseButtonRelease && receiver->inherits("QPushButton"))
             m_sinceClick.start();
-        if (event->type() == QEvent::Paint && receiver->inherits("DialogBootload"))
-            m_dialog = static_cast<QWidget*>(receiver);
+        if (event->type() == QEvent::Paint && receiver->objectName() == kPaintedLast)
+            m_dialog = static_cast<QWidget*>(receiver)->window();
         ++m_depth;
         const bool done = QApplication::notify(receiver, event);
         --m_depth;
-        // The outermost event that painted has also brought the picture to the display. A dialog
-        // runs in an event loop within the click.
-        if (m_dialog != nullptr && m_sinceClick.isValid() && m_depth <= kDepthOfDialog)
+        // The outermost event of those that painted has also brought the picture to the display.
+        if (m_dialog != nullptr && m_sinceClick.isValid() && m_depth <= kDepthOfClick)
             finish();
         return done;
     }
@@ -54,7 +54,9 @@ public:
     [[nodiscard]] const QJsonArray& times() const { return m_times; }
 
 private:
-    static constexpr int kDepthOfDialog = 2;
+    static constexpr QLatin1StringView kPaintedLast{"labelRX"};
+    /// A dialog runs in an event loop of its own within the click.
+    static constexpr int kDepthOfClick = 1;
 
     void finish()
     {
@@ -96,7 +98,7 @@ int run(WatchedApplication& application, int count)
     auto* const button = window.findChild<QPushButton*>(QStringLiteral("pushButton"));
     for (int i = 0; i < count; ++i) {
         QTest::mouseClick(button, Qt::LeftButton);
-        QTest::qWait(20);
+        QTest::qWait(kPause);
     }
     const QJsonObject result{
         {QStringLiteral("opening"), application.times()},

@@ -63,6 +63,9 @@ public:
     /// The next data line is for the same address again, so that pages never end.
     void rewind() { m_bench.port().flashAddress = kPage; }
 
+    /// True once an acknowledgement has been handled, and the next line sent.
+    [[nodiscard]] bool answered() { return m_bench.port().flashAddress != kPage; }
+
 private:
     SessionBench m_bench;
 };
@@ -103,7 +106,7 @@ void answerItself(benchmark::State& state)
     for (auto _ : state) {
         session.rewind();
         writeLine(session.farEnd(), kAcknowledgement);
-        while (!hasInput(session.farEnd(), 0))
+        while (!session.answered())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         readLine(session.farEnd());
     }

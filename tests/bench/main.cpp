@@ -20,8 +20,12 @@ int main(int argc, char* argv[])
         benchmark::Initialize(&argc, argv);
         if (benchmark::ReportUnrecognizedArguments(argc, argv))
             return 2;
-        benchmark::RunSpecifiedBenchmarks();
+        const std::size_t run = benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
+        if (run == 0) {
+            std::fputs("bench_parts: no benchmark has such a name\n", stderr);
+            return 1;
+        }
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "bench_parts: %s\n", failure.what());
         return 1;

@@ -75,17 +75,20 @@ class Bench:
     def peer(self, program):
         """The turnaround in microseconds, median and 99th percentile, of a program that sends the lines of a job."""
         lines = self.work / "lines"
-        if not lines.exists():
-            firmware = itertools.islice(firmware_lines(self.release_set), PEER_PAGES * 66)
-            images = itertools.islice(image_lines(self.release_set), 1 + PEER_BLOCKS)
-            lines.write_text("".join(line + "\n" for line in itertools.chain(firmware, images)))
+        firmware = itertools.islice(firmware_lines(self.release_set), PEER_PAGES * 66)
+        images = itertools.islice(image_lines(self.release_set), 1 + PEER_BLOCKS)
+        sent = [line + "\n" for line in itertools.chain(firmware, images)]
+        lines.write_text("".join(sent))
         report = self.work / "report.json"
         # The board's verdict is no matter here: only a part of the job is sent.
         subprocess.run([*self.on_first, self.bin / "virtual-board", "--line-rate", "--release-set", self.release_set,
                         "--first-port", str(PORT), "--report", report, "--timeout", "60",
                         "--", self.bin / program, f"/dev/ttyUSB{PORT}", lines],
                        stdout=subprocess.DEVNULL, check=False)
-        return turnaround(json.loads(report.read_text())["boards"][0])
+        figures = turnaround(json.loads(report.read_text())["boards"][0])
+        if figures["lines"] < len(sent):
+            raise RuntimeError(f"{program} sent {figures['lines']} lines of {len(sent)}")
+        return figures
 
     def job(self, program, latency=0):
         """A mode 0 job of the whole program, its window up; fails when the board is not exact in the end."""

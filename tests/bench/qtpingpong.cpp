@@ -10,6 +10,9 @@
 
 namespace {
 
+constexpr qint32 kFastBaudRate = 921600;
+constexpr int kUntilHeard = 500; // ms
+
 class PingPong
 {
 public:
@@ -26,7 +29,7 @@ public:
             return false;
         send("$BOOTLOADM*9FEC\n");
         // Until the board has surely heard it, at the old speed.
-        QTimer::singleShot(500, &m_port, [this] { m_port.setBaudRate(921600); });
+        QTimer::singleShot(kUntilHeard, &m_port, [this] { m_port.setBaudRate(kFastBaudRate); });
         return true;
     }
 

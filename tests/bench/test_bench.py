@@ -3,6 +3,7 @@
 
 import json
 import pathlib
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -23,6 +24,23 @@ def figures(median=30, cpu=0.5):
             "opening": {"full": 4.0, "empty": 3.0, "loop": 2.0}, "latency": {"16": {"seconds": 360, "floor": 358}},
             "jobs": {"program": job, "repainting": {**job, "cpuSeconds": 2.0}, "pingpong": peer, "qtpingpong": peer},
             "growth": growth}
+
+
+class Parts(unittest.TestCase):
+    def test_eachPartHasItsFloor(self):
+        done = subprocess.run([BUILD / "bin/bench_parts", "--benchmark_list_tests"], check=True, capture_output=True,
+                              text=True)
+        names = [name.removesuffix("/real_time") for name in done.stdout.split("\n") if name]
+        kinds = {}
+        for part, kind in (name.split("/", 1) for name in names if not name.startswith("growth ")):
+            kinds.setdefault(part, set()).add(kind)
+        self.assertEqual(set(kinds), {"parse five images", "build a data line", "build a block line",
+                                      "checksum and send", "receive and handle an acknowledgement"})
+        for part, its in kinds.items():
+            self.assertIn("itself", its, part)
+            self.assertGreater(len(its), 1, part)
+        self.assertEqual({name.split("/")[0] for name in names if name.startswith("growth ")},
+                         {"growth parse", "growth open", "growth block"})
 
 
 class Peers(unittest.TestCase):

@@ -16,7 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     parseImage(text, image);
     const std::string bytes = reference::arrayBytes(text.toStdString());
     expect(image.data == QByteArray::fromStdString(bytes), "the bytes of the array");
-    expect(!image.data.isNull() || image.data.isEmpty(), "the bytes are there");
     expect(text.contains(".header.w") || image.width == 0, "a width only where it is named");
     expect(text.contains(".header.h") || image.height == 0, "a height only where it is named");
 

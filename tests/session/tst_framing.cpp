@@ -343,6 +343,7 @@ void TestFraming::paintsTheNewestIndicatorAtTheNextTick()
     QCoreApplication::processEvents();
     PaintCounter paints(bench.label("labelTX"));
     bench.dialog().Timeout();
+    QCOMPARE(bench.labelText("labelTX"), QStringLiteral("TX: /"));
     QCoreApplication::processEvents();
     QVERIFY(paints.count() > 0);
 }
