@@ -60,13 +60,13 @@ public:
     /// of 1000 bytes, in place and sends it. Without a "$", a NUL behind it or room for what is
     /// appended, nothing is changed or sent.
     void AddCRC_nSend(PortTest* port, char* line);
-    /// The same on a copy of `line`; a text of 1000 bytes or more in UTF-8 is not sent.
+    /// The same on a copy of `line`; a text of 994 bytes or more in UTF-8 is not sent.
     void AddCRC_nSend(PortTest* port, QString line);
 
     /// Appends a line feed to `line`, a buffer of 1000 bytes, in place and sends it without a
     /// checksum. Without a NUL and room for the line feed nothing is changed or sent.
     void nSend(PortTest* port, char* line);
-    /// The same on a copy of `line`; a text of 1000 bytes or more in UTF-8 is not sent.
+    /// The same on a copy of `line`; a text of 999 bytes or more in UTF-8 is not sent.
     void nSend(PortTest* port, QString line);
 
     /// Sends a whole line; only its line feed is added where it is missing. An empty text sends

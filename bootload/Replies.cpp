@@ -75,9 +75,9 @@ bool DialogBootload::GotGACK(PortTest* port, QByteArrayView)
 bool DialogBootload::GotMVERR(PortTest* port, QByteArrayView line)
 {
     // Shown, not compared: the update goes ahead from any version to any other.
-    Send(port, Line(kWordEnterBootloader));
     ui->label_UnitVersion->setText(
         QStringLiteral("Unit Version: ") + QString::fromUtf8(fieldText(line, 1)));
+    Send(port, Line(kWordEnterBootloader));
     return true;
 }
 
@@ -157,8 +157,8 @@ bool DialogBootload::GotAACK(PortTest* port, QByteArrayView line)
     qCDebug(logJob) << line;
     switch (hexValue(fieldText(line, 1))) {
     case 1:
-        FinishSession(port);
         Report(QStringLiteral("Images Erased"));
+        FinishSession(port);
         break;
     case 0:
         port->imageStep = EraseWait;
