@@ -11,3 +11,4 @@ QList<QSerialPortInfo> QSerialPortInfo::availablePorts()
 }
 
 void QThread::msleep(unsigned long) { }
+void QThread::usleep(unsigned long) { }

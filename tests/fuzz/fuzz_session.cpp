@@ -81,6 +81,7 @@ void Dialog::prepare(MemoryPort<PortTest>& port, Input& input) const
     constexpr int kDataLines = (kFirmwareLast + 1 - kFirmwareStart) / kDataLineSize;
     const int flags = input.byte();
     port.close();
+    port.setBaudRate(kApplicationBaudRate);
     port.present = (flags & 1) == 0;
     if ((flags & 2) == 0)
         port.beOpen();
@@ -97,6 +98,9 @@ void Dialog::prepare(MemoryPort<PortTest>& port, Input& input) const
     port.flashAddress = kFirmwareStart + input.below(kDataLines + 1) * kDataLineSize;
     port.rxIndex = static_cast<qint16>(input.below(protocol::kLineCapacity));
     std::fill(std::begin(port.rxBuffer), std::end(port.rxBuffer), 'r');
+    port.eraseUnanswered = (flags & 8) != 0;
+    port.startAddress = 0;
+    port.onTheWire = QDeadlineTimer();
     port.written.clear();
     port.file.close();
     if ((flags & 4) != 0) {

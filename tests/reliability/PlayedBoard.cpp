@@ -173,6 +173,14 @@ void PlayedBoard::deliver(const std::string& bytes)
     }
 }
 
+vboard::BoardOptions boardFor(int mode)
+{
+    vboard::BoardOptions options;
+    if (mode == JobEraseImages)
+        options.held = {{0, 1}, {3, 2}};
+    return options;
+}
+
 QString differencesFromSmallSet(const vboard::Board& board, int mode)
 {
     if (mode == JobEraseImages)

@@ -51,6 +51,9 @@ private:
     QMetaObject::Connection m_counting;
 };
 
+/// A board that needs a job in `mode`: one whose images are to be erased has some.
+[[nodiscard]] vboard::BoardOptions boardFor(int mode);
+
 /// What `board` holds instead of the small release set after `mode` has ended; empty when it holds
 /// exactly what it should.
 [[nodiscard]] QString differencesFromSmallSet(const vboard::Board& board, int mode);

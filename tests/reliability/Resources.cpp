@@ -29,7 +29,8 @@ int portLocks(const char* portName)
 
 qint64 allocatedBytes()
 {
-    return static_cast<qint64>(mallinfo2().uordblks);
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<qint64>(info.uordblks + info.hblkhd); // large blocks are mapped by themselves
 }
 
 qint64 residentBytes()

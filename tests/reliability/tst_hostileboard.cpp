@@ -129,7 +129,7 @@ void TestHostileBoard::bearsEveryReply()
     bench.closeDialog();
     bench.adapter().discardUnread();
     bench.openDialog(jobOf(state));
-    TimedBoard sane;
+    TimedBoard sane(boardFor(jobOf(state)));
     PlayedBoard played(bench.dialog(), bench.adapter(), sane);
     QVERIFY(played.playToEnd());
     QCOMPARE(differencesFromSmallSet(sane.board, jobOf(state)), QString());

@@ -101,7 +101,7 @@ void TestSoak::inTheDialog(int mode, int ticks)
         m_problem = QStringLiteral("no dialog");
         return;
     }
-    TimedBoard board;
+    TimedBoard board(boardFor(mode));
     {
         PlayedBoard played(*dialog, *m_adapter, board);
         if (!played.playToEnd(ticks))

@@ -40,6 +40,7 @@ private slots:
     void paintsTheNewestIndicatorAtTheNextTick();
     void handsOnTwoLinesOfOneRead();
     void joinsALineSplitOverTwoReads();
+    void losesTheLineBehindOneThatIsCutForGood();
     void overwritesTheBeginningOfAnOverlongLine();
     void cutsALineWhoseLineFeedEndsTheBuffer_data();
     void cutsALineWhoseLineFeedEndsTheBuffer();
@@ -367,6 +368,15 @@ void TestFraming::joinsALineSplitOverTwoReads()
     bench.receive("\n");
     QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 7"));
     QCOMPARE(bench.probe().rxSpin(), 1);
+}
+
+void TestFraming::losesTheLineBehindOneThatIsCutForGood()
+{
+    SessionBench bench;
+    bench.receive("$MVER$MVERR,7\n");
+    QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version:"));
+    bench.receive("$MVERR,8\n");
+    QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 8"));
 }
 
 void TestFraming::overwritesTheBeginningOfAnOverlongLine()

@@ -84,6 +84,7 @@ private slots:
     void restartsAnImageWhoseLastBlockIsNotAcknowledged();
     void takesALateAnswerToTheLastBlock();
     void skipsAnImageThatTheBoardHas();
+    void skipsTwoImagesWhenALateAnswerIsRepeated();
     void finishesWhenTheBoardHasTheLastImage();
     void skipsTheRestOfAnImageOnRequest();
     void finishesWhenTheLastImageIsSkippedOnRequest();
@@ -349,6 +350,20 @@ void TestImages::skipsAnImageThatTheBoardHas()
     QCOMPARE(verifyBar(bench), kSizeA + kSizeB);
     bench.reply("$IACK,0");
     QCOMPARE(bench.sent(), framedAll(blockLines(smallImage(2))));
+}
+
+// The answer names no image: a header that is sent again is answered again, and the second answer
+// is taken for that of the next image.
+void TestImages::skipsTwoImagesWhenALateAnswerIsRepeated()
+{
+    SessionBench bench(JobImagesOnly);
+    bench.enterBootloader();
+    bench.step(4);
+    QCOMPARE(bench.sent(), framed(kHeaderA));
+    bench.reply("$IACK,1");
+    bench.reply("$IACK,1");
+    QCOMPARE(bench.sent(), framed(kHeaderB) + framed(kHeaderC));
+    QCOMPARE(bench.port().imageIndex, 2);
 }
 
 void TestImages::finishesWhenTheBoardHasTheLastImage()
