@@ -6,6 +6,7 @@
 
 #include <malloc.h>
 #include <unistd.h>
+#include <valgrind/memcheck.h>
 
 int openDescriptors()
 {
@@ -27,10 +28,25 @@ int portLocks(const char* portName)
     return static_cast<int>(locks.size());
 }
 
+bool countsEveryBlock()
+{
+    return RUNNING_ON_VALGRIND != 0;
+}
+
 qint64 allocatedBytes()
 {
+    if (countsEveryBlock()) {
+        unsigned long lost = 0;
+        unsigned long maybeLost = 0;
+        unsigned long reachable = 0;
+        unsigned long suppressed = 0;
+        VALGRIND_DO_QUICK_LEAK_CHECK;
+        VALGRIND_COUNT_LEAKS(lost, maybeLost, reachable, suppressed);
+        return static_cast<qint64>(lost + maybeLost + reachable + suppressed);
+    }
     const struct mallinfo2 info = mallinfo2();
-    return static_cast<qint64>(info.uordblks + info.hblkhd); // large blocks are mapped by themselves
+    // Large blocks are mapped by themselves.
+    return static_cast<qint64>(info.uordblks + info.hblkhd);
 }
 
 qint64 residentBytes()

@@ -57,8 +57,7 @@ void TestPowerLoss::startingAgainCompletesTheBoard_data()
 {
     QTest::addColumn<int>("line");
     std::mt19937 random(20260);
-    for (const int line :
-        randomLines(random, kMomentsInFirmware, 1 + kLinesBefore, kFirmwareLines))
+    for (const int line : randomLines(random, kMomentsInFirmware, 1 + kLinesBefore, kFirmwareLines))
         QTest::addRow("firmware, line %d", line) << line;
     const int firstOfImages = 1 + kLinesBefore + kFirmwareLines;
     for (const int line : randomLines(random, kMomentsInImages, firstOfImages, kImageLines))

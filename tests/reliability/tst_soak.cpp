@@ -77,7 +77,7 @@ void TestSoak::leavesNothingBehind()
         m_ended, m_closedBefore, kWarmUp, static_cast<long long>(grown),
         static_cast<long long>(residentBytes() - resident));
     constexpr qint64 kNoise = 0x10000; // a dialog that stayed would be ten times that
-    QVERIFY2(grown < kNoise, "memory");
+    QVERIFY2(grown <= (countsEveryBlock() ? 0 : kNoise), "memory");
     QVERIFY(m_ended > kJobs / 2 && m_closedBefore > kJobs / 4);
 }
 
