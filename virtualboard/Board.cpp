@@ -201,45 +201,6 @@ void Board::obey(const Command& command, Time now)
     settle(running->take(command, now), now);
 }
 
-bool Board::sufferAtCommand(const FaultRule& rule, std::string& line, Time now)
-{
-    switch (rule.kind) {
-    case FaultKind::DropCommand:
-        return false;
-    case FaultKind::CorruptCommand: {
-        const std::size_t position = m_faults.dice(line.size());
-        line[position] = static_cast<char>(line[position] ^ (1 << m_faults.dice(7)));
-        return true;
-    }
-    case FaultKind::Garbage: {
-        std::string garbage;
-        while (garbage.size() < rule.size)
-            garbage += static_cast<char>(m_faults.dice(256));
-        putOnLine(std::move(garbage), now);
-        return true;
-    }
-    case FaultKind::LongLine:
-        putOnLine(std::string(rule.size, 'x') + '\n', now);
-        return true;
-    case FaultKind::Announce:
-        queue({now, "Bootloader", false});
-        return true;
-    case FaultKind::Restart:
-        boot(Runs::Application, now);
-        return false;
-    case FaultKind::Silence:
-        m_silentUntil = rule.length ? now + *rule.length : Time::max();
-        return false;
-    case FaultKind::Unplug:
-        push({now, Emission::What::Unplug, {}, 0});
-        if (rule.length)
-            push({now + *rule.length, Emission::What::PlugIn, {}, 0});
-        return false;
-    default:
-        return true;
-    }
-}
-
 void Board::settle(Outcome outcome, Time now)
 {
     for (Reply& reply : outcome.replies)
@@ -278,34 +239,6 @@ void Board::sendReply(const Pending& pending)
         return;
     m_statistics.countReply(reply.body, reply.at);
     putOnLine(std::move(bytes), reply.at);
-}
-
-bool Board::sufferAtReply(const FaultRule& rule, const Reply& reply, std::string& bytes)
-{
-    const Time length = rule.length.value_or(Time::zero());
-    switch (rule.kind) {
-    case FaultKind::DropReply:
-        return false;
-    case FaultKind::DelayReply: {
-        Reply late = reply;
-        late.at += length;
-        const Time at = late.at;
-        m_replies.emplace(at, Pending{std::move(late), true});
-        return false;
-    }
-    case FaultKind::SplitReply:
-        m_statistics.countReply(reply.body, reply.at);
-        for (std::size_t index = 0; index < bytes.size(); ++index)
-            push({reply.at + length * static_cast<int>(index), Emission::What::Bytes,
-                bytes.substr(index, 1), baudRate()});
-        return false;
-    case FaultKind::JoinLines:
-        for (unsigned long line = 1; line < rule.size; ++line)
-            bytes.insert(0, withChecksum("NOTE," + hex(static_cast<std::uint32_t>(line))));
-        return true;
-    default:
-        return true;
-    }
 }
 
 void Board::putOnLine(std::string bytes, Time now)
