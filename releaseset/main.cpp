@@ -53,10 +53,11 @@ void print(FILE* stream, const QByteArray& text)
     std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stream);
 }
 
-void printFindings(const Findings& findings)
+/// One line each, behind `prefix`.
+void printFindings(const Findings& findings, const QString& prefix = {})
 {
     for (const releaseset::Finding& finding : findings.all())
-        print(stderr, releaseset::toLine(finding).toUtf8() + '\n');
+        print(stderr, (prefix + releaseset::toLine(finding)).toUtf8() + '\n');
 }
 
 /// Takes the arguments of one command apart; what is wrong with them is a wrong call.
@@ -159,15 +160,18 @@ int runDiff(const QStringList& arguments)
     call.needFolder(1);
     if (!call.fault().isEmpty())
         return wrongCall(call.fault());
-    Findings findings;
-    const ReleaseSet before = releaseset::readReleaseSet(call.operand(0), findings);
-    const ReleaseSet after = releaseset::readReleaseSet(call.operand(1), findings);
+    Findings findingsBefore;
+    Findings findingsAfter;
+    const ReleaseSet before = releaseset::readReleaseSet(call.operand(0), findingsBefore);
+    const ReleaseSet after = releaseset::readReleaseSet(call.operand(1), findingsAfter);
     const QStringList lines = releaseset::differencesOf(before, after);
     for (const QString& line : lines)
         print(stdout, line.toUtf8() + '\n');
     std::fflush(stdout);
-    printFindings(findings);
-    return lines.isEmpty() && findings.errors() == 0 ? kFine : kFaulty;
+    printFindings(findingsBefore, call.operand(0) + u'/');
+    printFindings(findingsAfter, call.operand(1) + u'/');
+    const qsizetype errors = findingsBefore.errors() + findingsAfter.errors();
+    return lines.isEmpty() && errors == 0 ? kFine : kFaulty;
 }
 
 struct Command
@@ -193,7 +197,8 @@ int main(int argc, char** argv)
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     if (arguments.isEmpty())
         return wrongCall(QStringLiteral("no command"));
-    if (arguments.first() == QLatin1String("--help")) {
+    const QStringList help{QStringLiteral("--help"), QStringLiteral("-h")};
+    if (help.contains(arguments.first()) || help.contains(arguments.last())) {
         std::fputs(kUsage, stdout);
         return kFine;
     }

@@ -58,6 +58,7 @@ private:
     bool addHeld(const QString& value);
     bool addFault(const QString& line);
     bool addFaultFile(const QString& path);
+    [[nodiscard]] QString unknown(const QString& option) const;
     bool takeOption(QString option, QStringList& rest);
     void finish();
 
@@ -83,8 +84,13 @@ void Parser::addText(const char* name, QString& text)
 
 void Parser::addNumber(const char* name, int least, int most, int& number)
 {
-    m_settings.insert(QLatin1String(name),
-        [=, &number](const QString& value) { return readInt(value, least, most, number); });
+    m_settings.insert(QLatin1String(name), [=, this, &number](const QString& value) {
+        if (readInt(value, least, most, number))
+            return true;
+        m_reason = QStringLiteral("a number from %1 to %2, not \"%3\"")
+                       .arg(QString::number(least), QString::number(most), value);
+        return false;
+    });
 }
 
 void Parser::addTime(const char* name, double plainUnit, std::function<void(Time)> set)
@@ -201,6 +207,15 @@ bool Parser::addFaultFile(const QString& path)
     return true;
 }
 
+QString Parser::unknown(const QString& option) const
+{
+    if (m_flags.contains(option))
+        return QStringLiteral("%1 takes no value").arg(option);
+    if (!option.startsWith(u'-'))
+        return QStringLiteral("\"%1\" is no option; a program goes behind \"--\"").arg(option);
+    return QStringLiteral("there is no option \"%1\"").arg(option);
+}
+
 bool Parser::takeOption(QString option, QStringList& rest)
 {
     if (const auto flag = m_flags.constFind(option); flag != m_flags.cend())
@@ -213,7 +228,7 @@ bool Parser::takeOption(QString option, QStringList& rest)
     }
     const auto setting = m_settings.constFind(option);
     if (setting == m_settings.cend()) {
-        m_reason = QStringLiteral("there is no option \"%1\"").arg(option);
+        m_reason = unknown(option);
         return false;
     }
     if (equals < 0 && rest.isEmpty()) {

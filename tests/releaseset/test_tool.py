@@ -47,6 +47,13 @@ class Calls(Scratch):
                 self.assertIn("usage: release-set", result.stderr)
                 self.assertEqual(result.stdout, "")
 
+    def test_helpIsGivenBeforeAndBehindACommand(self):
+        for call in (["--help"], ["-h"], ["check", "--help"], ["diff", "-h"]):
+            with self.subTest(call):
+                result = run(*call)
+                self.assertEqual((result.returncode, result.stderr), (0, ""))
+                self.assertIn("usage: release-set", result.stdout)
+
 
 class Check(Scratch):
     def test_tableShowsEveryImageTheFirmwareAndTheTimes(self):
@@ -251,6 +258,13 @@ class Diff(Scratch):
 
     def test_sameSetsHaveNoDifferences(self):
         self.assertEqual(self.lines(RES, self.copy_of("same", RES), code=0), [])
+
+    def test_aFaultIsToldWithItsSet(self):
+        before, after = SETS / "wrong-byte-count", SETS / "no-array"
+        result = run("diff", before, after)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(f"{before}/dot.c: error: 8 bytes", result.stderr)
+        self.assertIn(f"{after}/dot.c: error: there is no array", result.stderr)
 
     def test_versionsAndPixelsOfAnImage(self):
         after = self.copy_of("after")

@@ -102,8 +102,11 @@ private slots:
         };
         row("unknown option", {"--bogus"}, "there is no option \"--bogus\"");
         row("no value", {"--boards", "2", "--record"}, "--record needs a value");
-        row("no number", {"--boards=many"}, "--boards: \"many\" is not understood");
-        row("too many", {"--boards=65"}, "--boards: \"65\" is not understood");
+        row("flag with a value", {"--progress=1"}, "--progress takes no value");
+        row("program without --", {"some-program"},
+            "\"some-program\" is no option; a program goes behind \"--\"");
+        row("no number", {"--boards=many"}, "--boards: a number from 1 to 64, not \"many\"");
+        row("too many", {"--boards=65"}, "--boards: a number from 1 to 64, not \"65\"");
         row("kind", {"--kind=toaster"}, "--kind: \"toaster\" is not understood");
         row("job", {"--expect=magic"}, "--expect: \"magic\" is not understood");
         row("time", {"--boot=-3"}, "--boot: \"-3\" is not understood");
