@@ -63,8 +63,8 @@ void letTheLineGoFirst()
 #endif
 }
 
-/// Notes until when what was just written may be on its way. The lines before it have mostly been
-/// answered, and the shortest of them is far below the adapter's delay: only the last one counts.
+/// Notes until when what was just written may be on its way. Only the last line counts: those
+/// before it have mostly been answered, and left when it was written.
 void noteTimeOnTheWire(PortTest* port, qsizetype bytes)
 {
     constexpr qint64 kMillisecondsPerSecond = 1000;

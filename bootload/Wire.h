@@ -103,11 +103,12 @@ inline constexpr char kErasedByte = '\xFF';
 /// Bytes of an image in one block line.
 inline constexpr qint32 kBlockSize = 256;
 
-/// Probing lines: how many in all, and from how many left on the bootloader is asked for.
+/// Probing lines: how many in all, and below how many left the bootloader is asked for.
 inline constexpr qint32 kProbeLines = 10;
 inline constexpr qint32 kProbesForBootloader = 3;
 
-/// How often the versions and the bootloader are asked for after a check.
+/// How often the versions and the bootloader are to be asked for after a check. Nothing leads
+/// there, and nothing counts them.
 inline constexpr qint32 kVersionRequests = 3;
 inline constexpr qint32 kBootloaderRequests = 5;
 

@@ -5,9 +5,9 @@
 #include <QList>
 #include <QString>
 
-/// The log of the lines on the wire, in the category `logWire`. Writing it takes longer than a line
-/// takes to be answered, so it can be held back while there are lines to send. The order among its
-/// own lines is kept; what goes to another category meanwhile is written before them.
+/// The log of the lines on the wire, in the category `logWire`. Writing it takes time that
+/// the next line would wait for, so it can be held back while there are lines to send. The order
+/// among its own lines is kept; what goes to another category meanwhile is written before them.
 class WireLog
 {
 public:

@@ -9,7 +9,7 @@ namespace releaseset {
 namespace {
 
 constexpr qsizetype kAddressBytes = 4;
-constexpr int kBitsPerByte = 8;
+constexpr int kBitsInByte = 8;
 constexpr int kHexBase = 16;
 
 Place in(const char16_t* file)
@@ -31,7 +31,7 @@ quint32 littleEndian(const QByteArray& bytes)
 {
     quint32 value = 0;
     for (qsizetype i = bytes.size(); i-- > 0;)
-        value = value << kBitsPerByte | static_cast<unsigned char>(bytes.at(i));
+        value = value << kBitsInByte | static_cast<unsigned char>(bytes.at(i));
     return value;
 }
 

@@ -18,8 +18,6 @@ constexpr int kStepsToFirstImage = kImageRestartWait + 1;
 /// From the last acknowledgement, which makes a step itself, to the closing of the port.
 constexpr int kStepsToClose = kFinishTicks;
 
-/// Start bit, eight data bits, stop bit.
-constexpr qint64 kBitsPerByte = 10;
 constexpr qint64 kMillisecondsPerSecond = 1000;
 constexpr int kHexBase = 16;
 /// How long the board waits before it takes a line without line feed as ended.

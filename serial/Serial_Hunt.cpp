@@ -13,7 +13,8 @@ constexpr QLatin1String kAdapterManufacturer("FTDI");
 // Ticks from a scan to the first attempt, or to the next scan when there was no candidate.
 constexpr int kScanTicks = 5;
 
-// The bootloader listens and announces itself at this speed.
+// The bootloader of the boards that this service hunts for announces itself at this speed; that of
+// the boards that are updated is faster.
 constexpr auto kBootloaderSpeed = QSerialPort::Baud115200;
 constexpr int kBootloaderTicks = 25;
 

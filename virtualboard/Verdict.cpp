@@ -144,6 +144,19 @@ QString imagesText(const ImageStore& store)
     return texts.isEmpty() ? QStringLiteral("none") : texts.join(QStringLiteral("; "));
 }
 
+QString runsText(Runs runs)
+{
+    switch (runs) {
+    case Runs::Application:
+        return QStringLiteral("its application");
+    case Runs::Bootloader:
+        return QStringLiteral("its bootloader");
+    case Runs::Nothing:
+        break;
+    }
+    return QStringLiteral("nothing, it boots");
+}
+
 QString headline(const Verdict& verdict)
 {
     if (!verdict.job)
@@ -213,6 +226,7 @@ QString verdictText(const QString& title, const Verdict& verdict, const Board& b
             .arg(figures.pagesErased)
             .arg(figures.pagesProgrammed));
     row("images", imagesText(board.images()));
+    row("runs", runsText(board.runs()));
     row("not obeyed", countsText(figures.rulesBroken, itself));
     if (figures.bytesAtWrongRate + figures.rubbish.strayBytes > 0)
         row("unheard",

@@ -42,11 +42,13 @@ qint64 allocatedBytes()
         unsigned long suppressed = 0;
         VALGRIND_DO_QUICK_LEAK_CHECK;
         VALGRIND_COUNT_LEAKS(lost, maybeLost, reachable, suppressed);
-        return static_cast<qint64>(lost + maybeLost + reachable + suppressed);
+        const unsigned long all = lost + maybeLost + reachable + suppressed;
+        return static_cast<qint64>(all);
     }
     const struct mallinfo2 info = mallinfo2();
     // Large blocks are mapped by themselves.
-    return static_cast<qint64>(info.uordblks + info.hblkhd);
+    const std::size_t all = info.uordblks + info.hblkhd;
+    return static_cast<qint64>(all);
 }
 
 qint64 residentBytes()

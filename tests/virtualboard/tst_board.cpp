@@ -15,6 +15,14 @@ BoardOptions holding(std::uint32_t number, std::uint32_t version)
     return options;
 }
 
+BoardOptions losing(const std::string& word)
+{
+    BoardOptions options;
+    std::string error;
+    options.faults.push_back(FaultRule::parse("drop-command at=1 word=" + word, error).value());
+    return options;
+}
+
 } // namespace
 
 class TestBoard : public QObject
@@ -326,6 +334,17 @@ private slots:
         driver.wait(OwnTimes().boot);
         driver.baudRate = 19200;
         QCOMPARE(driver.ask("MVER"), std::string("$MVERR,D.01a"));
+    }
+
+    void staysInTheBootloaderWithoutX()
+    {
+        BoardDriver driver(losing("X"));
+        driver.capture();
+        driver.ask("X", OwnTimes().boot);
+        QVERIFY(driver.board.isFinished());
+        QCOMPARE(driver.board.runs(), Runs::Bootloader);
+        driver.wait(10s);
+        QCOMPARE(driver.heard(), std::string());
     }
 
     void staysInTheBootloaderWithHalfAFirmware()
