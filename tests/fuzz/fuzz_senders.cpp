@@ -6,9 +6,9 @@
 #include "serial/Settings.h"
 #include "tests/fuzz/Application.h"
 #include "tests/fuzz/Expect.h"
-#include "tests/fuzz/MemoryPort.h"
 #include "tests/fuzz/Reference.h"
 #include "tests/serial/SerialConnectProbe.h"
+#include "tests/support/MemoryPort.h"
 
 #include <vector>
 

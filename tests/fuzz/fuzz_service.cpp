@@ -5,9 +5,9 @@
 #include "tests/fuzz/Application.h"
 #include "tests/fuzz/Expect.h"
 #include "tests/fuzz/Input.h"
-#include "tests/fuzz/MemoryPort.h"
 #include "tests/fuzz/Reference.h"
 #include "tests/serial/SerialConnectProbe.h"
+#include "tests/support/MemoryPort.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include "tests/fuzz/Application.h"
 #include "tests/fuzz/Expect.h"
 #include "tests/fuzz/Input.h"
-#include "tests/fuzz/MemoryPort.h"
 #include "tests/session/DialogBootloadProbe.h"
 #include "tests/session/ReleaseSetFixture.h"
+#include "tests/support/MemoryPort.h"
 
 #include <QProgressBar>
 #include <QTextEdit>
