@@ -113,9 +113,11 @@ bool DialogBootload::GotFACK(PortTest* port, QByteArrayView line)
     const QByteArrayView flag = fieldText(line, 2);
     const bool current = block == static_cast<quint32>(port->blockNumber);
     const bool skip = !current && flag == "1";
-    // Before this image's first block only a skip can be meant for it: what else comes is left over
-    // from the image before.
-    if (port->imageStep == ImageAnnounce && !skip)
+    // Between an image's header and its first block only a skip can be meant for it: any other
+    // answer is a late one of the image before. While the image waits to be begun again its header
+    // is not out yet, and the late answer to its last block ends it.
+    const bool lateEnd = current && port->lastBlockUnanswered;
+    if (port->imageStep == ImageAnnounce && !skip && !lateEnd)
         return false;
 
     if (current)
@@ -146,6 +148,7 @@ void DialogBootload::BlockStored(PortTest* port)
 void DialogBootload::NextImage(PortTest* port)
 {
     ++port->imageIndex;
+    port->lastBlockUnanswered = false;
     if (port->imageIndex >= images.size())
         FinishSession(port);
 }

@@ -89,6 +89,7 @@ void DialogBootload::StartImages(PortTest* port)
     port->imageOffset = 0;
     port->imageStep = ImageRestart;
     port->imageWait = 0;
+    port->lastBlockUnanswered = false;
 }
 
 void DialogBootload::StepStart(PortTest* port)
@@ -175,6 +176,7 @@ void DialogBootload::SendImageHeader(PortTest* port)
     line.appendHexByte(static_cast<quint32>(image.height));
     port->imageOffset = 0;
     port->imageWait = kImageAnswerWait;
+    port->lastBlockUnanswered = false;
     Send(port, line);
 }
 
@@ -186,8 +188,10 @@ void DialogBootload::SendImageBlock(PortTest* port)
     port->imageWait = kImageAnswerWait;
     // The last block of an image is not sent again alone: without its acknowledgement the image is
     // begun again.
-    if (port->imageOffset + block.size() >= pixels.size())
+    if (port->imageOffset + block.size() >= pixels.size()) {
         port->imageStep = ImageRestart;
+        port->lastBlockUnanswered = true;
+    }
     Send(port, blockLine(port->blockNumber, block));
 }
 

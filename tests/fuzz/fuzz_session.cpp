@@ -99,6 +99,7 @@ void Dialog::prepare(MemoryPort<PortTest>& port, Input& input) const
     port.rxIndex = static_cast<qint16>(input.below(protocol::kLineCapacity));
     std::fill(std::begin(port.rxBuffer), std::end(port.rxBuffer), 'r');
     port.eraseUnanswered = (flags & 8) != 0;
+    port.lastBlockUnanswered = (flags & 16) != 0;
     port.startAddress = 0;
     port.onTheWire = QDeadlineTimer();
     port.written.clear();

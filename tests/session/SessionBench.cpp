@@ -221,6 +221,7 @@ void SessionBench::setFields(const SessionFields& values, int index)
 {
     SessionFields rest = values;
     port(index).eraseUnanswered = false;
+    port(index).lastBlockUnanswered = false;
     for (const NamedField& field : kFields) {
         if (rest.contains(field.name))
             port(index).*field.member = rest.take(field.name);

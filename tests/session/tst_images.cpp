@@ -83,6 +83,11 @@ private slots:
     void sendsABlockAgainUntilItIsAcknowledged();
     void restartsAnImageWhoseLastBlockIsNotAcknowledged();
     void takesALateAnswerToTheLastBlock();
+    void endsAnImageByALateAnswerWhileItWaitsToBeginAgain_data();
+    void endsAnImageByALateAnswerWhileItWaitsToBeginAgain();
+    void ignoresALateAnswerOnceTheImageIsAnnouncedAgain();
+    void takesNoLateAnswerForAnImageThatWasNotSent();
+    void ignoresALateAnswerToAnotherBlockWhileAnImageWaits();
     void skipsAnImageThatTheBoardHas();
     void skipsTwoImagesWhenALateAnswerIsRepeated();
     void finishesWhenTheBoardHasTheLastImage();
@@ -327,11 +332,91 @@ void TestImages::takesALateAnswerToTheLastBlock()
     QCOMPARE(bench.sent(), framed(kHeaderB));
     QCOMPARE(bench.port().imageIndex, 1);
     QCOMPARE(verifyBar(bench), kSizeA);
+}
 
-    // Once the image is to begin again its answer comes too late.
-    bench.setFields({{"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 4}, {"blockNumber", 2}});
+void TestImages::endsAnImageByALateAnswerWhileItWaitsToBeginAgain_data()
+{
+    QTest::addColumn<int>("image");
+    QTest::addColumn<int>("steps");
+    for (int steps = 4; steps <= 10; ++steps) {
+        QTest::addRow("three blocks, late by %d steps", steps) << 0 << steps;
+        QTest::addRow("one block, late by %d steps", steps) << 1 << steps;
+    }
+}
+
+void TestImages::endsAnImageByALateAnswerWhileItWaitsToBeginAgain()
+{
+    QFETCH(int, image);
+    QFETCH(int, steps);
+    SessionBench bench(JobImagesOnly);
+    bench.enterBootloader();
+    for (int held = 0; held < image; ++held)
+        bench.reply("$IACK,1");
+    const int last = static_cast<int>(blockLines(smallImage(image)).size()) - 1;
+    bench.reply("$IACK,0");
+    for (int block = 0; block < last; ++block)
+        bench.reply(acknowledge(block));
+    (void)bench.sent();
+    bench.step(steps);
+    QCOMPARE(bench.sent(), QByteArray());
+
+    bench.reply(acknowledge(last));
+    QCOMPARE(bench.sent(), framed(image == 0 ? kHeaderB : kHeaderC));
+    QCOMPARE(bench.port().imageIndex, image + 1);
+    QCOMPARE(bench.port().imageOffset, 0);
+    QCOMPARE(bench.port().imageWait, 3);
+    QCOMPARE(verifyBar(bench), image == 0 ? kSizeA : kSizeA + kSizeB);
+
+    // Doubled, it is the answer to a block of the image before.
     const QString before = toText(bench.fields());
-    bench.reply("$FACK,02");
+    bench.reply(acknowledge(last));
+    QCOMPARE(toText(bench.fields()), before);
+    QCOMPARE(bench.sent(), QByteArray());
+}
+
+void TestImages::ignoresALateAnswerOnceTheImageIsAnnouncedAgain()
+{
+    SessionBench bench(JobImagesOnly);
+    bench.enterBootloader();
+    bench.reply("$IACK,1");
+    bench.reply("$IACK,0");
+    (void)bench.sent();
+    bench.step(11);
+    QCOMPARE(bench.sent(), framed(kHeaderB));
+    const QString before = toText(bench.fields());
+    bench.reply("$FACK,00");
+    QCOMPARE(toText(bench.fields()), before);
+    QCOMPARE(bench.sent(), QByteArray());
+}
+
+void TestImages::takesNoLateAnswerForAnImageThatWasNotSent()
+{
+    SessionBench bench(JobImagesOnly);
+    bench.enterBootloader();
+    bench.reply("$IACK,1");
+    bench.reply("$IACK,0");
+    (void)bench.sent();
+    // After its only block the board says that it has the image: the next one waits for its header.
+    bench.reply("$IACK,1");
+    QCOMPARE(bench.port().imageIndex, 2);
+    QCOMPARE(bench.port().imageStep, 0);
+    const QString before = toText(bench.fields());
+    bench.reply("$FACK,00");
+    QCOMPARE(toText(bench.fields()), before);
+    QCOMPARE(bench.sent(), QByteArray());
+}
+
+void TestImages::ignoresALateAnswerToAnotherBlockWhileAnImageWaits()
+{
+    SessionBench bench(JobImagesOnly);
+    bench.enterBootloader();
+    bench.reply("$IACK,0");
+    bench.reply("$FACK,00");
+    bench.reply("$FACK,01");
+    bench.step(5);
+    (void)bench.sent();
+    const QString before = toText(bench.fields());
+    bench.reply("$FACK,01");
     QCOMPARE(toText(bench.fields()), before);
     QCOMPARE(bench.sent(), QByteArray());
 }
