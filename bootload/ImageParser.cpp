@@ -125,12 +125,19 @@ qsizetype readBytes(QByteArrayView text, qsizetype open, QByteArray& data)
     return qMin(i, text.size());
 }
 
+/// The value of a decimal integer; 0 for any other text and for what does not fit.
+int integer(const QByteArray& text)
+{
+    // The conversion alone would stop at a NUL and pass over what follows it.
+    return text.contains('\0') ? 0 : text.toInt();
+}
+
 void setEntry(ImageFile& image, const QByteArray& key, const QByteArray& value)
 {
     if (key == ".header.w")
-        image.width = value.toInt();
+        image.width = integer(value);
     else if (key == ".header.h")
-        image.height = value.toInt();
+        image.height = integer(value);
 }
 
 /// Reads the entries of the descriptor that opens at `open`, up to its closing brace.

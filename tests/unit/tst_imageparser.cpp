@@ -353,6 +353,9 @@ private slots:
         row("a word", ".header.w = WIDTH,", 0);
         row("a product", ".header.w = 2 * 170,", 0);
         row("a fraction", ".header.w = 340.0,", 0);
+        row("text after a NUL", QByteArray(".header.w = 340\0px,", 19), 0);
+        row("a NUL before the number", QByteArray(".header.w = \0" "340,", 17), 0);
+        row("a NUL alone after the number", QByteArray(".header.w = 340\0,", 17), 0);
         row("a suffix", ".header.w = 340u,", 0);
         row("leading zeros", ".header.w = 00340,", 340);
         row("negative", ".header.w = -5,", -5);
