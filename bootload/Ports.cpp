@@ -1,11 +1,10 @@
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
 #include "bootload/Wire.h"
+#include "serial/UnpluggedPort.h"
 
 #include <QSerialPortInfo>
 #include <QThread>
-
-#include <cerrno>
 
 namespace {
 
@@ -46,17 +45,9 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
 
 void DialogBootload::CloseWhenGone(PortTest* port)
 {
-    // The read error of an unplugged adapter comes back at every turn of the event loop for as long
-    // as the port is open.
     connect(port, &QSerialPort::errorOccurred, this, [port](QSerialPort::SerialPortError error) {
-        const bool readFailed
-            = error == QSerialPort::ReadError || error == QSerialPort::ResourceError;
-        // A line that is full for the moment is reported the same way, and takes the rest later.
-        const bool full = port->errorString() == qt_error_string(EAGAIN);
-        if (!readFailed || full || !port->isOpen())
-            return;
-        qCDebug(logJob) << "Port has gone" << port->portName();
-        port->close();
+        if (closeIfUnplugged(*port, error))
+            qCDebug(logJob) << "Port has gone" << port->portName();
     });
 }
 

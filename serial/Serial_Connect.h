@@ -104,7 +104,7 @@ private:
     void RetryAtFirmwareSpeed();
     [[nodiscard]] bool HasCandidate() const;
     void OpenCandidate(QSerialPort::BaudRate speed);
-    void CloseVanishedPort(QSerialPort::SerialPortError error);
+    void CloseWhenUnplugged(QSerialPort::SerialPortError error);
 
     /// Gate of `AddCRC_nSend`; whoever wires the service opens it.
     bool sendEnabled = false;

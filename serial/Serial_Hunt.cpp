@@ -2,6 +2,7 @@
 
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
+#include "serial/UnpluggedPort.h"
 
 #include <QSerialPortInfo>
 
@@ -114,7 +115,7 @@ bool Serial_Connect::HasCandidate() const
 void Serial_Connect::OpenCandidate(QSerialPort::BaudRate speed)
 {
     QSerialPort* const port = settings->port;
-    connect(port, &QSerialPort::errorOccurred, this, &Serial_Connect::CloseVanishedPort,
+    connect(port, &QSerialPort::errorOccurred, this, &Serial_Connect::CloseWhenUnplugged,
         Qt::UniqueConnection);
     port->setPortName(candidatePorts.at(portIndex));
     port->setBaudRate(speed);
@@ -125,11 +126,7 @@ void Serial_Connect::OpenCandidate(QSerialPort::BaudRate speed)
     port->open(QIODevice::ReadWrite);
 }
 
-// Qt reports the read error of an unplugged adapter over and over until the port is closed, which
-// would keep the processor busy until the attempt ends.
-void Serial_Connect::CloseVanishedPort(QSerialPort::SerialPortError error)
+void Serial_Connect::CloseWhenUnplugged(QSerialPort::SerialPortError error)
 {
-    const bool vanished = error == QSerialPort::ReadError || error == QSerialPort::ResourceError;
-    if (vanished && settings->port->isOpen())
-        settings->port->close();
+    closeIfUnplugged(*settings->port, error);
 }

@@ -8,6 +8,9 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <array>
+#include <unistd.h>
+
 namespace {
 
 // The ports' numbers; plugged in this order, which is not that of their names.
@@ -77,6 +80,7 @@ private slots:
     void takesForACandidate();
     void aPortHeldByAnotherIsAnAttemptWithoutAnswer();
     void aPortThatVanishesIsAnAttemptWithoutAnswer();
+    void losesNothingOfWhatAFullLineDoesNotTakeAtOnce();
     void onlyAnIndexBehindTheEndBringsANewScan();
     void onlyCountsDownWhileInputIsIgnored();
 
@@ -417,6 +421,35 @@ void TestServiceHunt::acceptLeavesThePortAsItIs()
     QCOMPARE(bench.run(200), QStringList{QStringLiteral("200 x ") + state});
     QCOMPARE(bench.probe.waitTicks, 0);
     QCOMPARE(bench.probe.candidatePorts, candidates);
+}
+
+void TestServiceHunt::losesNothingOfWhatAFullLineDoesNotTakeAtOnce()
+{
+    constexpr qsizetype kMoreThanTheLineHolds = 60'008; // bytes
+    HuntBench bench;
+    PluggedAdapter& adapter = bench.plug(3);
+    bench.watch(kFirstOpened);
+    QByteArray sent(kMoreThanTheLineHolds, '\0');
+    for (qsizetype i = 0; i < sent.size(); ++i)
+        sent[i] = static_cast<char>(i * 7 + i / 251);
+    QCOMPARE(bench.service.WriteMessage(sent), kMoreThanTheLineHolds);
+    // Asked again while the line is full.
+    QByteArray more = "$V";
+    sent += more;
+    QCOMPARE(bench.service.WriteMessage(more), more.size());
+    QVERIFY(bench.port.isOpen());
+    QVERIFY(bench.port.bytesToWrite() > 0);
+
+    QByteArray arrived;
+    std::array<char, 4096> chunk{};
+    while (arrived.size() < sent.size()) {
+        const ssize_t count = ::read(adapter.masterFd(), chunk.data(), chunk.size());
+        QVERIFY(count > 0);
+        arrived.append(chunk.data(), count);
+        QCoreApplication::processEvents();
+        QVERIFY(bench.port.isOpen());
+    }
+    QCOMPARE(arrived, sent);
 }
 
 void TestServiceHunt::rejectForbidsScansAndClosesThePort_data()

@@ -1,0 +1,54 @@
+#include "serial/UnpluggedPort.h"
+
+#ifdef Q_OS_UNIX
+#include <poll.h>
+#endif
+
+namespace {
+
+#ifdef Q_OS_UNIX
+
+/// Asks the terminal itself: nothing in the error tells a lost adapter from a full line. Reading a
+/// terminal that has hung up gives no error of its own, so that the one of an earlier call shows.
+bool isUnplugged(const QSerialPort& port, QSerialPort::SerialPortError)
+{
+    pollfd terminal{port.handle(), 0, 0};
+    return ::poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0;
+}
+
+#else
+
+/// A line that is full is no error on Windows: what a read or a wait reports is the adapter's end,
+/// under one code or another, and nothing is read after it.
+bool isUnplugged(const QSerialPort&, QSerialPort::SerialPortError error)
+{
+    switch (error) {
+    case QSerialPort::DeviceNotFoundError:
+    case QSerialPort::PermissionError:
+    case QSerialPort::ReadError:
+    case QSerialPort::ResourceError:
+    case QSerialPort::UnknownError:
+        return true;
+    default:
+        return false;
+    }
+}
+
+#endif
+
+} // namespace
+
+bool closeIfUnplugged(QSerialPort& port, QSerialPort::SerialPortError error)
+{
+    if (error == QSerialPort::NoError || !port.isOpen())
+        return false;
+    if (isUnplugged(port, error)) {
+        port.close();
+        return true;
+    }
+#ifdef Q_OS_UNIX
+    // Qt stops reading after such an error, until it is asked for more.
+    port.peek(1);
+#endif
+    return false;
+}
