@@ -1,19 +1,21 @@
 #include "bootload/DialogBootload.h"
 
+#include "bootload/CompiledSet.h"
+#include "bootload/ImageParser.h"
 #include "bootload/Log.h"
-#include "bootload/Manifest.h"
-#include "bootload/Wire.h"
 #include "serial/Serial_Connect.h"
 #include "ui_DialogBootload.h"
 
 namespace {
 
-constexpr QLatin1StringView kResourcePrefix{":/res/"};
+/// A job writes a few. A board that fails for days, or says nonsense, writes on; the oldest go
+/// then.
+constexpr int kMostLogParagraphs = 10'000;
 
 /// The text of the manifest; empty when it cannot be read.
 QByteArray manifestText()
 {
-    const QString path = kResourcePrefix + QLatin1StringView("settings.json");
+    const QString path = kResourcePrefix + kManifestFile;
     qCDebug(logJob) << path;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
@@ -21,23 +23,49 @@ QByteArray manifestText()
     return file.readAll();
 }
 
-/// A job writes a few. A board that fails for days, or says nonsense, writes on; the oldest go
-/// then.
-constexpr int kMostLogParagraphs = 10'000;
-
 } // namespace
 
+/// The dialog as its job sees it.
+class DialogBootload::Host final : public JobHost
+{
+public:
+    explicit Host(DialogBootload& dialog) : m_dialog(dialog) { }
+
+    void Send(PortTest* port, protocol::Line line) override { m_dialog.Send(port, line); }
+    void SendPlain(PortTest* port, QByteArrayView line) override
+    {
+        m_dialog.SendMessage(port, QString::fromUtf8(line));
+    }
+    void CloseAfterSending(PortTest* port) override { DialogBootload::CloseAfterSending(port); }
+    void StepAllPorts() override { m_dialog.StepAllPorts(); }
+    void Report(const QString& text) override
+    {
+        m_dialog.ui->textEdit->append(text);
+        qCDebug(logJob).noquote() << text;
+    }
+    void ShowProgramProgress(int step) override { m_dialog.ui->progressBarLoad->setValue(step); }
+    void ShowImageProgress(int bytes) override { m_dialog.ui->progressBarVerify->setValue(bytes); }
+    void ShowUnitVersion(const QString& version) override
+    {
+        m_dialog.ui->label_UnitVersion->setText(QStringLiteral("Unit Version: ") + version);
+    }
+
+private:
+    DialogBootload& m_dialog;
+};
+
 DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidget* parent)
-    : QDialog(parent), ui(new Ui_DialogBootload), mode(jobMode)
+    : QDialog(parent), ui(new Ui_DialogBootload), mode(jobMode),
+      host(std::make_unique<Host>(*this)), job(jobMode, images, *host)
 {
     ui->setupUi(this);
     serial = serialService;
     connect(&timer, SIGNAL(timeout()), this, SLOT(Timeout()));
     timer.start(kTickInterval);
 
-    // The only use of the service, and why serial/ is included: a request for a connection needs
-    // the whole class. Refused by Qt, and wanted so: the dialog has no such slot, all of its
-    // traffic runs through its own ports and nothing that the service hears may reach a session.
+    // The only use of the service: a request for a connection that needs the whole class. Refused
+    // by Qt, and wanted so: the dialog has no such slot, all of its traffic runs through its own
+    // ports and nothing that the service hears may reach a session.
     connect(serial, SIGNAL(GotMessageNoCRC(QString)), this, SLOT(GotMessage(QString)));
 
     ui->textEdit->document()->setMaximumBlockCount(kMostLogParagraphs);
@@ -47,7 +75,7 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     }
     FindPorts();
     ReadManifest();
-    ui->progressBarVerify->setMaximum(BytesBefore(images.size()));
+    ui->progressBarVerify->setMaximum(job.BytesBefore(images.size()));
     ui->progressBarVerify->setMinimum(0);
     // Versions are shown as they stand, whatever is in them.
     for (QLabel* label : {ui->label_UpdateVersion, ui->label_UnitVersion})
@@ -84,6 +112,70 @@ QString DialogBootload::Title() const
     default:
         return QStringLiteral("BRIVAN ANNEALING DB Firmware Update ") + version;
     }
+}
+
+void DialogBootload::AddImage(QString fileName, int imageName, int imageVersion)
+{
+    QFile file(fileName);
+    qCDebug(logJob) << file.exists();
+    // An image that cannot be read is announced all the same, without bytes.
+    const bool opened = file.open(QIODevice::ReadOnly);
+    qCDebug(logJob) << file.size();
+
+    ImageFile image;
+    const QByteArray content = opened ? file.readAll() : QByteArray();
+    file.close();
+    LoadImage(content, image);
+    image.imageName = imageName;
+    image.imageVersion = imageVersion;
+    images.append(image);
+}
+
+void DialogBootload::LoadImage(QByteArray text, ImageFile& image)
+{
+    parseImage(text, image);
+}
+
+int DialogBootload::TotalSize()
+{
+    return firmwareProgressSteps();
+}
+
+int DialogBootload::CurrentPosition(int address)
+{
+    return firmwareProgress(address);
+}
+
+void DialogBootload::Timeout()
+{
+    StepAllPorts();
+    PaintActivity(true);
+}
+
+void DialogBootload::StepAllPorts()
+{
+    if (portsFreed)
+        return;
+    for (PortTest* const port : std::as_const(ports))
+        BootloadProcess(port);
+}
+
+void DialogBootload::BootloadProcess(PortTest* port)
+{
+    job.Step(port);
+}
+
+void DialogBootload::GotMessage(PortTest* port, QString Msg)
+{
+    protocol::ReceiveBuffer received = port->received();
+    received.terminateAt(port->rxIndex);
+    received.replace(Msg.toUtf8());
+    const QByteArrayView line = received.text();
+    if (line.isEmpty())
+        return;
+    qCDebug(logWire).noquote().nospace()
+        << port->portName() << " RX " << QString::fromUtf8(line.trimmed());
+    job.TakeReply(port, line);
 }
 
 void DialogBootload::close(int i)

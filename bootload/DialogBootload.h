@@ -2,8 +2,7 @@
 
 #include "bootload/ImageFile.h"
 #include "bootload/PortTest.h"
-#include "bootload/WireLog.h"
-#include "protocol/Line.h"
+#include "bootload/UpdateJob.h"
 #include "protocol/WireText.h"
 
 #include <QDialog>
@@ -17,15 +16,18 @@ class QSerialPortInfo;
 class Serial_Connect;
 class Ui_DialogBootload;
 
-/// The jobs of the dialog; it treats any other number like `JobUpdate`.
-enum JobMode : int {
-    JobUpdate = 0,
-    JobImagesOnly = 1,
-    JobEraseImages = 2,
-};
+/// Bytes that may wait for a device to take them before further lines are left out.
+inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
+
+/// What the computer and the adapter may keep a line for before it is on the wire.
+inline constexpr std::chrono::milliseconds kAdapterDelay{50};
+
+/// The lines that come and go paint the activity indicators no more often than this, besides each
+/// step: a character cannot be read faster, and painting costs more than a line.
+inline constexpr std::chrono::milliseconds kActivityInterval{100};
 
 /// The modal dialog that runs one job: it finds every FTDI port, loads the images of the
-/// compiled-in release set and drives one session a port, stepped by a timer and by the board's
+/// compiled-in release set, and steps the job's session on each port by a timer and by the board's
 /// acknowledgements, until the person closes it.
 class DialogBootload : public QDialog, public protocol::WireText
 {
@@ -57,7 +59,7 @@ public:
     int CurrentPosition(int address);
 
     /// Appends "*", the checksum of what follows the first "$" and a line feed to `line`, a buffer
-    /// of 1000 bytes, in place and sends it. Without a "$", a NUL behind it or room for what is
+    /// of 1000 bytes, in place and sends it. Without a "$", a NUL after it or room for what is
     /// appended, nothing is changed or sent.
     void AddCRC_nSend(PortTest* port, char* line);
     /// The same on a copy of `line`; a text of 994 bytes or more in UTF-8 is not sent.
@@ -88,75 +90,22 @@ public slots:
 
 private:
     friend class DialogBootloadProbe;
+    class Host;
 
     // Construction (DialogBootload.cpp)
     void ReadManifest();
     [[nodiscard]] QString Title() const;
+    void StepAllPorts();
 
     // Ports (Ports.cpp)
     void CapturePort(const QSerialPortInfo& info);
-    void CloseWhenGone(PortTest* port);
     static void CloseAfterSending(PortTest* port);
 
     // Framing (Framing.cpp)
     void Send(PortTest* port, protocol::Line line);
     void Write(PortTest* port, QByteArrayView bytes);
-    void ShowSent();
-    void ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text);
-    void PaintActivity();
-
-    // Session (Session.cpp), one function a state
-    void StepAllPorts();
-    void Report(const QString& text);
-    void StepLoad(PortTest* port);
-    void StepStart(PortTest* port);
-    void StepProbe(PortTest* port);
-    void StepWaitForBootloader(PortTest* port);
-    void StepEraseImages(PortTest* port);
-    void StepSendImages(PortTest* port);
-    void StepReopenFast(PortTest* port);
-    void StepAskMainVersion(PortTest* port);
-    void StepAskSecondVersion(PortTest* port);
-    void StepAskForBootloader(PortTest* port);
-    void StepEraseFromStart(PortTest* port);
-    void StepFinish(PortTest* port);
-    void StartImages(PortTest* port);
-    void SendEraseImages(PortTest* port);
-    void SendImageHeader(PortTest* port);
-    void SendImageBlock(PortTest* port);
-    void FinishSession(PortTest* port);
-
-    // Firmware (Firmware.cpp)
-    void LoadStartAddress(PortTest* port);
-    void OpenFirmware(PortTest* port);
-    void StepFirmware(PortTest* port);
-    void ErasePage(PortTest* port);
-    void SendDataLine(PortTest* port);
-    void CheckFirmware(PortTest* port);
-    void ProgramPage(PortTest* port);
-
-    // Images (Images.cpp)
-    [[nodiscard]] int BytesBefore(qsizetype index);
-    [[nodiscard]] int ImageProgress(const PortTest* port);
-
-    // Replies, one function a word; false when the session is not where the reply acts
-    // (Replies.cpp)
-    [[nodiscard]] bool GotBootloader(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotGACK(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotMVERR(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotIACK(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotFACK(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotAACK(PortTest* port, QByteArrayView line);
-    // (FirmwareReplies.cpp)
-    [[nodiscard]] bool GotEACK(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotDACK(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotPACK(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotCACK(PortTest* port, QByteArrayView line);
-    [[nodiscard]] bool GotVACK(PortTest* port, QByteArrayView line);
-    void NextImage(PortTest* port);
-    void BlockStored(PortTest* port);
-    void FirmwareDone(PortTest* port);
-    void Verified(PortTest* port, qint32 end);
+    void ShowActivity(QLabel* label, const QString& text);
+    void PaintActivity(bool paint);
 
     QTimer timer;
     Ui_DialogBootload* ui;
@@ -171,13 +120,12 @@ private:
     char spinChars[10] = {'-', '|', '/', '-'};
     QString version;
 
-    /// Bytes of all images before each image, filled as far as it has been asked for.
-    QList<int> imageStarts;
     /// Set once the ports are gone while the list still holds their addresses.
     bool portsFreed = false;
 
-    WireLog wireLog;
-    /// When each activity indicator was painted last.
-    QElapsedTimer txPainted;
-    QElapsedTimer rxPainted;
+    /// When the activity indicators were painted last.
+    QElapsedTimer activityPainted;
+
+    std::unique_ptr<Host> host;
+    UpdateJob job;
 };

@@ -1,34 +1,51 @@
-#include "bootload/Commands.h"
-#include "bootload/DialogBootload.h"
-#include "bootload/FirmwareFile.h"
-#include "bootload/Log.h"
-#include "bootload/Wire.h"
+// The firmware's way to the board: erase a page, fill it, program it, for each of its pages.
 
-using protocol::Line;
+#include "bootload/CompiledSet.h"
+#include "bootload/Log.h"
+#include "bootload/UpdateJob.h"
+#include "protocol/WireText.h"
+
+using protocol::hexValue;
 
 namespace {
 
-constexpr qsizetype kAddressBytes = 4;
-
-/// The start address of 4 bytes. Each byte is sign-extended first and the fourth stands at the
-/// place of the third; the board's other tools build it the same way.
-qint32 startAddressOf(const QByteArray& bytes)
+/// True when the read-back line carries the firmware bytes `expected`.
+bool matchesFirmware(QByteArrayView line, const DataLineBytes& expected)
 {
-    const auto byteAt = [&bytes](qsizetype i) {
-        const qint8 byte = i < bytes.size() ? static_cast<qint8>(bytes.at(i)) : qint8{0};
-        return static_cast<quint32>(qint32{byte});
-    };
-    return static_cast<qint32>(
-        byteAt(0) | (byteAt(1) << 8U) | (byteAt(2) << 16U) | (byteAt(3) << 16U));
+    constexpr int kFirstByteField = 2;
+    int index = kFirstByteField;
+    for (const char byte : expected) {
+        if (hexValue(replyField(line, index)) != static_cast<quint8>(byte))
+            return false;
+        ++index;
+    }
+    return true;
 }
 
 } // namespace
 
-void DialogBootload::LoadStartAddress(PortTest* port)
+int firmwareProgress(int address)
 {
+    // Two address ranges share the scale: the firmware and the seven addresses above it that fill
+    // the bar's last steps. What lies between them, and above, shows as the end of the first.
+    constexpr int kFirstOfTail = 0xEEFF8;
+    constexpr int kLastOfTail = 0xEEFFE;
+    constexpr int kTailOffset = 0xFFF9;
+    constexpr int kBetween = protocol::kFirmwareLast - protocol::kFirmwareStart;
+
+    if (address < protocol::kFirmwareLast)
+        return qMax(address, protocol::kFirmwareStart) - protocol::kFirmwareStart;
+    if (address >= kFirstOfTail && address <= kLastOfTail)
+        return address - kTailOffset;
+    return kBetween;
+}
+
+void UpdateJob::LoadStartAddress(PortTest* port)
+{
+    constexpr qint64 kAddressBytes = 4;
     QFile& file = port->file;
     file.close();
-    file.setFileName(QStringLiteral(":/res/Address.bin"));
+    file.setFileName(kResourcePrefix + kAddressFile);
     qCDebug(logJob) << (file.exists() ? "File exists Address.bin" : "Cannot find file Address.bin");
     QByteArray bytes;
     if (file.open(QIODevice::ReadOnly)) {
@@ -39,16 +56,16 @@ void DialogBootload::LoadStartAddress(PortTest* port)
     port->startAddress = startAddressOf(bytes);
 }
 
-void DialogBootload::OpenFirmware(PortTest* port)
+void UpdateJob::OpenFirmware(PortTest* port)
 {
     QFile& file = port->file;
     file.close();
-    file.setFileName(QStringLiteral(":/res/fw1.bin"));
+    file.setFileName(kResourcePrefix + kFirmwareFile);
     if (file.open(QIODevice::ReadOnly))
         qCDebug(logJob) << "Opened " << file.fileName();
 }
 
-void DialogBootload::StepFirmware(PortTest* port)
+void UpdateJob::StepFirmware(PortTest* port)
 {
     // In this order: right after an erase its page's data is tried in the same step, too early on
     // purpose, since `ticks` has just become 0.
@@ -73,36 +90,124 @@ void DialogBootload::StepFirmware(PortTest* port)
     ++port->ticks;
 }
 
-void DialogBootload::ErasePage(PortTest* port)
+void UpdateJob::ErasePage(PortTest* port)
 {
     port->ticks = 0;
-    Send(port,
-        Line(kWordErasePage).appendHex(static_cast<quint32>(port->flashAddress)).append(",1"));
+    m_host.Send(port, protocol::erasePageLine(port->flashAddress));
     port->fwStep = FirmwareData;
     port->eraseUnanswered = true;
 }
 
-void DialogBootload::SendDataLine(PortTest* port)
+void UpdateJob::SendDataLine(PortTest* port)
 {
     port->ticks = 0;
     const DataLineBytes bytes = readFirmware(port->file, port->flashAddress);
-    Send(port, dataLine(port->flashAddress, bytes));
+    m_host.Send(port, protocol::dataLine(port->flashAddress, bytes));
 }
 
-void DialogBootload::CheckFirmware(PortTest* port)
+void UpdateJob::CheckFirmware(PortTest* port)
 {
     port->ticks = 0;
-    Line line(kWordCheck);
-    line.appendHex(kFirmwareStart).append(",").appendHex(kFirmwareLast);
-    Send(port, line);
+    const protocol::Line line = protocol::checkFirmwareLine();
+    m_host.Send(port, line);
     qCDebug(logJob) << line.view();
 }
 
-void DialogBootload::ProgramPage(PortTest* port)
+void UpdateJob::ProgramPage(PortTest* port)
 {
     port->ticks = 0;
     // The address has moved on to the end of the page by now.
-    const auto page = static_cast<quint32>(port->flashAddress - kPageSize);
-    Send(port, Line(kWordProgramPage).appendHex(page).append(",").appendHex(kPageSize));
-    qCDebug(logJob) << "Left to write" << kFirmwareLast - port->flashAddress;
+    m_host.Send(port, protocol::programPageLine(port->flashAddress - protocol::kPageSize));
+    qCDebug(logJob) << "Left to write" << protocol::kFirmwareLast - port->flashAddress;
+}
+
+ReplyEffect UpdateJob::GotEACK(PortTest* port, QByteArrayView)
+{
+    const bool writes = port->phase == PhaseWriting || port->phase == PhaseChecking;
+    const bool erases = port->fwStep == FirmwareErase || port->fwStep == FirmwareData;
+    if (port->state != StateFirmware || !writes || !erases)
+        return {.acts = false};
+    port->fwStep = FirmwareData;
+    port->eraseUnanswered = false;
+    port->ticks = kDataTicks;
+    return {.stepAllPorts = true};
+}
+
+ReplyEffect UpdateJob::GotDACK(PortTest* port, QByteArrayView)
+{
+    const bool writes = port->phase >= PhaseWriting && port->phase <= PhaseFirmwareDone;
+    if (port->state != StateFirmware || !writes || port->fwStep != FirmwareData)
+        return {.acts = false};
+    // Left over from the page before: counted for this one, its first line would never be sent.
+    if (port->eraseUnanswered)
+        return {.acts = false};
+    port->ticks = kDataTicks;
+    port->flashAddress += protocol::kDataLineSize;
+    if (port->flashAddress % protocol::kPageSize == 0) {
+        port->fwStep = FirmwareProgram;
+        port->ticks = kProgramTicks;
+    }
+    return {.stepAllPorts = true, .programProgress = firmwareProgress(port->flashAddress)};
+}
+
+ReplyEffect UpdateJob::GotPACK(PortTest* port, QByteArrayView)
+{
+    ReplyEffect effect{.stepAllPorts = true};
+    const bool writes = port->phase == PhaseWriting && port->fwStep == FirmwareProgram;
+    const bool checks = port->phase == PhaseChecking && port->fwStep == FirmwareProgramChecked;
+    if (port->state != StateFirmware || !(writes || checks))
+        return {.acts = false};
+    if (checks || port->flashAddress >= protocol::kFirmwareLast) {
+        port->flashAddress = protocol::kFirmwareStart;
+        port->phase = PhaseFirmwareDone;
+        effect.programProgress = firmwareProgressSteps();
+        if (checks)
+            port->state = StateAskMainVersion;
+        else
+            StartImages(port);
+    }
+    port->fwStep = FirmwareErase;
+    port->ticks = kDataTicks;
+    return effect;
+}
+
+// Dormant, like all that the phases of checking and verifying lead to: nothing sets these phases.
+ReplyEffect UpdateJob::GotCACK(PortTest* port, QByteArrayView)
+{
+    if (port->state != StateFirmware || port->phase != PhaseChecking
+        || port->fwStep != FirmwareProgram)
+        return {.acts = false};
+    port->fwStep = FirmwareProgramChecked;
+    port->ticks = kProgramTicks;
+    return {.stepAllPorts = true};
+}
+
+ReplyEffect UpdateJob::GotVACK(PortTest* port, QByteArrayView line)
+{
+    // Above this address the board keeps data of its own: differences there do not count.
+    constexpr quint32 kLastCompared = 0xEFF97;
+    constexpr int kFieldsAfterWord = 1 + protocol::kDataLineSize;
+
+    if (port->phase != PhaseFirmwareDone
+        || protocol::WireText::fieldCount(line.data()) < kFieldsAfterWord)
+        return {.acts = false};
+    // The session's state stands for the address it waits for; any other line is not its own.
+    const quint32 address = hexValue(replyField(line, 1));
+    if (address != static_cast<quint32>(port->state))
+        return {.acts = false};
+
+    ReplyEffect effect{.stepAllPorts = true};
+    port->ticks = kDataTicks;
+    if (matchesFirmware(line, readFirmware(port->file, address)) || address > kLastCompared) {
+        port->flashAddress = static_cast<qint32>(address) + protocol::kDataLineSize;
+        effect.imageProgress = firmwareProgress(port->flashAddress);
+        if (port->flashAddress >= protocol::kFirmwareLast) {
+            port->phase = PhaseVerified;
+            m_host.Report(QStringLiteral("Veify Finished"));
+            effect.imageProgress = firmwareProgressSteps();
+        }
+    } else {
+        m_host.Report(QStringLiteral("Veify Failed"));
+    }
+    return effect;
 }

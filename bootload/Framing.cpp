@@ -1,72 +1,21 @@
+// A line out, and bytes in.
+
 #include "bootload/DialogBootload.h"
-#include "bootload/Wire.h"
-#include "protocol/Crc.h"
+#include "bootload/Log.h"
 #include "ui_DialogBootload.h"
 
 #include <QSignalBlocker>
-#include <QThread>
-
-#include <algorithm>
 
 using protocol::kLineCapacity;
 using protocol::Line;
 
 namespace {
 
-// Behind the checksum's "*" the board's lines have room for four digits, and the line feed stands
-// behind that room even when there are fewer.
-constexpr qsizetype kLineFeedOffset = 5;
-
-/// Appends "*", the checksum and a line feed to the line in `buffer`. Returns false, with the
-/// buffer unchanged, when there is no "$", no NUL behind it or no room.
-bool appendChecksum(std::span<char, kLineCapacity> buffer)
-{
-    const auto dollar = std::find(buffer.begin(), buffer.end(), '$');
-    if (dollar == buffer.end())
-        return false;
-    const auto body = dollar + 1;
-    const auto end = std::find(body, buffer.end(), '\0');
-    if (buffer.end() - end <= kLineFeedOffset + 1)
-        return false;
-
-    const protocol::HexText checksum(protocol::crcOf({body, end}));
-    const QByteArrayView digits = checksum.view();
-    *end = '*';
-    *std::copy(digits.begin(), digits.end(), end + 1) = '\0';
-    // A checksum of fewer than four digits is followed by its NUL, so that such a line goes out
-    // without a line feed; the board knows the end of such a line by the silence after it.
-    *(end + kLineFeedOffset) = '\n';
-    *(end + kLineFeedOffset + 1) = '\0';
-    return true;
-}
-
-/// Appends a line feed to the line in `buffer`. Returns false, with the buffer unchanged, when
-/// there is no NUL or no room.
-bool appendLineFeed(std::span<char, kLineCapacity> buffer)
-{
-    const auto end = std::find(buffer.begin(), buffer.end(), '\0');
-    if (buffer.end() - end <= 1)
-        return false;
-    *end = '\n';
-    *(end + 1) = '\0';
-    return true;
-}
-
-/// Lets go of the processor for an instant: where the system carries a line on in a task of its
-/// own, that one runs before anything is painted or logged.
-void letTheLineGoFirst()
-{
-    // A yield would last a time slice on a busy computer. Elsewhere the least sleep is far longer
-    // than a line, and drivers take a line within the write.
-#ifdef Q_OS_LINUX
-    QThread::usleep(1);
-#endif
-}
-
 /// Notes until when what was just written may be on its way. Only the last line counts: those
 /// before it have mostly been answered, and left when it was written.
 void noteTimeOnTheWire(PortTest* port, qsizetype bytes)
 {
+    constexpr qint64 kBitsPerByte = 10; // start bit, eight data bits, stop bit
     constexpr qint64 kMillisecondsPerSecond = 1000;
     const qint64 time = bytes * kBitsPerByte * kMillisecondsPerSecond / qMax(port->baudRate(), 1);
     port->onTheWire.setRemainingTime(kAdapterDelay + std::chrono::milliseconds(time + 1));
@@ -77,10 +26,11 @@ void noteTimeOnTheWire(PortTest* port, qsizetype bytes)
 void DialogBootload::AddCRC_nSend(PortTest* port, char* line)
 {
     const std::span<char, kLineCapacity> buffer(line, kLineCapacity);
-    if (!appendChecksum(buffer))
+    if (!protocol::appendChecksum(buffer))
         return;
     Write(port, protocol::textOf(buffer));
-    ShowSent();
+    txSpin = txSpin <= 2 ? txSpin + 1 : 0;
+    ShowActivity(ui->labelTX, QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
 }
 
 void DialogBootload::AddCRC_nSend(PortTest* port, QString line)
@@ -91,7 +41,7 @@ void DialogBootload::AddCRC_nSend(PortTest* port, QString line)
 void DialogBootload::nSend(PortTest* port, char* line)
 {
     const std::span<char, kLineCapacity> buffer(line, kLineCapacity);
-    if (appendLineFeed(buffer))
+    if (protocol::appendLineFeed(buffer))
         Write(port, protocol::textOf(buffer));
 }
 
@@ -99,7 +49,7 @@ void DialogBootload::nSend(PortTest* port, QString line)
 {
     Line copy(line.toUtf8());
     if (copy.complete())
-        nSend(port, copy.data());
+        nSend(port, copy.buffer().data());
 }
 
 void DialogBootload::SendMessage(PortTest* port, QString line)
@@ -115,7 +65,7 @@ void DialogBootload::SendMessage(PortTest* port, QString line)
 void DialogBootload::Send(PortTest* port, Line line)
 {
     if (line.complete())
-        AddCRC_nSend(port, line.data());
+        AddCRC_nSend(port, line.buffer().data());
 }
 
 void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
@@ -124,43 +74,37 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
     const bool sends = port->isOpen() && port->bytesToWrite() < kMaxUnsentBytes;
     if (sends) {
         // A failed write says nothing about the port: the line is sent again if no answer comes,
-        // and whether the adapter has gone is told by reading.
+        // and an adapter that has gone is noticed by reading.
         const QSignalBlocker blocker(port);
         port->write(bytes.data(), bytes.size());
         // The line leaves now: what is painted or logged next is so while it is on the wire.
         port->flush();
-        letTheLineGoFirst();
         noteTimeOnTheWire(port, bytes.size());
     }
-    wireLog.sent(port->portName(), bytes, sends);
+    qCDebug(logWire).noquote().nospace() << port->portName() << (sends ? " TX " : " not sent ")
+                                         << QString::fromUtf8(bytes.trimmed());
 }
 
-void DialogBootload::ShowSent()
-{
-    txSpin = txSpin <= 2 ? txSpin + 1 : 0;
-    ShowActivity(ui->labelTX, txPainted, QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
-}
-
-void DialogBootload::ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text)
+void DialogBootload::ShowActivity(QLabel* label, const QString& text)
 {
     // The text is always the newest; it is painted at most once in an interval, by this line, a
     // later one or the next tick.
-    const bool paint = !painted.isValid() || painted.hasExpired(kActivityInterval.count());
-    label->setUpdatesEnabled(paint);
+    const bool paint
+        = !activityPainted.isValid() || activityPainted.hasExpired(kActivityInterval.count());
+    PaintActivity(paint);
     label->setText(text);
     if (paint)
-        painted.start();
+        activityPainted.start();
 }
 
-void DialogBootload::PaintActivity()
+void DialogBootload::PaintActivity(bool paint)
 {
-    ui->labelTX->setUpdatesEnabled(true);
-    ui->labelRX->setUpdatesEnabled(true);
+    ui->labelTX->setUpdatesEnabled(paint);
+    ui->labelRX->setUpdatesEnabled(paint);
 }
 
 void DialogBootload::readyRead()
 {
-    const WireLog::Hold hold(wireLog);
     auto* const port = dynamic_cast<PortTest*>(sender());
     if (port == nullptr)
         return;
@@ -176,6 +120,6 @@ void DialogBootload::readyRead()
         const QLatin1Char activity(spinChars[txSpin]);
         GotMessage(port, QString::fromUtf8(received.text()));
         received.restart();
-        ShowActivity(ui->labelRX, rxPainted, QStringLiteral("RX: ") + activity);
+        ShowActivity(ui->labelRX, QStringLiteral("RX: ") + activity);
     }
 }

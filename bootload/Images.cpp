@@ -1,65 +1,203 @@
-#include "bootload/DialogBootload.h"
-#include "bootload/ImageParser.h"
+// The images' way to the board: announce one, send its blocks, go on to the next; or erase them
+// all.
+
 #include "bootload/Log.h"
-#include "bootload/Wire.h"
+#include "bootload/UpdateJob.h"
+#include "protocol/Commands.h"
+#include "protocol/WireText.h"
 
-void DialogBootload::AddImage(QString fileName, int imageName, int imageVersion)
+using protocol::hexValue;
+
+void UpdateJob::StartImages(PortTest* port)
 {
-    QFile file(fileName);
-    qCDebug(logJob) << file.exists();
-    // An image that cannot be read is announced all the same, without bytes.
-    const bool opened = file.open(QIODevice::ReadOnly);
-    qCDebug(logJob) << file.size();
-
-    ImageFile image;
-    const QByteArray content = opened ? file.readAll() : QByteArray();
-    file.close();
-    LoadImage(content, image);
-    image.imageName = imageName;
-    image.imageVersion = imageVersion;
-    images.append(image);
+    port->state = StateSendImages;
+    port->imageIndex = 0;
+    port->imageOffset = 0;
+    port->imageStep = ImageRestart;
+    port->imageWait = 0;
+    port->lastBlockUnanswered = false;
 }
 
-void DialogBootload::LoadImage(QByteArray text, ImageFile& image)
+void UpdateJob::StepSendImages(PortTest* port)
 {
-    parseImage(text, image);
-}
-
-int DialogBootload::TotalSize()
-{
-    constexpr int kFirmwareProgressSteps = 913414;
-    return kFirmwareProgressSteps;
-}
-
-int DialogBootload::CurrentPosition(int address)
-{
-    // Two address ranges share the scale: the firmware and the seven addresses above it that fill
-    // the bar's last steps. What lies between them, and above, shows as the end of the first.
-    constexpr int kFirstOfTail = 0xEEFF8;
-    constexpr int kLastOfTail = 0xEEFFE;
-    constexpr int kTailOffset = 0xFFF9;
-    constexpr int kBetween = kFirmwareLast - kFirmwareStart;
-
-    if (address < kFirmwareLast)
-        return qMax(address, kFirmwareStart) - kFirmwareStart;
-    if (address >= kFirstOfTail && address <= kLastOfTail)
-        return address - kTailOffset;
-    return kBetween;
-}
-
-int DialogBootload::BytesBefore(qsizetype index)
-{
-    // Asked for at every block: the sums are kept.
-    if (imageStarts.isEmpty())
-        imageStarts.append(0);
-    while (imageStarts.size() <= images.size()) {
-        const auto size = images.at(imageStarts.size() - 1).data.size();
-        imageStarts.append(imageStarts.last() + static_cast<int>(size));
+    // No image is left: an empty manifest, or the board has skipped the last one.
+    if (port->imageIndex >= m_images.size()) {
+        FinishSession(port);
+        return;
     }
-    return imageStarts.at(qBound<qsizetype>(0, index, images.size()));
+    if (port->imageWait != 0) {
+        --port->imageWait;
+        return;
+    }
+    switch (port->imageStep) {
+    case ImageAnnounce:
+        return SendImageHeader(port);
+    case ImageBlocks:
+        return SendImageBlock(port);
+    case ImageRestart:
+        port->imageStep = ImageAnnounce;
+        port->imageWait = kImageRestartWait;
+        return;
+    default:
+        return;
+    }
 }
 
-int DialogBootload::ImageProgress(const PortTest* port)
+void UpdateJob::SendImageHeader(PortTest* port)
+{
+    const ImageFile& image = m_images.at(port->imageIndex);
+    port->imageOffset = 0;
+    port->imageWait = kImageAnswerWait;
+    port->lastBlockUnanswered = false;
+    m_host.Send(
+        port, protocol::imageLine(image.imageName, image.imageVersion, image.width, image.height));
+}
+
+void UpdateJob::SendImageBlock(PortTest* port)
+{
+    const QByteArray& pixels = m_images.at(port->imageIndex).data;
+    port->blockNumber = port->imageOffset / protocol::kBlockSize;
+    const QByteArray block = pixels.mid(port->imageOffset, protocol::kBlockSize);
+    port->imageWait = kImageAnswerWait;
+    // The last block of an image is not sent again alone: without its acknowledgement the image is
+    // begun again.
+    if (port->imageOffset + block.size() >= pixels.size()) {
+        port->imageStep = ImageRestart;
+        port->lastBlockUnanswered = true;
+    }
+    m_host.Send(port, protocol::blockLine(port->blockNumber, block));
+}
+
+ReplyEffect UpdateJob::GotIACK(PortTest* port, QByteArrayView line)
+{
+    if (port->state != StateSendImages)
+        return {.acts = false};
+    ReplyEffect effect{.stepAllPorts = true};
+    const QByteArrayView answer = replyField(line, 1);
+    if (answer == "0") {
+        // Repeated, it must not take a session on that sends blocks already.
+        if (port->imageStep != ImageAnnounce)
+            return {.acts = false};
+        port->imageStep = ImageBlocks;
+    } else if (answer == "1") {
+        NextImage(port);
+        effect.imageProgress = ImageProgress(port);
+    }
+    // Any other answer is taken for one that says nothing: what waits for it goes on at once.
+    port->imageWait = 0;
+    return effect;
+}
+
+ReplyEffect UpdateJob::GotFACK(PortTest* port, QByteArrayView line)
+{
+    if (port->state != StateSendImages)
+        return {.acts = false};
+    const quint32 block = hexValue(replyField(line, 1));
+    const QByteArrayView flag = replyField(line, 2);
+    qCDebug(logJob) << "FACK" << block << flag;
+    const bool current = block == static_cast<quint32>(port->blockNumber);
+    const bool skip = !current && flag == "1";
+    // Between an image's header and its first block only a skip can be meant for it: any other
+    // answer is a late one of the image before. While the image waits to be begun again its header
+    // is not out yet, and the late answer to its last block ends it.
+    const bool lateEnd = current && port->lastBlockUnanswered;
+    if (port->imageStep == ImageAnnounce && !skip && !lateEnd)
+        return {.acts = false};
+
+    ReplyEffect effect{.stepAllPorts = true};
+    if (current) {
+        BlockStored(port);
+        effect.imageProgress = ImageProgress(port);
+    } else if (skip) {
+        NextImage(port);
+        effect.imageProgress = BytesBefore(port->imageIndex);
+    }
+    port->imageWait = 0;
+    return effect;
+}
+
+void UpdateJob::BlockStored(PortTest* port)
+{
+    port->imageOffset += protocol::kBlockSize;
+    if (port->imageIndex < m_images.size()
+        && port->imageOffset < m_images.at(port->imageIndex).data.size())
+        return;
+    port->imageOffset = 0;
+    port->imageStep = ImageAnnounce;
+    NextImage(port);
+}
+
+void UpdateJob::NextImage(PortTest* port)
+{
+    ++port->imageIndex;
+    port->lastBlockUnanswered = false;
+    if (port->imageIndex >= m_images.size())
+        FinishSession(port);
+}
+
+int UpdateJob::BytesBefore(qsizetype index) const
+{
+    qsizetype bytes = 0;
+    for (qsizetype i = 0; i < qMin(index, m_images.size()); ++i)
+        bytes += m_images.at(i).data.size();
+    return static_cast<int>(bytes);
+}
+
+int UpdateJob::ImageProgress(const PortTest* port) const
 {
     return BytesBefore(port->imageIndex) + port->imageOffset;
+}
+
+// Erasing them
+
+void UpdateJob::StartErasingImages(PortTest* port)
+{
+    port->state = StateEraseImages;
+    port->imageIndex = 0;
+    port->imageOffset = 0;
+    port->imageStep = EraseSend;
+    port->imageWait = 1;
+}
+
+void UpdateJob::StepEraseImages(PortTest* port)
+{
+    if (port->imageStep != EraseSend && port->imageStep != EraseWait)
+        return;
+    if (port->imageWait != 0) {
+        --port->imageWait;
+    } else if (port->imageStep == EraseSend) {
+        SendEraseImages(port);
+    } else {
+        port->imageStep = EraseSend;
+        m_host.Report(QStringLiteral("Command Timedout"));
+    }
+}
+
+void UpdateJob::SendEraseImages(PortTest* port)
+{
+    m_host.Report(QStringLiteral("Send Erase All messages Command takes around 20 seconds"));
+    m_host.Send(port, protocol::Line(protocol::kEraseImages));
+    port->imageStep = EraseWait;
+    // The step that sends counts as the first of the wait.
+    port->imageWait = kImageAnswerWait - 1;
+}
+
+ReplyEffect UpdateJob::GotAACK(PortTest* port, QByteArrayView line)
+{
+    if (port->state != StateEraseImages)
+        return {.acts = false};
+    qCDebug(logJob) << line;
+    switch (hexValue(replyField(line, 1))) {
+    case 1:
+        m_host.Report(QStringLiteral("Images Erased"));
+        FinishSession(port);
+        break;
+    case 0:
+        port->imageStep = EraseWait;
+        port->imageWait = kEraseGoingOnWait;
+        break;
+    default:
+        break;
+    }
+    return {};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bootload/Session.h"
 #include "protocol/ReceiveBuffer.h"
 
 #include <QDeadlineTimer>
@@ -13,7 +14,7 @@ class PortTest : public QSerialPort
 public:
     /// A port that is not bound to any device yet.
     PortTest() = default;
-    ~PortTest() override;
+    ~PortTest() override = default;
 
     /// The receive line buffer, safe to store into whatever arrives.
     [[nodiscard]] protocol::ReceiveBuffer received() { return {rxBuffer, rxIndex}; }

@@ -1,6 +1,8 @@
+// Finding the ports, and losing them.
+
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
-#include "bootload/Wire.h"
+#include "protocol/Commands.h"
 #include "serial/UnpluggedPort.h"
 
 #include <QSerialPortInfo>
@@ -29,9 +31,12 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
 {
     auto* const port = new PortTest;
     port->setPort(info);
-    port->setBaudRate(kApplicationBaudRate, QSerialPort::AllDirections);
+    port->setBaudRate(protocol::kApplicationBaudRate, QSerialPort::AllDirections);
     connect(port, SIGNAL(readyRead()), this, SLOT(readyRead()));
-    CloseWhenGone(port);
+    connect(port, &QSerialPort::errorOccurred, this, [port](QSerialPort::SerialPortError error) {
+        if (closeIfUnplugged(*port, error))
+            qCDebug(logJob) << "Port has gone" << port->portName();
+    });
 
     port->portOpen = port->open(QIODevice::ReadWrite);
     if (!port->portOpen)
@@ -41,14 +46,6 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
     port->state = StateStart;
     port->startAddress = 0;
     ports.append(port);
-}
-
-void DialogBootload::CloseWhenGone(PortTest* port)
-{
-    connect(port, &QSerialPort::errorOccurred, this, [port](QSerialPort::SerialPortError error) {
-        if (closeIfUnplugged(*port, error))
-            qCDebug(logJob) << "Port has gone" << port->portName();
-    });
 }
 
 void DialogBootload::CloseAfterSending(PortTest* port)

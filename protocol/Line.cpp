@@ -1,5 +1,7 @@
 #include "protocol/Line.h"
 
+#include "protocol/Crc.h"
+
 #include <algorithm>
 
 namespace protocol {
@@ -47,6 +49,40 @@ Line& Line::appendHexFields(QByteArrayView bytes)
     }
     m_size += bytes.size() * kFieldSize;
     return *this;
+}
+
+bool appendChecksum(std::span<char, kLineCapacity> buffer)
+{
+    // The line feed stands after room for four digits, even when there are fewer.
+    constexpr qsizetype kLineFeedOffset = 5;
+
+    const auto dollar = std::find(buffer.begin(), buffer.end(), '$');
+    if (dollar == buffer.end())
+        return false;
+    const auto body = dollar + 1;
+    const auto end = std::find(body, buffer.end(), '\0');
+    if (buffer.end() - end <= kLineFeedOffset + 1)
+        return false;
+
+    const HexText checksum(crcOf({body, end}));
+    const QByteArrayView digits = checksum.view();
+    *end = '*';
+    *std::copy(digits.begin(), digits.end(), end + 1) = '\0';
+    // A checksum of fewer than four digits is followed by its NUL, so that such a line goes out
+    // without a line feed; the board knows the end of such a line by the silence after it.
+    *(end + kLineFeedOffset) = '\n';
+    *(end + kLineFeedOffset + 1) = '\0';
+    return true;
+}
+
+bool appendLineFeed(std::span<char, kLineCapacity> buffer)
+{
+    const auto end = std::find(buffer.begin(), buffer.end(), '\0');
+    if (buffer.end() - end <= 1)
+        return false;
+    *end = '\n';
+    *(end + 1) = '\0';
+    return true;
 }
 
 QByteArrayView textOf(std::span<const char, kLineCapacity> buffer)

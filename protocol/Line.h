@@ -61,15 +61,24 @@ public:
     /// The text so far; valid until the line is changed or destroyed.
     [[nodiscard]] QByteArrayView view() const { return {m_buffer.data(), m_size}; }
 
-    /// The whole buffer, NUL-terminated, for the send operations that append in place. What they
-    /// append is not seen by `view()`.
-    [[nodiscard]] char* data() { return m_buffer.data(); }
+    /// The whole buffer, NUL-terminated, for what appends in place. What is appended so is not seen
+    /// by `view()`.
+    [[nodiscard]] std::span<char, kLineCapacity> buffer() { return m_buffer; }
 
 private:
     std::array<char, kLineCapacity> m_buffer{};
     qsizetype m_size = 0;
     bool m_complete = true;
 };
+
+/// Appends "*", the checksum of what follows the first "$" and a line feed to the text at the start
+/// of `buffer`. Returns false, with the buffer unchanged, when there is no "$", no NUL after it or
+/// no room.
+[[nodiscard]] bool appendChecksum(std::span<char, kLineCapacity> buffer);
+
+/// Appends a line feed to the text at the start of `buffer`. Returns false, with the buffer
+/// unchanged, when there is no NUL or no room.
+[[nodiscard]] bool appendLineFeed(std::span<char, kLineCapacity> buffer);
 
 /// The text at the start of `buffer`: up to the first NUL, or all of it when there is none.
 [[nodiscard]] QByteArrayView textOf(std::span<const char, kLineCapacity> buffer);

@@ -1,6 +1,7 @@
 #include "releaseset/Diff.h"
 
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 #include "releaseset/Flash.h"
 #include "releaseset/Rgb565.h"
 
@@ -8,6 +9,8 @@
 #include <QRect>
 
 #include <algorithm>
+
+using namespace protocol;
 
 namespace releaseset {
 

@@ -1,8 +1,11 @@
 #include "releaseset/JobTime.h"
 
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 
 #include <algorithm>
+
+using namespace protocol;
 
 namespace releaseset {
 

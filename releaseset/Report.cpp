@@ -1,6 +1,7 @@
 #include "releaseset/Report.h"
 
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 #include "releaseset/Flash.h"
 
 #include <QJsonArray>
@@ -9,6 +10,8 @@
 #include <QTextStream>
 
 #include <array>
+
+using namespace protocol;
 
 namespace releaseset {
 

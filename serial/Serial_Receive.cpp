@@ -103,7 +103,7 @@ void Serial_Connect::HandleCheckedLine(QByteArrayView text)
 void Serial_Connect::AnswerStatus()
 {
     protocol::Line request(kBootloaderRequest);
-    AddCRC_nSend(request.data());
+    AddCRC_nSend(request.buffer().data());
     statusAnswered = true;
     waitTicks = kBootloaderRequestTicks;
 }

@@ -1,6 +1,6 @@
 #include "tests/bench/Images.h"
 
-#include "bootload/Manifest.h"
+#include "bootload/CompiledSet.h"
 
 #include <QFile>
 

@@ -1,16 +1,18 @@
 // Reading the images and building the lines, in memory alone.
 // clazy:excludeall=non-pod-global-static (how a benchmark is registered)
 
-#include "bootload/Commands.h"
 #include "bootload/ImageFile.h"
 #include "bootload/ImageParser.h"
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 #include "tests/bench/Images.h"
 
 #include <benchmark/benchmark.h>
 
 #include <array>
 #include <cstring>
+
+using namespace protocol;
 
 namespace {
 

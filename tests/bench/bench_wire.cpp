@@ -2,7 +2,6 @@
 // are in this thread, so that a round is a sequence and not a race.
 // clazy:excludeall=non-pod-global-static (how a benchmark is registered)
 
-#include "bootload/Commands.h"
 #include "tests/session/SessionBench.h"
 
 #include <QCoreApplication>
@@ -15,6 +14,8 @@
 #include <poll.h>
 #include <stdexcept>
 #include <unistd.h>
+
+using namespace protocol;
 
 namespace {
 

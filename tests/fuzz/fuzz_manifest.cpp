@@ -1,6 +1,6 @@
 // Text into the manifest reading.
 
-#include "bootload/Manifest.h"
+#include "bootload/CompiledSet.h"
 #include "tests/fuzz/Expect.h"
 
 #include <cstdint>

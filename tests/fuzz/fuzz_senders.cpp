@@ -1,7 +1,8 @@
 // A line into both checksum senders, and into the plain ones.
 
 #include "bootload/DialogBootload.h"
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
 #include "tests/fuzz/Application.h"
@@ -11,6 +12,8 @@
 #include "tests/support/MemoryPort.h"
 
 #include <vector>
+
+using namespace protocol;
 
 namespace {
 

@@ -2,7 +2,8 @@
 // two sessions, then what arrives at the first. Some bytes that are in no line of the wire stand
 // for events, see `Event`.
 
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
 #include "tests/fuzz/Application.h"
@@ -16,6 +17,8 @@
 #include <QTextEdit>
 
 #include <memory>
+
+using namespace protocol;
 
 namespace {
 

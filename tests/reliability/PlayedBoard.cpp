@@ -1,6 +1,7 @@
 #include "tests/reliability/PlayedBoard.h"
 
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 
 #include <QTextEdit>
 
@@ -8,6 +9,8 @@
 #include <fcntl.h>
 #include <stdexcept>
 #include <unistd.h>
+
+using namespace protocol;
 
 namespace {
 

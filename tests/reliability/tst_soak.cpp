@@ -2,7 +2,8 @@
 // has to be closed again when it has gone.
 
 #include "app/MainWindow.h"
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 #include "tests/reliability/PlayedBoard.h"
 #include "tests/reliability/Resources.h"
 #include "tests/session/SessionBench.h"
@@ -115,3 +116,5 @@ void TestSoak::inTheDialog(int mode, int ticks)
 
 QTEST_MAIN(TestSoak)
 #include "tst_soak.moc"
+
+using namespace protocol;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "bootload/Wire.h"
+#include "bootload/Session.h"
+#include "protocol/Commands.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
 #include "tests/session/DialogBootloadProbe.h"
@@ -15,6 +16,8 @@
 
 #include <memory>
 #include <vector>
+
+using namespace protocol;
 
 /// The numbers of a session by name, and what its port and file stand on: "isOpen", "baudRate" and
 /// "fileOpen".

@@ -1,4 +1,6 @@
-#include "bootload/FirmwareFile.h"
+#include "bootload/CompiledSet.h"
+
+using protocol::kDataLineSize;
 
 #include <QRegularExpression>
 #include <QTemporaryFile>

@@ -31,7 +31,7 @@ private slots:
         Line line;
         QVERIFY(line.complete());
         QVERIFY(line.view().isEmpty());
-        QCOMPARE(line.data()[0], '\0');
+        QCOMPARE(line.buffer()[0], '\0');
     }
 
     void writesBytesAsFields()
@@ -65,7 +65,7 @@ private slots:
         line.appendHexFields(letters(count));
         QCOMPARE(line.complete(), fits);
         QCOMPARE(line.view().size(), fits ? before + count * 3 : before);
-        QCOMPARE(line.data()[line.view().size()], '\0');
+        QCOMPARE(line.buffer().data()[line.view().size()], '\0');
     }
 
     void takesWhatFits_data()
@@ -89,7 +89,7 @@ private slots:
         Line line(text);
         QCOMPARE(line.complete(), fits);
         QCOMPARE(line.view().toByteArray(), fits ? text : QByteArray());
-        QCOMPARE(line.data()[line.view().size()], '\0');
+        QCOMPARE(line.buffer().data()[line.view().size()], '\0');
     }
 
     void theLastByteOfTheBufferCanBeReachedInSteps()
@@ -99,7 +99,7 @@ private slots:
         QVERIFY(line.complete());
         QCOMPARE(line.view().size(), kLongest);
         QCOMPARE(line.view().back(), 'B');
-        QCOMPARE(line.data()[kLongest], '\0');
+        QCOMPARE(line.buffer().data()[kLongest], '\0');
 
         line.append("");
         QVERIFY(line.complete());
@@ -111,7 +111,7 @@ private slots:
         line.append("BCD");
         QVERIFY(!line.complete());
         QCOMPARE(line.view().toByteArray(), letters(kLongest - 2));
-        QCOMPARE(line.data()[kLongest - 2], '\0');
+        QCOMPARE(line.buffer().data()[kLongest - 2], '\0');
     }
 
     void anIncompleteLineStaysIncompleteAndTakesNothingMore()
@@ -231,10 +231,10 @@ private slots:
     void textAppendedInPlaceIsNotSeenByTheView()
     {
         Line line("$V");
-        line.data()[2] = '*';
-        line.data()[3] = '\0';
+        line.buffer().data()[2] = '*';
+        line.buffer().data()[3] = '\0';
         QCOMPARE(line.view().toByteArray(), QByteArray("$V"));
-        QCOMPARE(QByteArray(line.data()), QByteArray("$V*"));
+        QCOMPARE(QByteArray(line.buffer().data()), QByteArray("$V*"));
     }
 };
 

@@ -1,5 +1,5 @@
 #include "bootload/ImageFile.h"
-#include "bootload/ReadImageFile.h"
+#include "bootload/ImageFile.h"
 
 #include <QTemporaryFile>
 #include <QTest>

@@ -1,8 +1,10 @@
-#include "bootload/Manifest.h"
+#include "bootload/CompiledSet.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <algorithm>
 
 namespace {
 
@@ -27,4 +29,25 @@ Manifest readManifest(const QByteArray& text)
             image.value(QStringLiteral("ImageVersion")).toInt()});
     }
     return manifest;
+}
+
+qint32 startAddressOf(QByteArrayView bytes)
+{
+    const auto byteAt = [bytes](qsizetype i) {
+        const qint8 byte = i < bytes.size() ? static_cast<qint8>(bytes.at(i)) : qint8{0};
+        return static_cast<quint32>(qint32{byte});
+    };
+    return static_cast<qint32>(
+        byteAt(0) | (byteAt(1) << 8U) | (byteAt(2) << 16U) | (byteAt(3) << 16U));
+}
+
+DataLineBytes readFirmware(QFile& file, qint64 address)
+{
+    DataLineBytes bytes;
+    qint64 count = 0;
+    // Never asked to seek past its end: a resource that was once does not come back from there.
+    if (file.isOpen() && address < file.size() && file.seek(address))
+        count = std::max<qint64>(file.read(bytes.data(), protocol::kDataLineSize), 0);
+    std::fill(bytes.begin() + count, bytes.end(), kErasedByte);
+    return bytes;
 }

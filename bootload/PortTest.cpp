@@ -1,3 +1,0 @@
-#include "bootload/PortTest.h"
-
-PortTest::~PortTest() = default;

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <chrono>
+
+/// \file
+/// The numbers of a session: its states and steps, which are the protocol's, and how long it waits,
+/// in steps.
+
+/// One step of every session.
+inline constexpr std::chrono::milliseconds kTickInterval{500};
+
+/// The jobs; any other number is treated like `JobUpdate`.
+enum JobMode : int {
+    JobUpdate = 0,
+    JobImagesOnly = 1,
+    JobEraseImages = 2,
+};
+
+/// What a session does in its next step; the numbers are the protocol's.
+enum SessionState : qint32 {
+    StateLoad = 0,
+    StateStart = 1,
+    StateProbe = 2,
+    StateWaitForBootloader = 3,
+    StateEraseImages = 4,
+    StateSendImages = 5,
+    StateReopenFast = 6,
+    StateAskMainVersion = 7,
+    StateAskSecondVersion = 8,
+    StateAskForBootloader = 9,
+    StateEraseFromStart = 10,
+    StateFirmware = 11,
+    StateFinish = 15,
+};
+
+/// How far the bootloader is with the firmware.
+enum BootPhase : qint32 {
+    PhaseNotCaptured = 0,
+    PhaseWriting = 1,
+    PhaseChecking = 2,
+    PhaseFirmwareDone = 3,
+    PhaseVerified = 4,
+};
+
+/// Where a session is within a page of firmware.
+enum FirmwareStep : qint32 {
+    FirmwareErase = 0,
+    FirmwareData = 1,
+    FirmwareProgram = 2,
+    FirmwareProgramChecked = 3,
+};
+
+/// Where a session is within an image.
+enum ImageStep : qint32 {
+    ImageAnnounce = 0,
+    ImageBlocks = 1,
+    ImageRestart = 2,
+};
+
+/// Steps of the erasing of all images share `imageStep`.
+enum EraseStep : qint32 {
+    EraseSend = 0,
+    EraseWait = 1,
+};
+
+/// Probing lines: how many in all, and below how many left the bootloader is asked for.
+inline constexpr qint32 kProbeLines = 10;
+inline constexpr qint32 kProbesForBootloader = 3;
+
+/// How often the versions and the bootloader are to be asked for after a check. Nothing leads
+/// there, and nothing counts them.
+inline constexpr qint32 kVersionRequests = 3;
+inline constexpr qint32 kBootloaderRequests = 5;
+
+/// Steps after which a firmware line goes out: an erase or data line, a program or check line. An
+/// acknowledgement sets `ticks` to these so that the next line leaves at once.
+inline constexpr qint32 kDataTicks = 4;
+inline constexpr qint32 kProgramTicks = 18;
+
+/// Steps to wait for the answer to an image header, a block or an erase command; before an image is
+/// begun again; and for the end of an erase that the board says is going on.
+inline constexpr qint32 kImageAnswerWait = 3;
+inline constexpr qint32 kImageRestartWait = 6;
+inline constexpr qint32 kEraseGoingOnWait = 120;
+
+/// The port is closed in the step after this many in the last state.
+inline constexpr qint32 kFinishTicks = 3;
