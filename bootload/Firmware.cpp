@@ -191,7 +191,8 @@ ReplyEffect UpdateJob::GotVACK(PortTest* port, QByteArrayView line)
     if (port->phase != PhaseFirmwareDone
         || protocol::WireText::fieldCount(line.data()) < kFieldsAfterWord)
         return {.acts = false};
-    // The session's state stands for the address it waits for; any other line is not its own.
+    // The number of the session's state is taken for the address that it waits for, as the board's
+    // protocol has it; a line for any other address is ignored.
     const quint32 address = hexValue(replyField(line, 1));
     if (address != static_cast<quint32>(port->state))
         return {.acts = false};

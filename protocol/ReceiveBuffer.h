@@ -16,13 +16,13 @@ public:
     {
     }
 
-    /// Stores one received byte and moves the index on; behind the last byte of the buffer it
+    /// Stores one received byte and moves the index on; after the last byte of the buffer it
     /// starts again at 0, so that an overlong line overwrites its own beginning. Returns true when
     /// the byte was a line feed.
     [[nodiscard]] bool store(char byte);
 
     /// Ends the line at the write index. Where the index has just wrapped to 0 the buffer has no
-    /// room behind the line feed; what is then left of the line is its first byte.
+    /// room after the line feed; what is then left of the line is its first byte.
     void endLine();
 
     /// Puts a NUL at `position`; a position outside the buffer is left alone.

@@ -1,4 +1,4 @@
-// The life of the service, what it is told from outside, and what leaves on the port.
+// The life of the service, how it is steered from outside, and what it sends.
 
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Positions in a line are counted in 8 bits here, and behind the text there must be room for "*",
+// Positions in a line are counted in 8 bits here, and after the text there must be room for "*",
 // four digits, the line feed and the NUL.
 constexpr std::size_t kMaxTextLength = 247;
 
@@ -70,7 +70,7 @@ void Serial_Connect::AddCRC_nSend(char* line)
     const quint32 crc = protocol::crcOf({start + 1, textEnd});
     *end++ = '*';
     end += u32ToHexStr(crc, end);
-    // Directly behind the last digit, however many there are: unlike the update dialog's lines, one
+    // Directly after the last digit, however many there are: unlike the update dialog's lines, one
     // with a short checksum keeps its line feed.
     *end++ = '\n';
     *end = '\0';

@@ -46,7 +46,7 @@ public:
     /// Appends "*", the checksum of what follows the first "$", and a line feed to `line`, and
     /// writes it while sending is enabled. Positions are counted in 8 bits: a text longer than 247
     /// bytes or without a "$" is left untouched and not sent. `line` has room for six more bytes
-    /// than its text and NUL; nothing behind these is read or written.
+    /// than its text and NUL; nothing after these is read or written.
     void AddCRC_nSend(char* line);
 
     /// Ends the hunt as if the bootloader had announced itself: the port stays as it is.

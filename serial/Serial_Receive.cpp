@@ -36,8 +36,7 @@ quint16 statedChecksum(QByteArrayView afterStar)
         protocol::hexValue(digits.first(std::min(digits.size(), kMaxChecksumDigits))));
 }
 
-// Looks only at the bytes of this line: what an earlier, longer line has left in the buffer behind
-// it is none of its business.
+// Looks only at the bytes of this line: an earlier, longer line may have left others after it.
 LineCheck checkOf(QByteArrayView bytes)
 {
     const auto* const dollar = std::find(bytes.begin(), bytes.end(), '$');
