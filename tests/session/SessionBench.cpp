@@ -42,18 +42,6 @@ QByteArray readToFence(int master)
     return bytes.chopped(kFence.size());
 }
 
-std::uint16_t checksum(const QByteArray& text)
-{
-    constexpr unsigned kReflectedPolynomial = 0x8408;
-    unsigned crc = 0xFFFF;
-    for (const char byte : text) {
-        crc ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ kReflectedPolynomial : crc >> 1U;
-    }
-    return static_cast<std::uint16_t>(crc);
-}
-
 struct NamedField
 {
     const char* name;
@@ -76,21 +64,6 @@ constexpr NamedField kFields[] = {
 };
 
 } // namespace
-
-QByteArray framed(const QByteArray& text)
-{
-    const QByteArray digits
-        = QByteArray::number(checksum(text.mid(text.indexOf('$') + 1)), 16).toUpper();
-    return text + '*' + digits + (digits.size() == 4 ? "\n" : "");
-}
-
-QByteArray framedAll(const QByteArrayList& texts)
-{
-    QByteArray bytes;
-    for (const QByteArray& text : texts)
-        bytes += framed(text);
-    return bytes;
-}
 
 SessionFields with(SessionFields fields, const SessionFields& changes)
 {

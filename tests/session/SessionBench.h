@@ -7,6 +7,7 @@
 #include "tests/session/DialogBootloadProbe.h"
 #include "tests/session/ReleaseSetFixture.h"
 #include "tests/support/PortNames.h"
+#include "tests/support/Reference.h"
 #include "virtualboard/UsbBus.h"
 
 #include <QLabel>
@@ -88,12 +89,8 @@ private:
     bool m_timerWasStarted = false;
 };
 
-/// The line `text` as it stands on the wire when it is sent with its checksum, made by a
-/// formulation of the checksum of the tests' own.
-[[nodiscard]] QByteArray framed(const QByteArray& text);
-
-/// The frames of `texts`, one behind the other.
-[[nodiscard]] QByteArray framedAll(const QByteArrayList& texts);
+using reference::framed;
+using reference::framedAll;
 
 /// `fields` with the values of `changes`. Throws std::out_of_range for an unknown name.
 [[nodiscard]] SessionFields with(SessionFields fields, const SessionFields& changes);

@@ -1,5 +1,6 @@
 #include "protocol/Crc.h"
 #include "protocol/WireText.h"
+#include "tests/support/Reference.h"
 
 #include <QTest>
 
@@ -11,13 +12,11 @@ using protocol::kCrcInitial;
 
 namespace {
 
-/// The checksum's definition, a bit at a time: a shift register with the reflected polynomial.
+/// The checksum's definition, a bit at a time.
 std::uint16_t bitwiseStep(std::uint16_t crc, std::uint8_t data)
 {
-    unsigned value = crc ^ data;
-    for (int bit = 0; bit < 8; ++bit)
-        value = (value & 1U) != 0 ? (value >> 1U) ^ 0x8408U : value >> 1U;
-    return static_cast<std::uint16_t>(value);
+    const auto byte = static_cast<char>(data);
+    return static_cast<std::uint16_t>(reference::crc({&byte, 1}, crc));
 }
 
 std::uint16_t crcOfText(const QByteArray& text)
