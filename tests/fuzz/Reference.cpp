@@ -6,18 +6,6 @@
 
 namespace reference {
 
-unsigned crc(const std::string& bytes, unsigned crc)
-{
-    constexpr unsigned kReflectedPolynomial = 0x8408;
-    constexpr int kBits = 8;
-    for (const char byte : bytes) {
-        crc ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < kBits; ++bit)
-            crc = crc % 2 == 1 ? crc / 2 ^ kReflectedPolynomial : crc / 2;
-    }
-    return crc;
-}
-
 std::string hex(unsigned value)
 {
     char text[16];

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArray>
+#include "tests/support/Reference.h"
 
 #include <cstdint>
 #include <optional>
@@ -11,9 +11,6 @@
 /// fuzz targets hold the program against.
 
 namespace reference {
-
-/// CRC-16/MCRF4XX of `bytes`, bit by bit, going on from `crc`.
-[[nodiscard]] unsigned crc(const std::string& bytes, unsigned crc = 0xFFFF);
 
 /// `value` in upper-case hexadecimal without leading zeros.
 [[nodiscard]] std::string hex(unsigned value);
