@@ -6,7 +6,9 @@
 #include <QResource>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 
@@ -25,12 +27,17 @@ QByteArray collection(const QStringList& names)
     return text + "</qresource></RCC>";
 }
 
-QByteArray compile(const QDir& directory)
+QByteArray compile(const ReleaseSetFiles& files)
 {
+    const QTemporaryDir temporary;
+    const QDir directory(temporary.path());
+    for (auto file = files.begin(); file != files.end(); ++file)
+        writeFile(directory.filePath(file.key()), file.value());
+    writeFile(directory.filePath(QStringLiteral("set.qrc")), collection(files.keys()));
     const QString output = directory.filePath(QStringLiteral("set.rcc"));
     QProcess rcc;
     rcc.start(QStringLiteral(RCC_PROGRAM),
-        {QStringLiteral("--binary"), QStringLiteral("-o"), output,
+        {QStringLiteral("--binary"), QStringLiteral("--no-compress"), QStringLiteral("-o"), output,
             directory.filePath(QStringLiteral("set.qrc"))});
     if (!rcc.waitForFinished() || rcc.exitCode() != 0)
         throw std::runtime_error("the resource compiler failed: " + rcc.readAll().toStdString());
@@ -40,6 +47,22 @@ QByteArray compile(const QDir& directory)
     return file.readAll();
 }
 
+/// `files` compiled; the same set is compiled once, most tests are on the small one.
+QByteArray compiled(const ReleaseSetFiles& files)
+{
+    struct Set
+    {
+        ReleaseSetFiles files;
+        QByteArray resource;
+    };
+    static std::vector<Set> known;
+    const auto same = std::find_if(
+        known.begin(), known.end(), [&files](const Set& set) { return set.files == files; });
+    if (same != known.end())
+        return same->resource;
+    return known.emplace_back(Set{files, compile(files)}).resource;
+}
+
 } // namespace
 
 ReleaseSetFixture::ReleaseSetFixture(const ReleaseSetFiles& files)
@@ -47,12 +70,7 @@ ReleaseSetFixture::ReleaseSetFixture(const ReleaseSetFiles& files)
     // An empty collection is no collection for the resource compiler, and needs no resource.
     if (files.isEmpty())
         return;
-    const QTemporaryDir temporary;
-    const QDir directory(temporary.path());
-    for (auto file = files.begin(); file != files.end(); ++file)
-        writeFile(directory.filePath(file.key()), file.value());
-    writeFile(directory.filePath(QStringLiteral("set.qrc")), collection(files.keys()));
-    m_resource = compile(directory);
+    m_resource = compiled(files);
     if (!QResource::registerResource(reinterpret_cast<const uchar*>(m_resource.constData())))
         throw std::runtime_error("the release set could not be registered");
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/session/SessionBench.h"
+#include "tests/session/SessionFixture.h"
 
 // What several tests give a session and expect of it, made for the small release set.
 

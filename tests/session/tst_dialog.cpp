@@ -1,10 +1,9 @@
 #include "tests/session/DebugLog.h"
-#include "tests/session/SessionBench.h"
+#include "tests/session/SessionFixture.h"
+#include "tests/support/TestProgram.h"
 #include "tests/support/TranslationLog.h"
 
 #include <QMetaMethod>
-#include <QRegularExpression>
-#include <QTest>
 
 namespace {
 
@@ -31,7 +30,7 @@ private slots:
     void scalesTheBars();
     void startsItsTimerAtOnce_data();
     void startsItsTimerAtOnce();
-    void ticksEvery500Milliseconds();
+    void isSteppedByItsTimer();
     void showsTheVersionOfTheManifest_data();
     void showsTheVersionOfTheManifest();
     void readsTheImagesOfTheManifest();
@@ -43,7 +42,6 @@ private slots:
     void keepsAnImageThatCannotBeRead();
     void logsTheManifest();
     void logsTheImagesInOrder();
-    void findsThePortsBeforeItReadsTheManifest();
     void asksForTheTranslationOfItsTexts();
     void takesNothingFromTheService();
     void mapsAddressesToProgress_data();
@@ -76,11 +74,11 @@ void TestDialog::hasTheWidgetsInTheirPlaces()
     QFETCH(QByteArray, type);
     QFETCH(QRect, geometry);
     QFETCH(QString, text);
-    SessionBench bench(JobUpdate, 0);
+    SessionFixture session(JobUpdate, 0);
     const auto* const widget
-        = bench.dialog().findChild<QWidget*>(QLatin1StringView(QTest::currentDataTag()));
+        = session.dialog().findChild<QWidget*>(QLatin1StringView(QTest::currentDataTag()));
     QVERIFY(widget != nullptr);
-    QCOMPARE(widget->parent(), &bench.dialog());
+    QCOMPARE(widget->parent(), &session.dialog());
     QCOMPARE(QByteArray(widget->metaObject()->className()), type);
     QCOMPARE(widget->geometry(), geometry);
     if (const auto* const label = qobject_cast<const QLabel*>(widget)) {
@@ -92,18 +90,18 @@ void TestDialog::hasTheWidgetsInTheirPlaces()
 
 void TestDialog::hasItsSizeAndNames()
 {
-    SessionBench bench(JobUpdate, 0);
-    QCOMPARE(bench.dialog().size(), QSize(507, 433));
-    QCOMPARE(bench.dialog().objectName(), QStringLiteral("DialogBootload"));
-    QCOMPARE(bench.dialog().layout(), nullptr);
-    QVERIFY(bench.dialog().styleSheet().isEmpty());
+    SessionFixture session(JobUpdate, 0);
+    QCOMPARE(session.dialog().size(), QSize(507, 433));
+    QCOMPARE(session.dialog().objectName(), QStringLiteral("DialogBootload"));
+    QCOMPARE(session.dialog().layout(), nullptr);
+    QVERIFY(session.dialog().styleSheet().isEmpty());
 }
 
 void TestDialog::createsTheWidgetsInOrder()
 {
-    SessionBench bench(JobUpdate, 0);
+    SessionFixture session(JobUpdate, 0);
     QStringList names;
-    for (const QObject* const child : bench.dialog().children())
+    for (const QObject* const child : session.dialog().children())
         names << child->objectName();
     QCOMPARE(names.join(' '),
         QStringLiteral("progressBarLoad textEdit progressBarVerify label label_2 "
@@ -137,21 +135,21 @@ void TestDialog::titlesByMode()
 {
     QFETCH(int, mode);
     QFETCH(QString, title);
-    SessionBench bench(mode, 0);
-    QCOMPARE(bench.dialog().windowTitle(), title);
-    QCOMPARE(bench.labelText("label_UpdateVersion"), QStringLiteral("Update Version: T.07"));
+    SessionFixture session(mode, 0);
+    QCOMPARE(session.dialog().windowTitle(), title);
+    QCOMPARE(session.labelText("label_UpdateVersion"), QStringLiteral("Update Version: T.07"));
 }
 
 void TestDialog::scalesTheBars()
 {
-    SessionBench bench(JobUpdate, 0);
-    QCOMPARE(bench.bar("progressBarLoad").minimum(), 0);
-    QCOMPARE(bench.bar("progressBarLoad").maximum(), 913414);
-    QCOMPARE(bench.bar("progressBarLoad").value(), 0);
-    QCOMPARE(bench.bar("progressBarVerify").minimum(), 0);
-    QCOMPARE(bench.bar("progressBarVerify").maximum(), 600 + 256 + 16);
-    QCOMPARE(bench.bar("progressBarVerify").value(), 0);
-    QCOMPARE(bench.dialog().TotalSize(), 913414);
+    SessionFixture session(JobUpdate, 0);
+    QCOMPARE(session.bar("progressBarLoad").minimum(), 0);
+    QCOMPARE(session.bar("progressBarLoad").maximum(), 913414);
+    QCOMPARE(session.bar("progressBarLoad").value(), 0);
+    QCOMPARE(session.bar("progressBarVerify").minimum(), 0);
+    QCOMPARE(session.bar("progressBarVerify").maximum(), 600 + 256 + 16);
+    QCOMPARE(session.bar("progressBarVerify").value(), 0);
+    QCOMPARE(session.dialog().TotalSize(), 913414);
 }
 
 void TestDialog::startsItsTimerAtOnce_data()
@@ -169,28 +167,25 @@ void TestDialog::startsItsTimerAtOnce()
 {
     QFETCH(int, mode);
     QFETCH(ReleaseSetFiles, files);
-    SessionBench bench(mode, 0, files);
-    QVERIFY(bench.timerWasStarted());
-    QCOMPARE(bench.probe().timer().interval(), 500);
-    QVERIFY(!bench.probe().timer().isSingleShot());
+    SessionFixture session(mode, 0, files);
+    QVERIFY(session.timerWasStarted());
+    QCOMPARE(session.probe().timer().interval(), 500);
+    QVERIFY(!session.probe().timer().isSingleShot());
 }
 
-void TestDialog::ticksEvery500Milliseconds()
+void TestDialog::isSteppedByItsTimer()
 {
-    SessionBench bench;
-    QTimer& timer = bench.probe().timer();
-    QCOMPARE(timer.interval(), 500);
-    QVERIFY(!timer.isSingleShot());
+    SessionFixture session;
+    QTimer& timer = session.probe().timer();
     QCOMPARE(timer.parent(), nullptr);
-
-    bench.closeDialog();
-    bench.openDialog(JobUpdate);
-    bench.probe().timer().start();
-    // Nothing is stepped before the first tick; two ticks send the first line.
-    QCOMPARE(bench.port().state, qint32(StateStart));
-    QTRY_COMPARE_WITH_TIMEOUT(bench.port().state, qint32(StateProbe), 5000);
-    QTRY_COMPARE_WITH_TIMEOUT(bench.port().retries, kProbeLines - 1, 5000);
-    QCOMPARE(bench.sent(), framed("$MVER"));
+    // A tick at once each time it is started; the interval itself is tried by tst_clock.
+    connect(&timer, &QTimer::timeout, &timer, &QTimer::stop);
+    for (int tick = 0; tick < 3; ++tick) {
+        timer.start(0);
+        QTRY_VERIFY(!timer.isActive());
+    }
+    QCOMPARE(session.port().retries, kProbeLines - 2);
+    QCOMPARE(session.sent(), framedAll({"$MVER", "$MVER"}));
 }
 
 void TestDialog::showsTheVersionOfTheManifest_data()
@@ -211,17 +206,18 @@ void TestDialog::showsTheVersionOfTheManifest()
 {
     QFETCH(QByteArray, manifest);
     QFETCH(QString, version);
-    SessionBench bench(JobUpdate, 0, onlyManifest(manifest));
-    QCOMPARE(bench.probe().version(), version);
-    QCOMPARE(bench.labelText("label_UpdateVersion"), QStringLiteral("Update Version: ") + version);
-    QCOMPARE(bench.dialog().windowTitle(),
+    SessionFixture session(JobUpdate, 0, onlyManifest(manifest));
+    QCOMPARE(session.probe().version(), version);
+    QCOMPARE(
+        session.labelText("label_UpdateVersion"), QStringLiteral("Update Version: ") + version);
+    QCOMPARE(session.dialog().windowTitle(),
         QStringLiteral("BRIVAN ANNEALING DB Firmware Update ") + version);
 }
 
 void TestDialog::readsTheImagesOfTheManifest()
 {
-    SessionBench bench(JobUpdate, 0);
-    const QList<ImageFile>& images = bench.probe().images();
+    SessionFixture session(JobUpdate, 0);
+    const QList<ImageFile>& images = session.probe().images();
     QCOMPARE(images.size(), 3);
     const int numbers[] = {0, 3, 17};
     const int versions[] = {1, 2, 10};
@@ -244,9 +240,9 @@ void TestDialog::loadsTheImagesInEveryMode_data()
 void TestDialog::loadsTheImagesInEveryMode()
 {
     QFETCH(int, mode);
-    SessionBench bench(mode, 0);
-    QCOMPARE(bench.probe().images().size(), 3);
-    QCOMPARE(bench.bar("progressBarVerify").maximum(), 872);
+    SessionFixture session(mode, 0);
+    QCOMPARE(session.probe().images().size(), 3);
+    QCOMPARE(session.bar("progressBarVerify").maximum(), 872);
 }
 
 void TestDialog::comesUpWithoutImages_data()
@@ -262,13 +258,13 @@ void TestDialog::comesUpWithoutImages()
 {
     QFETCH(ReleaseSetFiles, files);
     const DebugLog log;
-    SessionBench bench(JobUpdate, 1, files);
-    QVERIFY(bench.probe().images().isEmpty());
+    SessionFixture session(JobUpdate, 1, files);
+    QVERIFY(session.probe().images().isEmpty());
     QCOMPARE(log.count(QStringLiteral("Files  0")), 1);
-    QCOMPARE(bench.bar("progressBarVerify").minimum(), 0);
-    QCOMPARE(bench.bar("progressBarVerify").maximum(), 0);
-    bench.step(2);
-    QCOMPARE(bench.sent(), framed("$MVER"));
+    QCOMPARE(session.bar("progressBarVerify").minimum(), 0);
+    QCOMPARE(session.bar("progressBarVerify").maximum(), 0);
+    session.step(2);
+    QCOMPARE(session.sent(), framed("$MVER"));
 }
 
 void TestDialog::takesDefaultsForWhatAnImageDoesNotName()
@@ -277,8 +273,8 @@ void TestDialog::takesDefaultsForWhatAnImageDoesNotName()
     files[QStringLiteral("settings.json")] = R"({"Images": [
         {"FileName": "b.c"}, {"ImageName": 4}, "b.c",
         {"FileName": "b.c", "ImageName": "5", "ImageVersion": 2.5}]})";
-    SessionBench bench(JobUpdate, 0, files);
-    const QList<ImageFile>& images = bench.probe().images();
+    SessionFixture session(JobUpdate, 0, files);
+    const QList<ImageFile>& images = session.probe().images();
     QCOMPARE(images.size(), 4);
     QCOMPARE(images.at(0).imageName, 0);
     QCOMPARE(images.at(0).imageVersion, 0);
@@ -292,10 +288,10 @@ void TestDialog::takesDefaultsForWhatAnImageDoesNotName()
 
 void TestDialog::keepsAnImageThatCannotBeRead()
 {
-    SessionBench bench(JobUpdate, 0,
+    SessionFixture session(JobUpdate, 0,
         onlyManifest(R"({"Images": [{"FileName": "none.c", "ImageName": 8, "ImageVersion": 9}]})"));
-    QCOMPARE(bench.probe().images().size(), 1);
-    const ImageFile& image = bench.probe().images().constFirst();
+    QCOMPARE(session.probe().images().size(), 1);
+    const ImageFile& image = session.probe().images().constFirst();
     QVERIFY(image.data.isEmpty());
     QCOMPARE(image.imageName, 8);
     QCOMPARE(image.imageVersion, 9);
@@ -306,7 +302,7 @@ void TestDialog::keepsAnImageThatCannotBeRead()
 void TestDialog::logsTheManifest()
 {
     const DebugLog log;
-    SessionBench bench(JobUpdate, 0);
+    SessionFixture session(JobUpdate, 0);
     QCOMPARE(log.count(QStringLiteral(":/res/settings.json")), 1);
     QCOMPARE(log.count(QStringLiteral("file  \":/res/b.c\"")), 1);
     QCOMPARE(log.count(QStringLiteral("Files  3")), 1);
@@ -318,31 +314,19 @@ void TestDialog::logsTheImagesInOrder()
     files[QStringLiteral("settings.json")] = R"({"Images": [
         {"FileName": "c.c"}, {"FileName": "none.c"}, {"FileName": "a.c"}, {"FileName": "c.c"}]})";
     const DebugLog log;
-    SessionBench bench(JobUpdate, 0, files);
+    SessionFixture session(JobUpdate, 0, files);
     QCOMPARE(log.with(QStringLiteral("file  ")),
         QStringList(
             {QStringLiteral("file  \":/res/c.c\""), QStringLiteral("file  \":/res/none.c\""),
                 QStringLiteral("file  \":/res/a.c\""), QStringLiteral("file  \":/res/c.c\"")}));
-    // Their number stands behind the last.
+    // Their number comes last.
     QVERIFY(log.all().constLast().startsWith(QStringLiteral("Files  4")));
-}
-
-void TestDialog::findsThePortsBeforeItReadsTheManifest()
-{
-    Adapter held = ftdiAdapters(1).front();
-    held.description = QStringLiteral("Looked at");
-    const DebugLog log;
-    SessionBench bench(JobUpdate, {held});
-    const QStringList course
-        = log.all().filter(QRegularExpression(QStringLiteral("Looked at|settings.json|file  ")));
-    QCOMPARE(course.size(), 5);
-    QVERIFY2(course.first().contains(QStringLiteral("Looked at")), qPrintable(course.first()));
 }
 
 void TestDialog::asksForTheTranslationOfItsTexts()
 {
     const TranslationLog translations;
-    SessionBench bench(JobUpdate, 0);
+    SessionFixture session(JobUpdate, 0);
     // What the job fills in is not among them.
     QCOMPARE(translations.texts("DialogBootload"),
         QByteArrayList({"Dialog", "Images", "Program", "RX:", "Status",
@@ -352,13 +336,13 @@ void TestDialog::asksForTheTranslationOfItsTexts()
 void TestDialog::takesNothingFromTheService()
 {
     const DebugLog log;
-    SessionBench bench;
+    SessionFixture session;
     // The request is made, and refused.
     QCOMPARE(log.count(QStringLiteral("No such slot DialogBootload::GotMessage(QString)")), 1);
-    emit bench.service().GotMessageNoCRC(QStringLiteral("$MVERR,9\n"));
-    emit bench.service().GotMessage(QStringLiteral("$MVERR,9\n"));
-    QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version:"));
-    QCOMPARE(bench.sent(), QByteArray());
+    emit session.service().GotMessageNoCRC(QStringLiteral("$MVERR,9\n"));
+    emit session.service().GotMessage(QStringLiteral("$MVERR,9\n"));
+    QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version:"));
+    QCOMPARE(session.sent(), QByteArray());
 }
 
 void TestDialog::mapsAddressesToProgress_data()
@@ -376,15 +360,15 @@ void TestDialog::mapsAddressesToProgress()
 {
     QFETCH(int, address);
     QFETCH(int, position);
-    SessionBench bench(JobUpdate, 0);
-    QCOMPARE(bench.dialog().CurrentPosition(address), position);
+    SessionFixture session(JobUpdate, 0);
+    QCOMPARE(session.dialog().CurrentPosition(address), position);
 }
 
 void TestDialog::leavesTheLogWritable()
 {
-    SessionBench bench(JobUpdate, 0);
-    QVERIFY(!bench.dialog().findChild<QTextEdit*>()->isReadOnly());
+    SessionFixture session(JobUpdate, 0);
+    QVERIFY(!session.dialog().findChild<QTextEdit*>()->isReadOnly());
 }
 
-QTEST_MAIN(TestDialog)
+static const RegisteredTest<TestDialog> registered(__FILE__);
 #include "tst_dialog.moc"

@@ -1,6 +1,5 @@
-#include "tests/session/SessionBench.h"
-
-#include <QTest>
+#include "tests/session/SessionFixture.h"
+#include "tests/support/TestProgram.h"
 
 namespace {
 
@@ -63,13 +62,13 @@ QByteArray answerTo(const QByteArray& line)
 }
 
 /// Takes a session to the step before its first firmware line.
-void enterFirmware(SessionBench& bench)
+void enterFirmware(SessionFixture& session)
 {
-    bench.step(13);
-    bench.reply("$Bootloader");
-    bench.step(2);
-    (void)bench.sent();
-    bench.step(4);
+    session.step(13);
+    session.reply("$Bootloader");
+    session.step(2);
+    (void)session.sent();
+    session.step(4);
 }
 
 } // namespace
@@ -85,14 +84,7 @@ private slots:
     void beginsWithTheFifthStep();
     void takesDataFromTheOffsetOfItsAddress_data();
     void takesDataFromTheOffsetOfItsAddress();
-    void programsAPageAtOnceWhenItIsFull();
-    void erasesTheNextPageAtOnce();
-    void sendsDataAgainUntilItIsAcknowledged();
-    void programsAgainUntilItIsAcknowledged();
-    void erasesAgainWhenAnEraseIsNotAcknowledged();
-    void goesOverToTheImagesBehindTheLastPage();
-    void showsProgress_data();
-    void showsProgress();
+    void announcesTheFirstImageSevenStepsAfterTheLastPage();
 };
 
 void TestFirmware::walksThroughAllPages_data()
@@ -107,36 +99,36 @@ void TestFirmware::walksThroughAllPages()
     QFETCH(QByteArray, firmware);
     const QByteArrayList walk = wholeWalk(firmware);
     QCOMPARE(walk.size(), qsizetype(223 * 66));
-    SessionBench bench(JobUpdate, 1, setWithFirmware(firmware));
-    enterFirmware(bench);
-    bench.step();
+    SessionFixture session(JobUpdate, 1, setWithFirmware(firmware));
+    enterFirmware(session);
+    session.step();
 
     int stored = 0;
     for (const QByteArray& line : walk) {
-        QCOMPARE(bench.sent(), framed(line));
-        QCOMPARE(bench.port().state, 11);
+        QCOMPARE(session.sent(), framed(line));
+        QCOMPARE(session.port().state, 11);
         stored += line.startsWith("$D") ? 64 : 0;
-        bench.reply(answerTo(line));
+        session.reply(answerTo(line));
         const bool done = stored == kAreaEnd - kAreaStart && line.startsWith("$P");
         const int shown = done ? 0xDF006 : qMin(stored, 0xDEFFF);
-        QCOMPARE(bench.bar("progressBarLoad").value(), shown);
+        QCOMPARE(session.bar("progressBarLoad").value(), shown);
     }
-    QCOMPARE(bench.port().state, 5);
-    QCOMPARE(bench.sent(), QByteArray());
-    QCOMPARE(bench.log(), QString());
-    QCOMPARE(bench.bar("progressBarVerify").value(), 0);
+    QCOMPARE(session.port().state, 5);
+    QCOMPARE(session.sent(), QByteArray());
+    QCOMPARE(session.log(), QString());
+    QCOMPARE(session.bar("progressBarVerify").value(), 0);
 }
 
 void TestFirmware::beginsWithTheFifthStep()
 {
-    SessionBench bench;
-    enterFirmware(bench);
-    QCOMPARE(bench.sent(), QByteArray());
-    bench.step();
-    QCOMPARE(bench.sent(), framed("$E,1000,1"));
-    bench.reply("$EACK");
+    SessionFixture session;
+    enterFirmware(session);
+    QCOMPARE(session.sent(), QByteArray());
+    session.step();
+    QCOMPARE(session.sent(), framed("$E,1000,1"));
+    session.reply("$EACK");
     const QByteArray firmware = smallReleaseSet().value(QStringLiteral("fw1.bin"));
-    QCOMPARE(bench.sent(), framed(dataLine(firmware, 0x1000)));
+    QCOMPARE(session.sent(), framed(dataLine(firmware, 0x1000)));
 }
 
 void TestFirmware::takesDataFromTheOffsetOfItsAddress_data()
@@ -146,7 +138,7 @@ void TestFirmware::takesDataFromTheOffsetOfItsAddress_data()
     const auto row = [](int size, const QList<int>& addresses) {
         QTest::addRow("%x bytes", static_cast<unsigned>(size)) << size << addresses;
     };
-    // The size that ships, up to its end and behind it.
+    // The size that ships, up to its end and after it.
     row(0xDF000, {0x1000, 0x1040, 0xDEF80, 0xDEFC0, 0xDF000, 0xDFFC0});
     for (const int size : {0x203F, 0x2040, 0x2041, 0x207F, 0x2080})
         row(size, {0x2000, 0x2040, 0x2080});
@@ -162,125 +154,27 @@ void TestFirmware::takesDataFromTheOffsetOfItsAddress()
     QFETCH(int, size);
     QFETCH(QList<int>, addresses);
     const QByteArray firmware = firmwareOfSize(size);
-    SessionBench bench(JobUpdate, 1, setWithFirmware(firmware));
-    enterFirmware(bench);
+    SessionFixture session(JobUpdate, 1, setWithFirmware(firmware));
+    enterFirmware(session);
     for (const int address : addresses) {
-        bench.setFields({{"fwStep", 1}, {"ticks", 4}, {"flashAddress", address}});
-        bench.step();
-        QCOMPARE(bench.sent(), framed(dataLine(firmware, address)));
+        session.setFields({{"fwStep", 1}, {"ticks", 4}, {"flashAddress", address}});
+        session.step();
+        QCOMPARE(session.sent(), framed(dataLine(firmware, address)));
     }
 }
 
-void TestFirmware::programsAPageAtOnceWhenItIsFull()
+void TestFirmware::announcesTheFirstImageSevenStepsAfterTheLastPage()
 {
-    SessionBench bench;
-    bench.enterBootloader();
-    bench.setFields({{"flashAddress", 0x1FC0}});
-    bench.reply("$DACK");
-    QCOMPARE(bench.sent(), framed("$P,1000,1000"));
-    QCOMPARE(bench.port().flashAddress, 0x2000);
-    QCOMPARE(bench.port().fwStep, 2);
-    QCOMPARE(bench.port().ticks, 1);
+    SessionFixture session;
+    session.enterBootloader();
+    session.setFields({{"flashAddress", 0xE0000}, {"fwStep", 2}});
+    session.reply("$PACK");
+    // The step that follows the acknowledgement begins the wait.
+    session.step(6);
+    QCOMPARE(session.sent(), QByteArray());
+    session.step();
+    QCOMPARE(session.sent(), framed("$I,00,01,12C,01"));
 }
 
-void TestFirmware::erasesTheNextPageAtOnce()
-{
-    SessionBench bench;
-    bench.enterBootloader();
-    bench.setFields({{"flashAddress", 0x2000}, {"fwStep", 2}});
-    bench.reply("$PACK");
-    QCOMPARE(bench.sent(), framed("$E,2000,1"));
-    QCOMPARE(bench.port().fwStep, 1);
-    QCOMPARE(bench.port().ticks, 1);
-}
-
-void TestFirmware::sendsDataAgainUntilItIsAcknowledged()
-{
-    SessionBench bench;
-    bench.enterBootloader();
-    bench.reply("$EACK");
-    const QByteArray first = bench.sent();
-    for (int i = 0; i < 5; ++i) {
-        bench.step(3);
-        QCOMPARE(bench.sent(), QByteArray());
-        bench.step();
-        QCOMPARE(bench.sent(), first);
-    }
-    bench.reply("$DACK");
-    const QByteArray firmware = smallReleaseSet().value(QStringLiteral("fw1.bin"));
-    QCOMPARE(bench.sent(), framed(dataLine(firmware, 0x1040)));
-}
-
-void TestFirmware::programsAgainUntilItIsAcknowledged()
-{
-    SessionBench bench;
-    bench.enterBootloader();
-    bench.setFields({{"flashAddress", 0x1FC0}});
-    bench.reply("$DACK");
-    QCOMPARE(bench.sent(), framed("$P,1000,1000"));
-    for (int i = 0; i < 3; ++i) {
-        bench.step(17);
-        QCOMPARE(bench.sent(), QByteArray());
-        bench.step();
-        QCOMPARE(bench.sent(), framed("$P,1000,1000"));
-    }
-    bench.reply("$PACK");
-    QCOMPARE(bench.sent(), framed("$E,2000,1"));
-}
-
-void TestFirmware::erasesAgainWhenAnEraseIsNotAcknowledged()
-{
-    SessionBench bench;
-    bench.enterBootloader();
-    bench.step(3);
-    QCOMPARE(bench.sent(), QByteArray());
-    bench.step();
-    QCOMPARE(bench.sent(), framed("$E,1000,1"));
-}
-
-void TestFirmware::goesOverToTheImagesBehindTheLastPage()
-{
-    SessionBench bench;
-    bench.enterBootloader();
-    bench.setFields({{"flashAddress", 0xE0000}, {"fwStep", 2}, {"imageIndex", 2},
-        {"imageOffset", 256}, {"imageStep", 1}, {"imageWait", 9}});
-    const SessionFields expected = with(bench.fields(),
-        {{"state", 5}, {"phase", 3}, {"flashAddress", 0x1000}, {"fwStep", 0}, {"ticks", 4},
-            {"imageIndex", 0}, {"imageOffset", 0},
-            // The step that follows the acknowledgement begins the wait.
-            {"imageStep", 0}, {"imageWait", 6}});
-    bench.reply("$PACK");
-    QCOMPARE(toText(bench.fields()), toText(expected));
-    QCOMPARE(bench.bar("progressBarLoad").value(), 0xDF006);
-    bench.step(6);
-    QCOMPARE(bench.sent(), QByteArray());
-    bench.step();
-    QCOMPARE(bench.sent(), framed("$I,00,01,12C,01"));
-}
-
-void TestFirmware::showsProgress_data()
-{
-    QTest::addColumn<int>("before");
-    QTest::addColumn<int>("shown");
-    QTest::newRow("first line") << 0x1000 << 0x40;
-    QTest::newRow("end of the first page") << 0x1FC0 << 0x1000;
-    QTest::newRow("last but one line") << 0xDFF80 << 0xDEFC0;
-    QTest::newRow("last line") << 0xDFFC0 << 0xDEFFF;
-    QTest::newRow("never below nothing") << 0 << 0;
-}
-
-void TestFirmware::showsProgress()
-{
-    QFETCH(int, before);
-    QFETCH(int, shown);
-    SessionBench bench;
-    bench.enterBootloader();
-    bench.bar("progressBarLoad").setValue(7);
-    bench.setFields({{"flashAddress", before}});
-    bench.reply("$DACK");
-    QCOMPARE(bench.bar("progressBarLoad").value(), shown);
-    QCOMPARE(bench.bar("progressBarLoad").maximum(), 0xDF006);
-}
-
-QTEST_MAIN(TestFirmware)
+static const RegisteredTest<TestFirmware> registered(__FILE__);
 #include "tst_firmware.moc"

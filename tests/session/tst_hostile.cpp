@@ -1,32 +1,10 @@
-#include "tests/session/SessionBench.h"
+#include "tests/session/SessionFixture.h"
+#include "tests/support/TestProgram.h"
 
 #include <QLoggingCategory>
 #include <QRandomGenerator>
-#include <QTest>
-
-#include <array>
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace {
-
-/// What has come out of the far end so far; does not wait, and writes nothing into the line.
-QByteArray takeSent(int descriptor)
-{
-    QByteArray all;
-    std::array<char, 4096> chunk{};
-    pollfd waiting{descriptor, POLLIN, 0};
-    while (::poll(&waiting, 1, 0) > 0 && (waiting.revents & POLLIN) != 0) {
-        const ssize_t count = ::read(descriptor, chunk.data(), chunk.size());
-        if (count <= 0)
-            break;
-        all.append(chunk.data(), count);
-    }
-    return all;
-}
 
 QByteArray oneOf(QRandomGenerator& random, const QByteArrayList& texts)
 {
@@ -82,6 +60,7 @@ class TestHostile : public QObject
 
 private slots:
     void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("updater.*=false")); }
+    void cleanupTestCase() { QLoggingCategory::setFilterRules({}); }
 
     void staysSoundWhateverTheBoardReplies_data()
     {
@@ -99,51 +78,23 @@ private slots:
         QFETCH(quint32, seed);
         constexpr int kReplies = 4000;
         QRandomGenerator random(seed);
-        SessionBench bench(mode, 2);
+        SessionFixture session(mode, 2);
         for (int i = 0; i < kReplies; ++i) {
             const int index = random.bounded(2);
-            PortTest& port = bench.port(index);
-            const QByteArray good = goodReply(takeSent(bench.adapter(index).masterFd()), port);
+            PortTest& port = session.port(index);
+            const QByteArray good = goodReply(session.sent(index), port);
             const int choice = random.bounded(6);
             if (choice < 2 && !good.isEmpty())
-                bench.reply(good, index);
+                session.reply(good, index);
             else if (choice < 3)
-                bench.step();
+                session.step();
             else
-                bench.reply(oddReply(random, port), index);
-            QVERIFY2(isSound(port, bench.probe().images().size()),
-                qPrintable(toText(bench.fields(index))));
+                session.reply(oddReply(random, port), index);
+            if (!isSound(port, session.probe().images().size()))
+                QFAIL(qPrintable(toText(session.fields(index))));
         }
-    }
-
-    /// What the kernel does to the port of an adapter that is pulled out: reading gives nothing
-    /// instead of failing.
-    void closesAPortThatHangsUp()
-    {
-        SessionBench bench;
-        bench.enterBootloader();
-        const int terminal = ::open(bench.adapter().terminalPath().toLocal8Bit().constData(),
-            O_RDWR | O_NOCTTY | O_CLOEXEC);
-        QVERIFY(terminal >= 0);
-        // Past the mocked bus, which knows no such request.
-        const long result = ::syscall(SYS_ioctl, terminal, TIOCVHANGUP, 0);
-        ::close(terminal);
-        if (result != 0)
-            QSKIP("only root can hang up a terminal");
-        QTRY_VERIFY(!bench.port().isOpen());
-    }
-
-    void everyLineReachesABoardThatReadsLate()
-    {
-        constexpr int kLines = 100;
-        SessionBench bench;
-        for (int i = 0; i < kLines; ++i)
-            bench.dialog().AddCRC_nSend(&bench.port(), QLatin1Char('$') + QString(200, u'y'));
-        QVERIFY(bench.port().bytesToWrite() > 0);
-        qsizetype lines = 0;
-        QTRY_COMPARE((lines += takeSent(bench.adapter().masterFd()).count('*')), kLines);
     }
 };
 
-QTEST_MAIN(TestHostile)
+static const RegisteredTest<TestHostile> registered(__FILE__);
 #include "tst_hostile.moc"

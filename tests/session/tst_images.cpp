@@ -1,6 +1,5 @@
 #include "tests/session/SessionSamples.h"
-
-#include <QTest>
+#include "tests/support/TestProgram.h"
 
 namespace {
 
@@ -51,9 +50,9 @@ QByteArray acknowledge(int block)
     return "$FACK," + QByteArray::number(block, 16).toUpper();
 }
 
-int verifyBar(const SessionBench& bench)
+int verifyBar(const SessionFixture& session)
 {
-    return bench.bar("progressBarVerify").value();
+    return session.bar("progressBarVerify").value();
 }
 
 // Bytes of the small set's images.
@@ -79,8 +78,6 @@ private slots:
     void endsAtOnceWithoutImages_data();
     void endsAtOnceWithoutImages();
     void erasesWithoutImages();
-    void movesOnAndAnnouncesAtOnce();
-    void sendsABlockAgainUntilItIsAcknowledged();
     void restartsAnImageWhoseLastBlockIsNotAcknowledged();
     void takesALateAnswerToTheLastBlock();
     void endsAnImageByALateAnswerWhileItWaitsToBeginAgain_data();
@@ -88,14 +85,7 @@ private slots:
     void ignoresALateAnswerOnceTheImageIsAnnouncedAgain();
     void takesNoLateAnswerForAnImageThatWasNotSent();
     void ignoresALateAnswerToAnotherBlockWhileAnImageWaits();
-    void skipsAnImageThatTheBoardHas();
     void skipsTwoImagesWhenALateAnswerIsRepeated();
-    void finishesWhenTheBoardHasTheLastImage();
-    void skipsTheRestOfAnImageOnRequest();
-    void finishesWhenTheLastImageIsSkippedOnRequest();
-    void finishesAfterTheLastBlock();
-    void showsProgressOverAllImages();
-    void closesThePortFourStepsAfterTheLastBlock();
 };
 
 void TestImages::announcesInHexadecimal_data()
@@ -115,10 +105,10 @@ void TestImages::announcesInHexadecimal()
     QFETCH(QList<int>, numbers);
     QFETCH(QByteArray, header);
     const TestImage image{4, numbers.at(0), numbers.at(1), numbers.at(2), numbers.at(3)};
-    SessionBench bench(JobImagesOnly, 1, setOfImages({image}));
-    bench.enterBootloader();
-    bench.step(4);
-    QCOMPARE(bench.sent(), framed(header));
+    SessionFixture session(JobImagesOnly, 1, setOfImages({image}));
+    session.enterBootloader();
+    session.step(4);
+    QCOMPARE(session.sent(), framed(header));
 }
 
 void TestImages::sendsAnImageInBlocks_data()
@@ -148,19 +138,19 @@ void TestImages::sendsAnImageInBlocks()
     QCOMPARE(
         expected.last().left(6), blocks == 611 ? QByteArray("$F,262") : expected.last().left(6));
 
-    SessionBench bench(JobImagesOnly, 1, setOfImages(images));
-    bench.enterBootloader();
-    bench.reply("$IACK,0");
+    SessionFixture session(JobImagesOnly, 1, setOfImages(images));
+    session.enterBootloader();
+    session.reply("$IACK,0");
     for (int block = 0; block < blocks; ++block) {
-        QCOMPARE(bench.sent(), framed(expected.at(block)));
-        QCOMPARE(bench.port().blockNumber, block);
-        QCOMPARE(bench.port().imageOffset, block * 256);
-        QCOMPARE(bench.port().imageStep, block == blocks - 1 ? 2 : 1);
-        bench.reply(acknowledge(block));
-        QCOMPARE(verifyBar(bench), qMin((block + 1) * 256, size));
+        QCOMPARE(session.sent(), framed(expected.at(block)));
+        QCOMPARE(session.port().blockNumber, block);
+        QCOMPARE(session.port().imageOffset, block * 256);
+        QCOMPARE(session.port().imageStep, block == blocks - 1 ? 2 : 1);
+        session.reply(acknowledge(block));
+        QCOMPARE(verifyBar(session), qMin((block + 1) * 256, size));
     }
-    QCOMPARE(bench.sent(), framed(headerLine(images.at(1))));
-    QCOMPARE(bench.port().imageIndex, 1);
+    QCOMPARE(session.sent(), framed(headerLine(images.at(1))));
+    QCOMPARE(session.port().imageIndex, 1);
 }
 
 void TestImages::sendsTwentyImages()
@@ -168,170 +158,133 @@ void TestImages::sendsTwentyImages()
     QList<TestImage> images;
     for (int i = 0; i < 20; ++i)
         images << TestImage{1 + i * 40, i, 20 - i, i + 1, 40};
-    SessionBench bench(JobImagesOnly, 1, setOfImages(images));
-    bench.enterBootloader();
+    SessionFixture session(JobImagesOnly, 1, setOfImages(images));
+    session.enterBootloader();
     // The first header has gone by; it comes again.
-    bench.step(4);
+    session.step(4);
     int total = 0;
     for (const TestImage& image : std::as_const(images)) {
-        QCOMPARE(bench.sent(), framed(headerLine(image)));
-        bench.reply("$IACK,0");
+        QCOMPARE(session.sent(), framed(headerLine(image)));
+        session.reply("$IACK,0");
         const QByteArrayList blocks = blockLines(pixelsOfSize(image.size, image.number));
         for (int block = 0; block < blocks.size(); ++block) {
-            QCOMPARE(bench.sent(), framed(blocks.at(block)));
-            bench.reply(acknowledge(block));
+            QCOMPARE(session.sent(), framed(blocks.at(block)));
+            session.reply(acknowledge(block));
         }
         total += image.size;
-        QCOMPARE(verifyBar(bench), total);
+        QCOMPARE(verifyBar(session), total);
     }
-    QCOMPARE(bench.sent(), framed("$X"));
-    QCOMPARE(bench.port().state, 15);
-    QCOMPARE(bench.bar("progressBarVerify").maximum(), total);
+    QCOMPARE(session.sent(), framed("$X"));
+    QCOMPARE(session.port().state, 15);
+    QCOMPARE(session.bar("progressBarVerify").maximum(), total);
 }
 
 void TestImages::sendsAMissingImageWithoutBytes()
 {
     ReleaseSetFiles files = smallReleaseSet();
     files.remove(QStringLiteral("a.c"));
-    SessionBench bench(JobImagesOnly, 1, files);
-    bench.enterBootloader();
-    bench.reply("$IACK,0");
-    QCOMPARE(bench.sent(), framed("$F,00"));
-    QCOMPARE(bench.port().imageStep, 2);
-    bench.reply("$FACK,00");
-    QCOMPARE(bench.sent(), framed(kHeaderB));
-    QCOMPARE(verifyBar(bench), 0);
+    SessionFixture session(JobImagesOnly, 1, files);
+    session.enterBootloader();
+    session.reply("$IACK,0");
+    QCOMPARE(session.sent(), framed("$F,00"));
+    QCOMPARE(session.port().imageStep, 2);
+    session.reply("$FACK,00");
+    QCOMPARE(session.sent(), framed(kHeaderB));
+    QCOMPARE(verifyBar(session), 0);
 }
 
 void TestImages::announcesAMissingImageWithoutSize()
 {
     ReleaseSetFiles files = smallReleaseSet();
     files.remove(QStringLiteral("a.c"));
-    SessionBench bench(JobImagesOnly, 1, files);
-    bench.enterBootloader();
-    bench.step(4);
-    QCOMPARE(bench.sent(), framed("$I,00,01,00,00"));
+    SessionFixture session(JobImagesOnly, 1, files);
+    session.enterBootloader();
+    session.step(4);
+    QCOMPARE(session.sent(), framed("$I,00,01,00,00"));
 }
 
 void TestImages::endsAtOnceWithoutImages_data()
 {
     QTest::addColumn<int>("mode");
     QTest::newRow("images only") << int(JobImagesOnly);
-    QTest::newRow("behind the firmware") << int(JobUpdate);
+    QTest::newRow("after the firmware") << int(JobUpdate);
 }
 
 void TestImages::endsAtOnceWithoutImages()
 {
     QFETCH(int, mode);
-    SessionBench bench(mode, 1, setOfImages({}));
-    bench.step(13);
-    bench.reply("$Bootloader");
-    bench.step(2);
-    (void)bench.sent();
+    SessionFixture session(mode, 1, setOfImages({}));
+    session.step(13);
+    session.reply("$Bootloader");
+    session.step(2);
+    (void)session.sent();
     if (mode == JobUpdate) {
-        bench.setFields({{"flashAddress", 0xE0000}, {"fwStep", 2}});
-        bench.reply("$PACK");
+        session.setFields({{"flashAddress", 0xE0000}, {"fwStep", 2}});
+        session.reply("$PACK");
     }
     // Where the first header would be due at the latest; four more close the port.
-    for (int i = 0; i < 8 && bench.port().state == 5; ++i)
-        bench.step();
-    QCOMPARE(bench.port().state, 15);
-    QCOMPARE(bench.port().ticks, 0);
-    QCOMPARE(bench.sent(), framed("$X"));
-    bench.step(4);
-    QVERIFY(!bench.port().isOpen());
-    QCOMPARE(bench.sent(), QByteArray());
-    QCOMPARE(bench.log(), QStringLiteral("Bootload Complete"));
+    for (int i = 0; i < 8 && session.port().state == 5; ++i)
+        session.step();
+    QCOMPARE(session.port().state, 15);
+    QCOMPARE(session.port().ticks, 0);
+    QCOMPARE(session.sent(), framed("$X"));
+    session.step(4);
+    QVERIFY(!session.port().isOpen());
+    QCOMPARE(session.sent(), QByteArray());
+    QCOMPARE(session.log(), QStringLiteral("Bootload Complete"));
 }
 
 void TestImages::erasesWithoutImages()
 {
-    SessionBench bench(JobEraseImages, 1, setOfImages({}));
-    bench.enterBootloader();
-    bench.reply("$AACK,0");
-    QCOMPARE(bench.port().state, 4);
-    bench.reply("$AACK,1");
-    QCOMPARE(bench.sent(), framed("$X"));
-}
-
-void TestImages::movesOnAndAnnouncesAtOnce()
-{
-    SessionBench bench(JobImagesOnly, 1, setOfImages({{156400, 0, 1, 340, 230}, {9, 7, 2, 3, 1}}));
-    bench.enterBootloader();
-    bench.reply("$IACK,0");
-    bench.setFields({{"imageOffset", 0x26200}, {"imageWait", 0}});
-    (void)bench.sent();
-    bench.step();
-    const QByteArrayList blocks = blockLines(pixelsOfSize(156400, 0));
-    QCOMPARE(bench.sent(), framed(blocks.last()));
-    bench.reply("$FACK,262");
-    QCOMPARE(bench.sent(), framed("$I,07,02,03,01"));
-    QCOMPARE(bench.port().imageIndex, 1);
-    QCOMPARE(bench.port().imageOffset, 0);
-    QCOMPARE(bench.port().imageStep, 0);
-    QCOMPARE(bench.port().imageWait, 3);
-    QCOMPARE(verifyBar(bench), 156400);
-}
-
-void TestImages::sendsABlockAgainUntilItIsAcknowledged()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    const QByteArrayList blocks = blockLines(smallImage(0));
-    bench.reply("$IACK,0");
-    bench.reply("$FACK,00");
-    QCOMPARE(bench.sent(), framed(blocks.at(0)) + framed(blocks.at(1)));
-    for (int i = 0; i < 5; ++i) {
-        bench.step(3);
-        QCOMPARE(bench.sent(), QByteArray());
-        bench.step();
-        QCOMPARE(bench.sent(), framed(blocks.at(1)));
-    }
-    bench.reply("$FACK,01");
-    QCOMPARE(bench.sent(), framed(blocks.at(2)));
+    SessionFixture session(JobEraseImages, 1, setOfImages({}));
+    session.enterBootloader();
+    session.reply("$AACK,0");
+    QCOMPARE(session.port().state, 4);
+    session.reply("$AACK,1");
+    QCOMPARE(session.sent(), framed("$X"));
 }
 
 void TestImages::restartsAnImageWhoseLastBlockIsNotAcknowledged()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
     const QByteArrayList blocks = blockLines(smallImage(0));
-    bench.reply("$IACK,0");
-    bench.reply("$FACK,00");
-    bench.reply("$FACK,01");
-    QCOMPARE(bench.sent(), framedAll(blocks));
+    session.reply("$IACK,0");
+    session.reply("$FACK,00");
+    session.reply("$FACK,01");
+    QCOMPARE(session.sent(), framedAll(blocks));
     // Three steps for the answer, one that turns back, six of the wait.
-    bench.step(3);
-    QCOMPARE(bench.port().imageStep, 2);
-    bench.step();
-    QCOMPARE(bench.port().imageStep, 0);
-    bench.step(6);
-    QCOMPARE(bench.sent(), QByteArray());
-    bench.step();
-    QCOMPARE(bench.sent(), framed(kHeaderA));
-    QCOMPARE(bench.port().imageOffset, 0);
+    session.step(3);
+    QCOMPARE(session.port().imageStep, 2);
+    session.step();
+    QCOMPARE(session.port().imageStep, 0);
+    session.step(6);
+    QCOMPARE(session.sent(), QByteArray());
+    session.step();
+    QCOMPARE(session.sent(), framed(kHeaderA));
+    QCOMPARE(session.port().imageOffset, 0);
 
-    bench.reply("$IACK,0");
+    session.reply("$IACK,0");
     for (int block = 0; block < blocks.size(); ++block) {
-        QCOMPARE(bench.sent(), framed(blocks.at(block)));
-        bench.reply(acknowledge(block));
+        QCOMPARE(session.sent(), framed(blocks.at(block)));
+        session.reply(acknowledge(block));
     }
-    QCOMPARE(bench.sent(), framed(kHeaderB));
+    QCOMPARE(session.sent(), framed(kHeaderB));
 }
 
 void TestImages::takesALateAnswerToTheLastBlock()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,0");
-    bench.reply("$FACK,00");
-    bench.reply("$FACK,01");
-    bench.step(3);
-    (void)bench.sent();
-    bench.reply("$FACK,02");
-    QCOMPARE(bench.sent(), framed(kHeaderB));
-    QCOMPARE(bench.port().imageIndex, 1);
-    QCOMPARE(verifyBar(bench), kSizeA);
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
+    session.reply("$IACK,0");
+    session.reply("$FACK,00");
+    session.reply("$FACK,01");
+    session.step(3);
+    (void)session.sent();
+    session.reply("$FACK,02");
+    QCOMPARE(session.sent(), framed(kHeaderB));
+    QCOMPARE(session.port().imageIndex, 1);
+    QCOMPARE(verifyBar(session), kSizeA);
 }
 
 void TestImages::endsAnImageByALateAnswerWhileItWaitsToBeginAgain_data()
@@ -348,204 +301,92 @@ void TestImages::endsAnImageByALateAnswerWhileItWaitsToBeginAgain()
 {
     QFETCH(int, image);
     QFETCH(int, steps);
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
     for (int held = 0; held < image; ++held)
-        bench.reply("$IACK,1");
+        session.reply("$IACK,1");
     const int last = static_cast<int>(blockLines(smallImage(image)).size()) - 1;
-    bench.reply("$IACK,0");
+    session.reply("$IACK,0");
     for (int block = 0; block < last; ++block)
-        bench.reply(acknowledge(block));
-    (void)bench.sent();
-    bench.step(steps);
-    QCOMPARE(bench.sent(), QByteArray());
+        session.reply(acknowledge(block));
+    (void)session.sent();
+    session.step(steps);
+    QCOMPARE(session.sent(), QByteArray());
 
-    bench.reply(acknowledge(last));
-    QCOMPARE(bench.sent(), framed(image == 0 ? kHeaderB : kHeaderC));
-    QCOMPARE(bench.port().imageIndex, image + 1);
-    QCOMPARE(bench.port().imageOffset, 0);
-    QCOMPARE(bench.port().imageWait, 3);
-    QCOMPARE(verifyBar(bench), image == 0 ? kSizeA : kSizeA + kSizeB);
+    session.reply(acknowledge(last));
+    QCOMPARE(session.sent(), framed(image == 0 ? kHeaderB : kHeaderC));
+    QCOMPARE(session.port().imageIndex, image + 1);
+    QCOMPARE(session.port().imageOffset, 0);
+    QCOMPARE(session.port().imageWait, 3);
+    QCOMPARE(verifyBar(session), image == 0 ? kSizeA : kSizeA + kSizeB);
 
     // Doubled, it is the answer to a block of the image before.
-    const QString before = toText(bench.fields());
-    bench.reply(acknowledge(last));
-    QCOMPARE(toText(bench.fields()), before);
-    QCOMPARE(bench.sent(), QByteArray());
+    const QString before = toText(session.fields());
+    session.reply(acknowledge(last));
+    QCOMPARE(toText(session.fields()), before);
+    QCOMPARE(session.sent(), QByteArray());
 }
 
 void TestImages::ignoresALateAnswerOnceTheImageIsAnnouncedAgain()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,1");
-    bench.reply("$IACK,0");
-    (void)bench.sent();
-    bench.step(11);
-    QCOMPARE(bench.sent(), framed(kHeaderB));
-    const QString before = toText(bench.fields());
-    bench.reply("$FACK,00");
-    QCOMPARE(toText(bench.fields()), before);
-    QCOMPARE(bench.sent(), QByteArray());
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
+    session.reply("$IACK,1");
+    session.reply("$IACK,0");
+    (void)session.sent();
+    session.step(11);
+    QCOMPARE(session.sent(), framed(kHeaderB));
+    const QString before = toText(session.fields());
+    session.reply("$FACK,00");
+    QCOMPARE(toText(session.fields()), before);
+    QCOMPARE(session.sent(), QByteArray());
 }
 
 void TestImages::takesNoLateAnswerForAnImageThatWasNotSent()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,1");
-    bench.reply("$IACK,0");
-    (void)bench.sent();
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
+    session.reply("$IACK,1");
+    session.reply("$IACK,0");
+    (void)session.sent();
     // After its only block the board says that it has the image: the next one waits for its header.
-    bench.reply("$IACK,1");
-    QCOMPARE(bench.port().imageIndex, 2);
-    QCOMPARE(bench.port().imageStep, 0);
-    const QString before = toText(bench.fields());
-    bench.reply("$FACK,00");
-    QCOMPARE(toText(bench.fields()), before);
-    QCOMPARE(bench.sent(), QByteArray());
+    session.reply("$IACK,1");
+    QCOMPARE(session.port().imageIndex, 2);
+    QCOMPARE(session.port().imageStep, 0);
+    const QString before = toText(session.fields());
+    session.reply("$FACK,00");
+    QCOMPARE(toText(session.fields()), before);
+    QCOMPARE(session.sent(), QByteArray());
 }
 
 void TestImages::ignoresALateAnswerToAnotherBlockWhileAnImageWaits()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,0");
-    bench.reply("$FACK,00");
-    bench.reply("$FACK,01");
-    bench.step(5);
-    (void)bench.sent();
-    const QString before = toText(bench.fields());
-    bench.reply("$FACK,01");
-    QCOMPARE(toText(bench.fields()), before);
-    QCOMPARE(bench.sent(), QByteArray());
-}
-
-void TestImages::skipsAnImageThatTheBoardHas()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    const SessionFields expected = with(bench.fields(), {{"imageIndex", 1}, {"imageWait", 3}});
-    bench.reply("$IACK,1");
-    QCOMPARE(toText(bench.fields()), toText(expected));
-    QCOMPARE(bench.sent(), framed(kHeaderB));
-    QCOMPARE(verifyBar(bench), kSizeA);
-    bench.reply("$IACK,1");
-    QCOMPARE(bench.sent(), framed(kHeaderC));
-    QCOMPARE(verifyBar(bench), kSizeA + kSizeB);
-    bench.reply("$IACK,0");
-    QCOMPARE(bench.sent(), framedAll(blockLines(smallImage(2))));
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
+    session.reply("$IACK,0");
+    session.reply("$FACK,00");
+    session.reply("$FACK,01");
+    session.step(5);
+    (void)session.sent();
+    const QString before = toText(session.fields());
+    session.reply("$FACK,01");
+    QCOMPARE(toText(session.fields()), before);
+    QCOMPARE(session.sent(), QByteArray());
 }
 
 // The answer names no image: a header that is sent again is answered again, and the second answer
 // is taken for that of the next image.
 void TestImages::skipsTwoImagesWhenALateAnswerIsRepeated()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.step(4);
-    QCOMPARE(bench.sent(), framed(kHeaderA));
-    bench.reply("$IACK,1");
-    bench.reply("$IACK,1");
-    QCOMPARE(bench.sent(), framed(kHeaderB) + framed(kHeaderC));
-    QCOMPARE(bench.port().imageIndex, 2);
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
+    session.step(4);
+    QCOMPARE(session.sent(), framed(kHeaderA));
+    session.reply("$IACK,1");
+    session.reply("$IACK,1");
+    QCOMPARE(session.sent(), framed(kHeaderB) + framed(kHeaderC));
+    QCOMPARE(session.port().imageIndex, 2);
 }
 
-void TestImages::finishesWhenTheBoardHasTheLastImage()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,1");
-    bench.reply("$IACK,1");
-    (void)bench.sent();
-    bench.reply("$IACK,1");
-    QCOMPARE(bench.sent(), framed("$X"));
-    QCOMPARE(bench.port().state, 15);
-    // The acknowledgement's own step is the first of the last state.
-    QCOMPARE(bench.port().ticks, 1);
-    QCOMPARE(bench.port().imageIndex, 3);
-    QCOMPARE(bench.port().imageWait, 0);
-    QCOMPARE(verifyBar(bench), kSizeA + kSizeB + kSizeC);
-}
-
-void TestImages::skipsTheRestOfAnImageOnRequest()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,0");
-    (void)bench.sent();
-    const SessionFields expected = with(bench.fields(),
-        // The next image goes on where this one stood.
-        {{"imageIndex", 1}, {"imageStep", 2}, {"imageWait", 3}});
-    bench.reply("$FACK,5,1");
-    QCOMPARE(toText(bench.fields()), toText(expected));
-    QCOMPARE(bench.sent(), framedAll(blockLines(smallImage(1))));
-    QCOMPARE(verifyBar(bench), kSizeA);
-}
-
-void TestImages::finishesWhenTheLastImageIsSkippedOnRequest()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.setFields({{"imageIndex", 2}, {"imageStep", 1}, {"ticks", 9}});
-    bench.reply("$FACK,5,1");
-    QCOMPARE(bench.sent(), framed("$X"));
-    QCOMPARE(bench.port().state, 15);
-    QCOMPARE(bench.port().imageIndex, 3);
-    QCOMPARE(verifyBar(bench), kSizeA + kSizeB + kSizeC);
-    QVERIFY(bench.port().ticks <= 1);
-    bench.step(4);
-    QVERIFY(!bench.port().isOpen());
-    QCOMPARE(bench.sent(), QByteArray());
-    QCOMPARE(bench.log(), QStringLiteral("Bootload Complete"));
-}
-
-void TestImages::finishesAfterTheLastBlock()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,1");
-    bench.reply("$IACK,1");
-    bench.reply("$IACK,0");
-    (void)bench.sent();
-    const SessionFields expected = with(bench.fields(),
-        {{"state", 15}, {"ticks", 1}, {"imageIndex", 3}, {"imageOffset", 0}, {"imageStep", 0},
-            {"imageWait", 0}});
-    bench.reply("$FACK,00");
-    QCOMPARE(toText(bench.fields()), toText(expected));
-    QCOMPARE(bench.sent(), framed("$X"));
-    QCOMPARE(verifyBar(bench), kSizeA + kSizeB + kSizeC);
-}
-
-void TestImages::showsProgressOverAllImages()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    QList<int> shown;
-    for (const char* line :
-        {"$IACK,0", "$FACK,0", "$FACK,1", "$FACK,2", "$IACK,0", "$FACK,0", "$IACK,0", "$FACK,0"}) {
-        bench.reply(line);
-        shown << verifyBar(bench);
-    }
-    QCOMPARE(shown, (QList<int>{0, 256, 512, 600, 600, 856, 856, 872}));
-    QCOMPARE(bench.bar("progressBarVerify").maximum(), 872);
-    QCOMPARE(bench.bar("progressBarLoad").value(), 0);
-}
-
-void TestImages::closesThePortFourStepsAfterTheLastBlock()
-{
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.setFields({{"imageIndex", 2}});
-    bench.reply("$IACK,0");
-    bench.reply("$FACK,00");
-    // The step of the acknowledgement is one of the four.
-    bench.step(2);
-    QVERIFY(bench.port().isOpen());
-    bench.step();
-    QVERIFY(!bench.port().isOpen());
-    QCOMPARE(bench.log(), QStringLiteral("Bootload Complete"));
-}
-
-QTEST_MAIN(TestImages)
+static const RegisteredTest<TestImages> registered(__FILE__);
 #include "tst_images.moc"

@@ -1,8 +1,8 @@
 #include "tests/session/DebugLog.h"
-#include "tests/session/SessionBench.h"
+#include "tests/session/SessionFixture.h"
+#include "tests/support/TestProgram.h"
 
 #include <QLoggingCategory>
-#include <QTest>
 
 /// The two categories of the log, and how they are switched.
 class TestLog : public QObject
@@ -29,18 +29,18 @@ constexpr QLatin1StringView kWire{"updater.wire"};
 
 void TestLog::runForAWhile()
 {
-    SessionBench bench;
-    bench.step(2);
-    bench.receive("$MVERR,7\n");
-    bench.setFields({{"state", StateLoad}});
-    bench.step();
+    SessionFixture session;
+    session.step(2);
+    session.receive("$MVERR,7\n");
+    session.setFields({{"state", StateLoad}});
+    session.step();
 }
 
 void TestLog::tellsTheJobAndTheLinesApart()
 {
     const DebugLog log;
     runForAWhile();
-    const QString name = uniquePortName(0);
+    const QString name = QStringLiteral("ttyUSB0");
     const auto sent = [&name](const QByteArray& text) {
         return name + QStringLiteral(" TX ") + QString::fromLatin1(framed(text).trimmed());
     };
@@ -78,5 +78,5 @@ void TestLog::switchesEachCategoryOffAlone()
     QCOMPARE(log.in(on).size(), lines);
 }
 
-QTEST_MAIN(TestLog)
+static const RegisteredTest<TestLog> registered(__FILE__);
 #include "tst_log.moc"

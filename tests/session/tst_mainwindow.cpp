@@ -5,9 +5,8 @@
 #include "tests/serial/SerialConnectProbe.h"
 #include "tests/session/DialogBootloadProbe.h"
 #include "tests/session/ReleaseSetFixture.h"
-#include "tests/support/PortNames.h"
+#include "tests/support/TestProgram.h"
 #include "tests/support/TranslationLog.h"
-#include "virtualboard/UsbBus.h"
 
 #include <QApplication>
 #include <QMenuBar>
@@ -15,7 +14,6 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QStatusBar>
-#include <QTest>
 #include <QTimer>
 #include <QToolBar>
 
@@ -53,6 +51,7 @@ class TestMainWindow : public QObject
 
 private slots:
     void init() { m_set.emplace(smallReleaseSet()); }
+    void cleanup() { m_set.reset(); }
     void hasTheWidgetsInTheirPlaces();
     void createsTheWidgetsInOrder();
     void hasTheButtonsInTheirPlaces_data();
@@ -65,7 +64,7 @@ private slots:
     void runsTheJobOfEachButton_data();
     void runsTheJobOfEachButton();
     void opensAFreshDialogAtEveryPress();
-    void findsPortsAndReadsTheManifestAnewAtEveryPress();
+    void readsTheManifestAnewAtEveryPress();
     void deletesTheDialogWhenItsWindowIsClosed();
 
 private:
@@ -217,44 +216,29 @@ void TestMainWindow::opensAFreshDialogAtEveryPress()
     QCOMPARE(MainWindowProbe::settings(window), settings);
 }
 
-void TestMainWindow::findsPortsAndReadsTheManifestAnewAtEveryPress()
+void TestMainWindow::readsTheManifestAnewAtEveryPress()
 {
-    UsbBus bus;
-    std::vector<std::unique_ptr<PluggedAdapter>> adapters;
-    const auto plug = [&bus, &adapters] {
-        Adapter adapter;
-        adapter.portName = uniquePortName(static_cast<int>(adapters.size()));
-        adapters.push_back(bus.plug(adapter));
-    };
     MainWindow window;
     window.show();
-    QStringList found;
     QList<int> images;
     QString version;
-    const auto look = [&found, &images, &version](DialogBootload* dialog) {
+    const auto look = [&images, &version](DialogBootload* dialog) {
         const DialogBootloadProbe probe(*dialog);
-        found.clear();
-        for (const PortTest* const port : probe.ports())
-            found << port->portName() + (port->isOpen() ? QString() : QStringLiteral(" closed"));
         images.clear();
         for (const ImageFile& image : probe.images())
             images << image.imageName;
         version = probe.version();
     };
-    plug();
     pressAndLook(window, "pushButton", look);
-    QCOMPARE(found, QStringList{uniquePortName(0)});
     QCOMPARE(images, (QList<int>{0, 3, 17}));
     QCOMPARE(version, QStringLiteral("T.07"));
 
-    plug();
     ReleaseSetFiles files = smallReleaseSet();
     files[QStringLiteral("settings.json")]
         = R"({"Images": [{"FileName": "b.c", "ImageName": 8}], "Version": "T.08"})";
     m_set.reset();
     m_set.emplace(files);
     pressAndLook(window, "pushButton", look);
-    QCOMPARE(found, (QStringList{uniquePortName(0), uniquePortName(1)}));
     QCOMPARE(images, QList<int>{8});
     QCOMPARE(version, QStringLiteral("T.08"));
 }
@@ -271,5 +255,5 @@ void TestMainWindow::deletesTheDialogWhenItsWindowIsClosed()
     QVERIFY(closed.isNull());
 }
 
-QTEST_MAIN(TestMainWindow)
+static const RegisteredTest<TestMainWindow> registered(__FILE__);
 #include "tst_mainwindow.moc"

@@ -1,10 +1,9 @@
+#include "tests/session/BusFixture.h"
 #include "tests/session/DebugLog.h"
-#include "tests/session/SessionBench.h"
+#include "tests/session/PortHolder.h"
+#include "tests/support/TestProgram.h"
 
-#include <QApplication>
 #include <QPointer>
-#include <QProcess>
-#include <QTest>
 
 #include <cerrno>
 #include <grp.h>
@@ -13,8 +12,6 @@
 #include <unistd.h>
 
 namespace {
-
-constexpr auto kLeaveLockOption = "--leave-lock";
 
 constexpr uid_t kRoot = 0;
 constexpr uid_t kNobody = 65534;
@@ -84,14 +81,6 @@ void giveBusToNobody()
     }
 }
 
-/// Opens the port and ends like a program that is killed: without closing it.
-[[noreturn]] void leaveLock(const QString& portName)
-{
-    QSerialPort port;
-    port.setPortName(portName);
-    ::_exit(port.open(QIODevice::ReadWrite) ? 0 : 1);
-}
-
 } // namespace
 
 /// What happens to a port that the person has no right to open.
@@ -109,7 +98,7 @@ private slots:
     void keepsAPortWhoseLockRootLeftBehind();
 
 private:
-    std::unique_ptr<SessionBench> m_bench; // without a dialog, its one port forbidden
+    std::unique_ptr<BusFixture> m_session; // without a dialog, its one port forbidden
 };
 
 void TestPermission::initTestCase()
@@ -122,31 +111,31 @@ void TestPermission::initTestCase()
 
 void TestPermission::init()
 {
-    m_bench = std::make_unique<SessionBench>();
-    m_bench->closeDialog();
+    m_session = std::make_unique<BusFixture>();
+    m_session->closeDialog();
     giveBusToNobody();
-    forbid(m_bench->adapter());
+    forbid(m_session->adapter());
 }
 
 void TestPermission::cleanup()
 {
-    m_bench.reset();
+    m_session.reset();
 }
 
 void TestPermission::keepsAPortThatThePersonMayNotOpen()
 {
     const Unprivileged person;
     const DebugLog log;
-    m_bench->openDialog(JobUpdate);
+    m_session->openDialog(JobUpdate);
     const QStringList lines = log.with(QStringLiteral("Could not open port"));
     QCOMPARE(lines.size(), 1);
     QVERIFY2(lines.first().contains(qt_error_string(EACCES)), qPrintable(lines.first()));
 
-    QCOMPARE(m_bench->probe().ports().size(), 1);
-    QCOMPARE(m_bench->port().portName(), m_bench->adapter().portName());
-    QCOMPARE(m_bench->port().error(), QSerialPort::PermissionError);
-    QVERIFY(!m_bench->port().portOpen);
-    QVERIFY(!m_bench->port().isOpen());
+    QCOMPARE(m_session->probe().ports().size(), 1);
+    QCOMPARE(m_session->port().portName(), m_session->adapter().portName());
+    QCOMPARE(m_session->port().error(), QSerialPort::PermissionError);
+    QVERIFY(!m_session->port().portOpen);
+    QVERIFY(!m_session->port().isOpen());
 }
 
 void TestPermission::sendsNothingOnAPortThatThePersonMayNotOpen()
@@ -154,72 +143,63 @@ void TestPermission::sendsNothingOnAPortThatThePersonMayNotOpen()
     {
         const Unprivileged person;
         const DebugLog log;
-        m_bench->openDialog(JobUpdate);
-        QCOMPARE(m_bench->probe().ports().size(), 1);
-        m_bench->step(kStepsUntilReopened);
-        QCOMPARE(m_bench->port().state, qint32(StateWaitForBootloader));
-        QVERIFY(!m_bench->port().isOpen());
+        m_session->openDialog(JobUpdate);
+        QCOMPARE(m_session->probe().ports().size(), 1);
+        m_session->step(kStepsUntilReopened);
+        QCOMPARE(m_session->port().state, qint32(StateWaitForBootloader));
+        QVERIFY(!m_session->port().isOpen());
         QCOMPARE(log.count(QStringLiteral(" not sent ")), kProbeLines);
 
-        const QPointer<PortTest> port(&m_bench->port());
-        m_bench->closeDialog();
+        const QPointer<PortTest> port(&m_session->port());
+        m_session->closeDialog();
         QVERIFY(port.isNull());
     }
-    permit(m_bench->adapter());
-    QCOMPARE(m_bench->sent(), QByteArray());
+    permit(m_session->adapter());
+    QCOMPARE(m_session->sent(), QByteArray());
 }
 
 void TestPermission::opensThePortOnceThePersonMay()
 {
     {
         const Unprivileged person;
-        m_bench->openDialog(JobUpdate);
-        QCOMPARE(m_bench->probe().ports().size(), 1);
-        QVERIFY(!m_bench->port().portOpen);
-        m_bench->closeDialog();
+        m_session->openDialog(JobUpdate);
+        QCOMPARE(m_session->probe().ports().size(), 1);
+        QVERIFY(!m_session->port().portOpen);
+        m_session->closeDialog();
     }
-    permit(m_bench->adapter());
+    permit(m_session->adapter());
     const Unprivileged person;
-    m_bench->openDialog(JobUpdate);
-    QVERIFY(m_bench->port().portOpen);
-    m_bench->step(2);
-    QCOMPARE(m_bench->sent(), framed("$MVER"));
+    m_session->openDialog(JobUpdate);
+    QVERIFY(m_session->port().portOpen);
+    m_session->step(2);
+    QCOMPARE(m_session->sent(), framed("$MVER"));
 }
 
 void TestPermission::keepsAPortWhoseLockRootLeftBehind()
 {
     if (!isRoot())
         QSKIP("needs root and another user");
-    permit(m_bench->adapter());
-    const QString self = QCoreApplication::applicationFilePath();
-    const QString portName = m_bench->adapter().portName();
-    QCOMPARE(QProcess::execute(self, {QLatin1StringView(kLeaveLockOption), portName}), 0);
+    permit(m_session->adapter());
+    // A program that is killed does not close its port.
+    PortHolder(m_session->adapter().portName()).kill();
     {
         const Unprivileged person;
         const DebugLog log;
-        m_bench->openDialog(JobUpdate);
+        m_session->openDialog(JobUpdate);
         QCOMPARE(log.count(QStringLiteral("Could not open port")), 1);
-        QCOMPARE(m_bench->probe().ports().size(), 1);
+        QCOMPARE(m_session->probe().ports().size(), 1);
         // It is not the device that is kept from the person, but the lock in front of it.
         QCOMPARE(log.count(qt_error_string(EACCES)), 0);
-        QCOMPARE(m_bench->port().error(), QSerialPort::PermissionError);
-        m_bench->closeDialog();
+        QCOMPARE(m_session->port().error(), QSerialPort::PermissionError);
+        m_session->closeDialog();
     }
     // Root itself takes the lock over, and takes it away.
-    m_bench->openDialog(JobUpdate);
-    m_bench->closeDialog();
+    m_session->openDialog(JobUpdate);
+    m_session->closeDialog();
     const Unprivileged person;
-    m_bench->openDialog(JobUpdate);
-    QVERIFY(m_bench->port().portOpen);
+    m_session->openDialog(JobUpdate);
+    QVERIFY(m_session->port().portOpen);
 }
 
-int main(int argc, char** argv)
-{
-    QApplication application(argc, argv);
-    if (argc == 3 && qstrcmp(argv[1], kLeaveLockOption) == 0)
-        leaveLock(QString::fromLocal8Bit(argv[2]));
-    TestPermission test;
-    return QTest::qExec(&test, argc, argv);
-}
-
+static const RegisteredTest<TestPermission> registered(__FILE__);
 #include "tst_permission.moc"

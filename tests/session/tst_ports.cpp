@@ -1,52 +1,17 @@
+#include "tests/session/BusFixture.h"
 #include "tests/session/DebugLog.h"
-#include "tests/session/SessionBench.h"
+#include "tests/session/PortHolder.h"
+#include "tests/support/TestProgram.h"
 
-#include <QApplication>
 #include <QElapsedTimer>
-#include <QProcess>
-#include <QTest>
+#include <QRegularExpression>
 #include <QTimer>
 
-#include <cstdio>
+#include <array>
+#include <poll.h>
 #include <unistd.h>
 
 namespace {
-
-constexpr auto kHoldOption = "--hold";
-
-/// Another process that has a port open.
-class Holder
-{
-public:
-    explicit Holder(const QString& portName)
-    {
-        m_process.start(
-            QCoreApplication::applicationFilePath(), {QLatin1StringView(kHoldOption), portName});
-        if (!m_process.waitForStarted() || !m_process.waitForReadyRead())
-            qFatal("the other process does not hold the port");
-    }
-    ~Holder()
-    {
-        m_process.kill();
-        m_process.waitForFinished();
-    }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-
-private:
-    QProcess m_process;
-};
-
-int holdPort(const QString& portName)
-{
-    QSerialPort port;
-    port.setPortName(portName);
-    if (!port.open(QIODevice::ReadWrite))
-        return 1;
-    std::puts("held");
-    std::fflush(stdout);
-    return QCoreApplication::exec();
-}
 
 Adapter adapterBy(const QString& manufacturer, const QString& description, int index)
 {
@@ -55,6 +20,21 @@ Adapter adapterBy(const QString& manufacturer, const QString& description, int i
     adapter.manufacturer = manufacturer;
     adapter.description = description;
     return adapter;
+}
+
+/// What has come out of the far end so far; does not wait, and writes nothing into the line.
+QByteArray takeUnread(int descriptor)
+{
+    QByteArray all;
+    std::array<char, 4096> chunk{};
+    pollfd waiting{descriptor, POLLIN, 0};
+    while (::poll(&waiting, 1, 0) > 0 && (waiting.revents & POLLIN) != 0) {
+        const ssize_t count = ::read(descriptor, chunk.data(), chunk.size());
+        if (count <= 0)
+            break;
+        all.append(chunk.data(), count);
+    }
+    return all;
 }
 
 } // namespace
@@ -69,6 +49,7 @@ private slots:
     void takesAPortByItsManufacturerAlone_data();
     void takesAPortByItsManufacturerAlone();
     void logsWhatEveryPortSaysOfItself();
+    void findsThePortsBeforeItReadsTheManifest();
     void doesNothingWithoutAPort();
     void opensAt19200EightBitsNoParity();
     void startsEverySessionFieldAtZeroButTheState();
@@ -77,7 +58,7 @@ private slots:
     void readsWhatComesOnEveryPort();
     void closesAndFreesThePortsLastToFirst();
     void freesThePortsOnce();
-    void letsTheNextDialogOpenThePortsAgain();
+    void findsThePortsAnewForEveryDialog();
     void closesAnUnpluggedPortAtTheFirstError();
     void goesOnWithTheOtherPortsWhenOneIsUnplugged();
     void closesWithAnUnpluggedPortAndFindsItAgain();
@@ -86,20 +67,25 @@ private slots:
     void reopensAPortThatWasPluggedInAgainInTime();
     void endsByEscapeWhileRepliesAreWaiting();
     void sendsTheTenthProbeAtTheOldSpeed();
+    void aLineLeavesWithoutATurnOfTheEventLoop();
+    void everyLineReachesABoardThatReadsLate();
 };
 
 void TestPorts::takesEveryFtdiAdapterInOrder()
 {
-    SessionBench bench(JobUpdate, 3);
-    QCOMPARE(bench.probe().ports().size(), 3);
+    // The order of the bus, not that of the names.
+    std::vector<Adapter> adapters = ftdiAdapters(3);
+    adapters.front().portName = uniquePortName(5);
+    BusFixture session(JobUpdate, adapters);
+    QCOMPARE(session.probe().ports().size(), 3);
     for (int i = 0; i < 3; ++i) {
-        QCOMPARE(bench.port(i).portName(), bench.adapter(i).portName());
-        QVERIFY(bench.port(i).isOpen());
-        QVERIFY(bench.port(i).portOpen);
+        QCOMPARE(session.port(i).portName(), session.adapter(i).portName());
+        QVERIFY(session.port(i).isOpen());
+        QVERIFY(session.port(i).portOpen);
     }
-    bench.step(2);
+    session.step(2);
     for (int i = 0; i < 3; ++i)
-        QCOMPARE(bench.sent(i), framed("$MVER"));
+        QCOMPARE(session.sent(i), framed("$MVER"));
 }
 
 void TestPorts::takesAPortByItsManufacturerAlone_data()
@@ -126,40 +112,51 @@ void TestPorts::takesAPortByItsManufacturerAlone()
     QFETCH(QString, manufacturer);
     QFETCH(QString, description);
     QFETCH(bool, taken);
-    SessionBench bench(JobUpdate,
+    BusFixture session(JobUpdate,
         {adapterBy(manufacturer, description, 0),
             adapterBy(QStringLiteral("FTDI"), QStringLiteral("UART"), 1)});
-    QCOMPARE(bench.probe().ports().size(), taken ? 2 : 1);
-    QCOMPARE(bench.port(taken ? 1 : 0).portName(), uniquePortName(1));
+    QCOMPARE(session.probe().ports().size(), taken ? 2 : 1);
+    QCOMPARE(session.port(taken ? 1 : 0).portName(), uniquePortName(1));
     // A port that is no candidate is left alone.
     if (!taken)
-        QCOMPARE(bench.adapter(0).baudRate(), PluggedAdapter::kIdleBaudRate);
+        QCOMPARE(session.adapter(0).baudRate(), PluggedAdapter::kIdleBaudRate);
 }
 
 void TestPorts::logsWhatEveryPortSaysOfItself()
 {
     const DebugLog log;
-    SessionBench bench(
+    BusFixture session(
         JobUpdate, {adapterBy(QStringLiteral("Acme"), QStringLiteral("Bridge 9"), 0)});
     QCOMPARE(log.count(QStringLiteral("Acme")), 1);
     QCOMPARE(log.count(QStringLiteral("1027")), 1);
     QCOMPARE(log.count(QStringLiteral("Bridge 9")), 1);
-    QVERIFY(bench.probe().ports().isEmpty());
+    QVERIFY(session.probe().ports().isEmpty());
+}
+
+void TestPorts::findsThePortsBeforeItReadsTheManifest()
+{
+    const DebugLog log;
+    BusFixture session(
+        JobUpdate, {adapterBy(QStringLiteral("FTDI"), QStringLiteral("Looked at"), 0)});
+    const QStringList course
+        = log.all().filter(QRegularExpression(QStringLiteral("Looked at|settings.json|file  ")));
+    QCOMPARE(course.size(), 5);
+    QVERIFY2(course.first().contains(QStringLiteral("Looked at")), qPrintable(course.first()));
 }
 
 void TestPorts::doesNothingWithoutAPort()
 {
-    SessionBench bench(JobUpdate, 0);
-    QVERIFY(bench.probe().ports().isEmpty());
-    bench.step(30);
-    QCOMPARE(bench.log(), QString());
+    BusFixture session(JobUpdate, 0);
+    QVERIFY(session.probe().ports().isEmpty());
+    session.step(30);
+    QCOMPARE(session.log(), QString());
 }
 
 void TestPorts::opensAt19200EightBitsNoParity()
 {
-    SessionBench bench;
-    const PortTest& port = bench.port();
-    QCOMPARE(bench.adapter().baudRate(), kApplicationBaudRate);
+    BusFixture session;
+    const PortTest& port = session.port();
+    QCOMPARE(session.adapter().baudRate(), kApplicationBaudRate);
     QCOMPARE(port.baudRate(QSerialPort::Input), kApplicationBaudRate);
     QCOMPARE(port.baudRate(QSerialPort::Output), kApplicationBaudRate);
     QCOMPARE(port.dataBits(), QSerialPort::Data8);
@@ -172,8 +169,8 @@ void TestPorts::opensAt19200EightBitsNoParity()
 
 void TestPorts::startsEverySessionFieldAtZeroButTheState()
 {
-    SessionBench bench;
-    const PortTest& port = bench.port();
+    BusFixture session;
+    const PortTest& port = session.port();
     QCOMPARE(port.state, 1);
     for (const qint32 field : {port.startAddress, port.flashAddress, port.phase, port.fwStep,
              port.retries, port.ticks, port.imageIndex, port.imageOffset, port.imageStep,
@@ -186,65 +183,65 @@ void TestPorts::startsEverySessionFieldAtZeroButTheState()
 
 void TestPorts::keepsAPortThatIsHeldByAnotherProcess()
 {
-    SessionBench bench;
-    bench.closeDialog();
-    const Holder holder(bench.adapter().portName());
+    BusFixture session;
+    session.closeDialog();
+    const PortHolder holder(session.adapter().portName());
     {
         const DebugLog log;
-        bench.openDialog(JobUpdate);
+        session.openDialog(JobUpdate);
         QCOMPARE(log.count(QStringLiteral("Could not open port")), 1);
     }
-    QCOMPARE(bench.probe().ports().size(), 1);
-    QVERIFY(!bench.port().isOpen());
-    QVERIFY(!bench.port().portOpen);
-    QCOMPARE(bench.port().state, qint32(StateStart));
+    QCOMPARE(session.probe().ports().size(), 1);
+    QVERIFY(!session.port().isOpen());
+    QVERIFY(!session.port().portOpen);
+    QCOMPARE(session.port().state, qint32(StateStart));
 
     // Stepped like the others, and nothing of it reaches the wire.
-    bench.step(3);
-    QCOMPARE(bench.port().state, qint32(StateProbe));
-    QCOMPARE(bench.port().retries, kProbeLines - 2);
-    QCOMPARE(bench.labelText("labelTX"), QStringLiteral("TX: /"));
-    QCOMPARE(bench.sent(), QByteArray());
+    session.step(3);
+    QCOMPARE(session.port().state, qint32(StateProbe));
+    QCOMPARE(session.port().retries, kProbeLines - 2);
+    QCOMPARE(session.labelText("labelTX"), QStringLiteral("TX: /"));
+    QCOMPARE(session.sent(), QByteArray());
 }
 
 void TestPorts::opensAHeldPortThatWasGivenFree()
 {
-    SessionBench bench;
-    bench.closeDialog();
+    BusFixture session;
+    session.closeDialog();
     {
-        const Holder holder(bench.adapter().portName());
-        bench.openDialog(JobUpdate);
-        bench.step(11);
-        QVERIFY(!bench.port().isOpen());
+        const PortHolder holder(session.adapter().portName());
+        session.openDialog(JobUpdate);
+        session.step(11);
+        QVERIFY(!session.port().isOpen());
     }
-    bench.step(1);
-    QVERIFY(bench.port().isOpen());
-    QCOMPARE(bench.adapter().baudRate(), kBootloaderBaudRate);
+    session.step(1);
+    QVERIFY(session.port().isOpen());
+    QCOMPARE(session.adapter().baudRate(), kBootloaderBaudRate);
 }
 
 void TestPorts::readsWhatComesOnEveryPort()
 {
-    SessionBench bench(JobUpdate, 2);
-    bench.receive("$MVERR,first\n", 0);
-    QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version: first"));
-    bench.receive("$MVERR,second\n", 1);
-    QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version: second"));
+    BusFixture session(JobUpdate, 2);
+    session.receive("$MVERR,first\n", 0);
+    QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: first"));
+    session.receive("$MVERR,second\n", 1);
+    QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: second"));
     // Answered on the port that it came from.
-    QCOMPARE(bench.sent(0), framed("$BOOTLOADM"));
-    QCOMPARE(bench.sent(1), framed("$BOOTLOADM"));
+    QCOMPARE(session.sent(0), framed("$BOOTLOADM"));
+    QCOMPARE(session.sent(1), framed("$BOOTLOADM"));
 }
 
 void TestPorts::closesAndFreesThePortsLastToFirst()
 {
-    SessionBench bench(JobUpdate, 3);
+    BusFixture session(JobUpdate, 3);
     QStringList events;
-    for (PortTest* const port : bench.probe().ports()) {
+    for (PortTest* const port : session.probe().ports()) {
         const QString name = port->portName();
         connect(
             port, &QIODevice::aboutToClose, this, [&events, name] { events << "close " + name; });
         connect(port, &QObject::destroyed, this, [&events, name] { events << "free " + name; });
     }
-    bench.dialog().done(QDialog::Rejected);
+    session.dialog().done(QDialog::Rejected);
     QStringList expected;
     for (const int i : {2, 1, 0})
         expected << "close " + uniquePortName(i) << "free " + uniquePortName(i);
@@ -253,191 +250,200 @@ void TestPorts::closesAndFreesThePortsLastToFirst()
 
 void TestPorts::freesThePortsOnce()
 {
-    SessionBench bench(JobUpdate, 2);
+    BusFixture session(JobUpdate, 2);
     int freed = 0;
-    for (PortTest* const port : bench.probe().ports())
+    for (PortTest* const port : session.probe().ports())
         connect(port, &QObject::destroyed, this, [&freed] { ++freed; });
-    bench.dialog().done(QDialog::Rejected);
-    bench.dialog().done(QDialog::Rejected);
+    session.dialog().done(QDialog::Rejected);
+    session.dialog().done(QDialog::Rejected);
     // A tick that was due already when the dialog finished.
-    bench.dialog().Timeout();
+    session.dialog().Timeout();
     QCOMPARE(freed, 2);
-    bench.closeDialog();
+    session.closeDialog();
     QCOMPARE(freed, 2);
 }
 
-void TestPorts::letsTheNextDialogOpenThePortsAgain()
+void TestPorts::findsThePortsAnewForEveryDialog()
 {
-    SessionBench bench(JobUpdate, 2);
-    bench.step(5);
-    bench.closeDialog();
-    bench.openDialog(JobImagesOnly);
-    QCOMPARE(bench.probe().ports().size(), 2);
+    BusFixture session;
+    session.step(5);
+    session.closeDialog();
+    session.plug(ftdiAdapters(2).back());
+    session.openDialog(JobImagesOnly);
+    QCOMPARE(session.probe().ports().size(), 2);
     for (int i = 0; i < 2; ++i) {
-        QVERIFY(bench.port(i).isOpen());
-        QCOMPARE(bench.port(i).state, qint32(StateStart));
-        QCOMPARE(bench.adapter(i).baudRate(), kApplicationBaudRate);
+        QVERIFY(session.port(i).isOpen());
+        QCOMPARE(session.port(i).state, qint32(StateStart));
+        QCOMPARE(session.adapter(i).baudRate(), kApplicationBaudRate);
     }
 }
 
 void TestPorts::closesAnUnpluggedPortAtTheFirstError()
 {
-    SessionBench bench;
+    BusFixture session;
     int errors = 0;
-    connect(&bench.port(), &QSerialPort::errorOccurred, this,
+    connect(&session.port(), &QSerialPort::errorOccurred, this,
         [&errors](QSerialPort::SerialPortError error) {
             errors += error != QSerialPort::NoError ? 1 : 0;
         });
-    bench.adapter().unplug();
-    QTRY_VERIFY(!bench.port().isOpen());
+    session.adapter().unplug();
+    QTRY_VERIFY(!session.port().isOpen());
     QTest::qWait(50);
     QCOMPARE(errors, 1);
 
     // Stepping goes on as on a port that never opened.
-    bench.step(30);
-    QCOMPARE(bench.port().state, qint32(StateWaitForBootloader));
+    session.step(30);
+    QCOMPARE(session.port().state, qint32(StateWaitForBootloader));
 }
 
 void TestPorts::goesOnWithTheOtherPortsWhenOneIsUnplugged()
 {
-    SessionBench bench(JobUpdate, 3);
-    bench.step(2);
-    bench.adapter(1).unplug();
-    QTRY_VERIFY(!bench.port(1).isOpen());
+    BusFixture session(JobUpdate, 3);
+    session.step(2);
+    session.adapter(1).unplug();
+    QTRY_VERIFY(!session.port(1).isOpen());
     for (const int i : {0, 2}) {
-        (void)bench.sent(i);
-        bench.receive("$MVERR,7\n", i);
-        QCOMPARE(bench.sent(i), framed("$BOOTLOADM"));
+        (void)session.sent(i);
+        session.receive("$MVERR,7\n", i);
+        QCOMPARE(session.sent(i), framed("$BOOTLOADM"));
     }
-    bench.step(1);
+    session.step(1);
     for (const int i : {0, 2})
-        QCOMPARE(bench.sent(i), framed("$MVER"));
+        QCOMPARE(session.sent(i), framed("$MVER"));
 }
 
 void TestPorts::closesWithAnUnpluggedPortAndFindsItAgain()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.adapter().unplug();
-    QTRY_VERIFY(!bench.port().isOpen());
-    bench.step(5);
-    bench.closeDialog();
-    bench.openDialog(JobUpdate);
-    QVERIFY(bench.probe().ports().isEmpty());
-    bench.closeDialog();
+    BusFixture session(JobImagesOnly);
+    session.enterBootloader();
+    session.adapter().unplug();
+    QTRY_VERIFY(!session.port().isOpen());
+    session.step(5);
+    session.closeDialog();
+    session.openDialog(JobUpdate);
+    QVERIFY(session.probe().ports().isEmpty());
+    session.closeDialog();
 
-    bench.adapter().plugAgain();
-    bench.openDialog(JobUpdate);
-    QCOMPARE(bench.probe().ports().size(), 1);
-    bench.step(2);
-    QCOMPARE(bench.sent(), framed("$MVER"));
+    session.adapter().plugAgain();
+    session.openDialog(JobUpdate);
+    QCOMPARE(session.probe().ports().size(), 1);
+    session.step(2);
+    QCOMPARE(session.sent(), framed("$MVER"));
 }
 
 void TestPorts::closesBeforeItKnowsOfTheUnplugging()
 {
-    SessionBench bench(JobUpdate, 2);
-    bench.step(4);
-    bench.adapter(0).unplug();
-    QVERIFY(bench.port(0).isOpen());
-    bench.closeDialog();
+    BusFixture session(JobUpdate, 2);
+    session.step(4);
+    session.adapter(0).unplug();
+    QVERIFY(session.port(0).isOpen());
+    session.closeDialog();
     // The news of it comes to nobody now.
     QTest::qWait(50);
 
-    bench.openDialog(JobUpdate);
-    QCOMPARE(bench.probe().ports().size(), 1);
-    bench.closeDialog();
-    bench.adapter(0).plugAgain();
-    bench.openDialog(JobUpdate);
-    QCOMPARE(bench.probe().ports().size(), 2);
-    bench.step(2);
-    QCOMPARE(bench.sent(0), framed("$MVER"));
+    session.openDialog(JobUpdate);
+    QCOMPARE(session.probe().ports().size(), 1);
+    session.closeDialog();
+    session.adapter(0).plugAgain();
+    session.openDialog(JobUpdate);
+    QCOMPARE(session.probe().ports().size(), 2);
+    session.step(2);
+    QCOMPARE(session.sent(0), framed("$MVER"));
 }
 
 void TestPorts::sendsBeforeItKnowsOfTheUnplugging()
 {
-    SessionBench bench(JobUpdate, 2);
-    bench.step(2);
-    (void)bench.sent(1);
+    BusFixture session(JobUpdate, 2);
+    session.step(2);
+    (void)session.sent(1);
     int errors = 0;
-    connect(&bench.port(0), &QSerialPort::errorOccurred, this, [&errors] { ++errors; });
-    bench.adapter(0).unplug();
-    QVERIFY(bench.port(0).isOpen());
-    QElapsedTimer sinceUnplugged;
-    sinceUnplugged.start();
-    bench.step(3);
-    // It waits for nothing, and the session and the other port go on.
-    QVERIFY2(sinceUnplugged.elapsed() < 400, qPrintable(QString::number(sinceUnplugged.elapsed())));
-    QCOMPARE(bench.port(0).retries, kProbeLines - 4);
-    QCOMPARE(bench.sent(1), framedAll({"$MVER", "$MVER", "$MVER"}));
+    connect(&session.port(0), &QSerialPort::errorOccurred, this, [&errors] { ++errors; });
+    session.adapter(0).unplug();
+    QVERIFY(session.port(0).isOpen());
+    session.step(3);
+    // The session and the other port go on.
+    QCOMPARE(session.port(0).retries, kProbeLines - 4);
+    QCOMPARE(session.sent(1), framedAll({"$MVER", "$MVER", "$MVER"}));
 
-    QTRY_VERIFY(!bench.port(0).isOpen());
+    QTRY_VERIFY(!session.port(0).isOpen());
     const int reported = errors;
     QTest::qWait(50);
     QCOMPARE(errors, reported);
-    bench.step();
-    QCOMPARE(bench.sent(1), framed("$MVER"));
+    session.step();
+    QCOMPARE(session.sent(1), framed("$MVER"));
 }
 
 void TestPorts::endsByEscapeWhileRepliesAreWaiting()
 {
-    SessionBench bench(JobUpdate, 2);
-    bench.step(2);
+    BusFixture session(JobUpdate, 2);
+    session.step(2);
     int freed = 0;
-    for (PortTest* const port : bench.probe().ports())
+    for (PortTest* const port : session.probe().ports())
         connect(port, &QObject::destroyed, this, [&freed] { ++freed; });
-    QTimer::singleShot(0, &bench.dialog(), [&bench] {
+    QTimer::singleShot(0, &session.dialog(), [&session] {
         for (const int i : {0, 1}) {
             const QByteArray replies = "$MVERR,1\n$DACK\n$Bootl";
-            QCOMPARE(::write(bench.adapter(i).masterFd(), replies.constData(),
+            QCOMPARE(::write(session.adapter(i).masterFd(), replies.constData(),
                          static_cast<std::size_t>(replies.size())),
                 static_cast<ssize_t>(replies.size()));
         }
-        QTest::keyClick(&bench.dialog(), Qt::Key_Escape);
+        QTest::keyClick(&session.dialog(), Qt::Key_Escape);
     });
-    QCOMPARE(bench.dialog().exec(), static_cast<int>(QDialog::Rejected));
+    QCOMPARE(session.dialog().exec(), static_cast<int>(QDialog::Rejected));
     QCOMPARE(freed, 2);
     // Whatever is due meanwhile finds no port.
-    bench.probe().timer().start(1);
+    session.probe().timer().start(1);
     QTest::qWait(50);
-    QCOMPARE(bench.labelText("label_UnitVersion"), QStringLiteral("Unit Version:"));
-    bench.closeDialog();
+    QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version:"));
+    session.closeDialog();
     QCOMPARE(freed, 2);
 }
 
 void TestPorts::reopensAPortThatWasPluggedInAgainInTime()
 {
-    SessionBench bench;
-    bench.step(4);
-    bench.adapter().unplug();
-    QTRY_VERIFY(!bench.port().isOpen());
-    bench.adapter().plugAgain();
-    bench.step(8);
-    QVERIFY(bench.port().isOpen());
-    bench.receive("$Bootloader\n");
-    QCOMPARE(bench.sent(), QByteArray("$G\n"));
+    BusFixture session;
+    session.step(4);
+    session.adapter().unplug();
+    QTRY_VERIFY(!session.port().isOpen());
+    session.adapter().plugAgain();
+    session.step(8);
+    QVERIFY(session.port().isOpen());
+    session.receive("$Bootloader\n");
+    QCOMPARE(session.sent(), QByteArray("$G\n"));
 }
 
 void TestPorts::sendsTheTenthProbeAtTheOldSpeed()
 {
-    SessionBench bench;
-    bench.step(10);
-    (void)bench.sent();
+    BusFixture session;
+    session.step(10);
+    (void)session.sent();
     // Closing puts the old speed back: not before a board had time to look at the line.
     QElapsedTimer sinceStep;
     sinceStep.start();
-    bench.step(1);
+    session.step(1);
     QVERIFY(sinceStep.elapsed() >= kAdapterDelay.count());
-    QVERIFY(!bench.port().isOpen());
-    QCOMPARE(bench.sent(), framed("$BOOTLOADM"));
+    QVERIFY(!session.port().isOpen());
+    QCOMPARE(session.sent(), framed("$BOOTLOADM"));
 }
 
-int main(int argc, char** argv)
+void TestPorts::aLineLeavesWithoutATurnOfTheEventLoop()
 {
-    QApplication application(argc, argv);
-    if (argc == 3 && qstrcmp(argv[1], kHoldOption) == 0)
-        return holdPort(QString::fromLocal8Bit(argv[2]));
-    TestPorts test;
-    return QTest::qExec(&test, argc, argv);
+    BusFixture session;
+    session.dialog().SendMessage(&session.port(), QStringLiteral("$G"));
+    QCOMPARE(session.port().bytesToWrite(), qint64(0));
+    QCOMPARE(session.sent(), QByteArray("$G\n"));
 }
 
+void TestPorts::everyLineReachesABoardThatReadsLate()
+{
+    constexpr int kLines = 100;
+    BusFixture session;
+    for (int i = 0; i < kLines; ++i)
+        session.dialog().AddCRC_nSend(&session.port(), QLatin1Char('$') + QString(200, u'y'));
+    QVERIFY(session.port().bytesToWrite() > 0);
+    qsizetype lines = 0;
+    QTRY_COMPARE((lines += takeUnread(session.adapter().masterFd()).count('*')), kLines);
+}
+
+static const RegisteredTest<TestPorts> registered(__FILE__);
 #include "tst_ports.moc"

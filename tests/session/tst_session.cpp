@@ -1,18 +1,18 @@
 #include "tests/session/SessionSamples.h"
+#include "tests/support/NoHardware.h"
+#include "tests/support/TestProgram.h"
 
-#include <QElapsedTimer>
 #include <QRegularExpression>
-#include <QTest>
 
 namespace {
 
 /// What is sent at each of `count` steps: the lines' texts, or "-".
-QByteArrayList sentAtEachStep(SessionBench& bench, int count)
+QByteArrayList sentAtEachStep(SessionFixture& session, int count)
 {
     QByteArrayList words;
     for (int i = 0; i < count; ++i) {
-        bench.step();
-        const QByteArray bytes = bench.sent();
+        session.step();
+        const QByteArray bytes = session.sent();
         words << (bytes.isEmpty() ? QByteArray("-") : bytes.left(bytes.indexOf('*')));
     }
     return words;
@@ -40,8 +40,6 @@ class TestSession : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanupTestCase() { m_bench.reset(); }
     void everyStateTakesItsStep_data();
     void everyStateTakesItsStep();
     void loadsByMode_data();
@@ -69,20 +67,7 @@ private slots:
     void sendsFirmwareLinesAgainAfterTheirTicks();
     void sendsNoDataForAPageThatIsNotErased();
     void finishesOnTheFourthStepAndOnlyOnce();
-
-private:
-    std::unique_ptr<SessionBench> m_bench;
 };
-
-void TestSession::init()
-{
-    // Plugging takes the mocked bus a while: the many rows of one test share it, each with a dialog
-    // of its own.
-    if (qstrcmp(QTest::currentTestFunction(), "everyStateTakesItsStep") != 0)
-        m_bench.reset();
-    else if (!m_bench)
-        m_bench = std::make_unique<SessionBench>();
-}
 
 void TestSession::everyStateTakesItsStep_data()
 {
@@ -143,7 +128,7 @@ void TestSession::everyStateTakesItsStep_data()
         {{"imageWait", 2}});
     row("5 restarts", {{"state", 5}, {"imageStep", 2}, {"imageWait", 0}},
         {{"imageStep", 0}, {"imageWait", 6}});
-    row("5 ends behind the last image",
+    row("5 ends after the last image",
         {{"state", 5}, {"imageStep", 0}, {"imageWait", 0}, {"imageIndex", 3}},
         {{"state", 15}, {"ticks", 0}}, {"$X"});
 
@@ -207,17 +192,15 @@ void TestSession::everyStateTakesItsStep()
     QFETCH(SessionFields, changes);
     QFETCH(QByteArrayList, lines);
     QFETCH(QString, logged);
-    SessionBench& bench = *m_bench;
-    bench.closeDialog();
-    bench.openDialog(JobUpdate);
-    bench.setFields(given);
-    const SessionFields expected = with(bench.fields(), changes);
-    bench.step();
-    QCOMPARE(toText(bench.fields()), toText(expected));
-    QCOMPARE(bench.sent(), framedAll(lines));
-    QCOMPARE(bench.log(), logged);
-    QCOMPARE(bench.bar("progressBarLoad").value(), 0);
-    QCOMPARE(bench.bar("progressBarVerify").value(), 0);
+    SessionFixture session;
+    session.setFields(given);
+    const SessionFields expected = with(session.fields(), changes);
+    session.step();
+    QCOMPARE(toText(session.fields()), toText(expected));
+    QCOMPARE(session.sent(), framedAll(lines));
+    QCOMPARE(session.log(), logged);
+    QCOMPARE(session.bar("progressBarLoad").value(), 0);
+    QCOMPARE(session.bar("progressBarVerify").value(), 0);
 }
 
 void TestSession::loadsByMode_data()
@@ -240,16 +223,16 @@ void TestSession::loadsByMode()
 {
     QFETCH(int, mode);
     QFETCH(SessionFields, changes);
-    SessionBench bench(mode);
-    bench.setFields(somewhere({{"state", 0}, {"startAddress", 7}, {"imageOffset", 5}}));
+    SessionFixture session(mode);
+    session.setFields(somewhere({{"state", 0}, {"startAddress", 7}, {"imageOffset", 5}}));
     const SessionFields loaded{{"startAddress", 0x1400}, {"flashAddress", 0x1000}, {"fwStep", 0},
         {"ticks", 0}, {"fileOpen", 1}};
-    const SessionFields expected = with(with(bench.fields(), loaded), changes);
-    bench.step();
-    QCOMPARE(toText(bench.fields()), toText(expected));
-    QCOMPARE(bench.port().file.fileName(), QStringLiteral(":/res/fw1.bin"));
-    QCOMPARE(bench.sent(), QByteArray());
-    QCOMPARE(bench.log(), QString());
+    const SessionFields expected = with(with(session.fields(), loaded), changes);
+    session.step();
+    QCOMPARE(toText(session.fields()), toText(expected));
+    QCOMPARE(session.port().file.fileName(), QStringLiteral(":/res/fw1.bin"));
+    QCOMPARE(session.sent(), QByteArray());
+    QCOMPARE(session.log(), QString());
 }
 
 void TestSession::buildsTheStartAddress_data()
@@ -275,225 +258,227 @@ void TestSession::buildsTheStartAddress()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(quint32, address);
-    SessionBench bench(JobUpdate, 1, setWithAddress(bytes));
-    bench.setFields({{"state", 0}});
-    bench.step();
-    QCOMPARE(static_cast<quint32>(bench.port().startAddress), address);
+    SessionFixture session(JobUpdate, 1, setWithAddress(bytes));
+    session.setFields({{"state", 0}});
+    session.step();
+    QCOMPARE(static_cast<quint32>(session.port().startAddress), address);
 }
 
 void TestSession::goesOnWithoutTheStartAddress()
 {
-    SessionBench bench(JobUpdate, 1, setWithout("Address.bin"));
-    bench.setFields({{"state", 0}, {"startAddress", 7}});
-    bench.step();
-    QCOMPARE(bench.port().startAddress, 0);
-    QCOMPARE(bench.port().state, 11);
-    QVERIFY(bench.port().file.isOpen());
+    SessionFixture session(JobUpdate, 1, setWithout("Address.bin"));
+    session.setFields({{"state", 0}, {"startAddress", 7}});
+    session.step();
+    QCOMPARE(session.port().startAddress, 0);
+    QCOMPARE(session.port().state, 11);
+    QVERIFY(session.port().file.isOpen());
 }
 
 void TestSession::goesOnWithoutTheFirmware()
 {
-    SessionBench bench(JobUpdate, 1, setWithout("fw1.bin"));
-    bench.enterBootloader();
-    QVERIFY(!bench.port().file.isOpen());
-    QCOMPARE(bench.port().startAddress, 0x1400);
-    bench.reply("$EACK");
-    QCOMPARE(bench.sent(), framed(erasedLine("0")));
+    SessionFixture session(JobUpdate, 1, setWithout("fw1.bin"));
+    session.enterBootloader();
+    QVERIFY(!session.port().file.isOpen());
+    QCOMPARE(session.port().startAddress, 0x1400);
+    session.reply("$EACK");
+    QCOMPARE(session.sent(), framed(erasedLine("0")));
 }
 
 void TestSession::loadsAgainAfterAnEarlierJob()
 {
-    SessionBench bench;
-    bench.setFields({{"state", 0}});
-    bench.step();
-    bench.setFields({{"state", 0}, {"startAddress", 7}});
-    bench.step();
-    QCOMPARE(bench.port().startAddress, 0x1400);
-    QVERIFY(bench.port().file.isOpen());
-    QCOMPARE(bench.port().file.fileName(), QStringLiteral(":/res/fw1.bin"));
+    SessionFixture session;
+    session.setFields({{"state", 0}});
+    session.step();
+    session.setFields({{"state", 0}, {"startAddress", 7}});
+    session.step();
+    QCOMPARE(session.port().startAddress, 0x1400);
+    QVERIFY(session.port().file.isOpen());
+    QCOMPARE(session.port().file.fileName(), QStringLiteral(":/res/fw1.bin"));
 }
 
 void TestSession::logsWhatItLoads()
 {
-    SessionBench bench;
-    bench.setFields({{"state", 0}});
+    SessionFixture session;
+    session.setFields({{"state", 0}});
     QTest::ignoreMessage(QtDebugMsg, "File exists Address.bin");
     QTest::ignoreMessage(QtDebugMsg, "Opened address.bin");
     QTest::ignoreMessage(
         QtDebugMsg, QRegularExpression(QStringLiteral("^Opened .*:/res/fw1\\.bin")));
-    bench.step();
+    session.step();
 }
 
 void TestSession::logsWhatIsMissing()
 {
-    SessionBench bench(JobUpdate, 1, setWithout("Address.bin"));
-    bench.setFields({{"state", 0}});
+    SessionFixture session(JobUpdate, 1, setWithout("Address.bin"));
+    session.setFields({{"state", 0}});
     QTest::ignoreMessage(QtDebugMsg, "Cannot find file Address.bin");
-    bench.step();
+    session.step();
 }
 
 void TestSession::probesTenTimesAndReopensFast()
 {
-    SessionBench bench;
-    QCOMPARE(bench.adapter().baudRate(), 19200);
+    SessionFixture session;
+    QCOMPARE(session.port().baudRate(), 19200);
     QByteArrayList expected{"-"};
     expected += QByteArrayList(8, "$MVER");
     expected += QByteArrayList(2, "$BOOTLOADM");
-    QCOMPARE(sentAtEachStep(bench, 11), expected);
-    QVERIFY(!bench.port().isOpen());
-    QCOMPARE(bench.port().state, 6);
+    QCOMPARE(sentAtEachStep(session, 11), expected);
+    QVERIFY(!session.port().isOpen());
+    QCOMPARE(session.port().state, 6);
 
-    QCOMPARE(sentAtEachStep(bench, 1), QByteArrayList{"-"});
-    QVERIFY(bench.port().isOpen());
-    QCOMPARE(bench.adapter().baudRate(), 921600);
-    QCOMPARE(bench.port().state, 3);
-    QCOMPARE(bench.log(), QString());
+    QCOMPARE(sentAtEachStep(session, 1), QByteArrayList{"-"});
+    QVERIFY(session.port().isOpen());
+    QCOMPARE(session.port().baudRate(), 921600);
+    QCOMPARE(session.port().state, 3);
+    QCOMPARE(session.log(), QString());
 }
 
 void TestSession::keepsProbingWhenTheBoardAnswers()
 {
-    SessionBench bench;
-    bench.step(3);
-    bench.reply("$MVERR,D.02n");
-    QCOMPARE(bench.sent(), framedAll({"$MVER", "$MVER", "$BOOTLOADM"}));
+    SessionFixture session;
+    session.step(3);
+    session.reply("$MVERR,D.02n");
+    QCOMPARE(session.sent(), framedAll({"$MVER", "$MVER", "$BOOTLOADM"}));
     QByteArrayList expected(6, "$MVER");
     expected += QByteArrayList(2, "$BOOTLOADM");
-    QCOMPARE(sentAtEachStep(bench, 8), expected);
-    QVERIFY(!bench.port().isOpen());
+    QCOMPARE(sentAtEachStep(session, 8), expected);
+    QVERIFY(!session.port().isOpen());
 }
 
 void TestSession::sendsTheTenthProbingLineBeforeThePortCloses()
 {
-    SessionBench bench;
-    bench.step(10);
-    (void)bench.sent();
-    QElapsedTimer clock;
-    clock.start();
-    bench.step();
-    // The port keeps its speed for as long as the line takes: 16 characters at 19200 baud.
-    QVERIFY(clock.elapsed() >= 8);
-    QVERIFY(!bench.port().isOpen());
-    QCOMPARE(bench.sent(), framed("$BOOTLOADM"));
+    SessionFixture session;
+    session.step(10);
+    (void)session.sent();
+    // A baud, so that the time that the test itself takes does not count.
+    session.memoryPort().close();
+    session.port().setBaudRate(1);
+    session.memoryPort().beOpen();
+    (void)takeSlept();
+    session.step();
+    constexpr std::chrono::seconds kLineTime{16 * kBitsPerByte};
+    QVERIFY(takeSlept() > kLineTime / 2);
+    QVERIFY(!session.port().isOpen());
+    QCOMPARE(session.sent(), framed("$BOOTLOADM"));
 }
 
 void TestSession::reopensAClosedPortOnly()
 {
-    SessionBench bench;
-    bench.port().close();
-    bench.setFields(somewhere({{"state", 6}, {"phase", 1}}));
+    SessionFixture session;
+    session.port().close();
+    session.setFields(somewhere({{"state", 6}, {"phase", 1}}));
     const SessionFields expected
-        = with(bench.fields(), {{"state", 3}, {"phase", 0}, {"isOpen", 1}, {"baudRate", 921600}});
-    bench.step();
-    QCOMPARE(toText(bench.fields()), toText(expected));
-    QCOMPARE(bench.port().openMode(), QIODevice::ReadWrite);
-    QCOMPARE(bench.port().baudRate(QSerialPort::Input), 921600);
-    QCOMPARE(bench.port().baudRate(QSerialPort::Output), 921600);
-    QCOMPARE(bench.adapter().baudRate(), 921600);
+        = with(session.fields(), {{"state", 3}, {"phase", 0}, {"isOpen", 1}, {"baudRate", 921600}});
+    session.step();
+    QCOMPARE(toText(session.fields()), toText(expected));
+    QCOMPARE(session.port().openMode(), QIODevice::ReadWrite);
+    QCOMPARE(session.port().baudRate(QSerialPort::Input), 921600);
+    QCOMPARE(session.port().baudRate(QSerialPort::Output), 921600);
 }
 
 void TestSession::waitsForTheBootloaderWithoutLimit()
 {
-    SessionBench bench;
-    bench.step(12);
-    (void)bench.sent();
-    const QString before = toText(bench.fields());
-    bench.step(1000);
-    QCOMPARE(toText(bench.fields()), before);
-    QCOMPARE(bench.sent(), QByteArray());
-    QCOMPARE(bench.log(), QString());
-    QCOMPARE(bench.labelText("label_Status"), QStringLiteral("Status"));
+    SessionFixture session;
+    session.step(12);
+    (void)session.sent();
+    const QString before = toText(session.fields());
+    session.step(1000);
+    QCOMPARE(toText(session.fields()), before);
+    QCOMPARE(session.sent(), QByteArray());
+    QCOMPARE(session.log(), QString());
+    QCOMPARE(session.labelText("label_Status"), QStringLiteral("Status"));
 }
 
 void TestSession::forgetsABootloaderHeardWhileProbing()
 {
-    SessionBench bench;
-    bench.step(5);
-    (void)bench.sent();
-    bench.reply("$Bootloader");
-    QCOMPARE(bench.sent(), QByteArray("$G\n"));
-    QCOMPARE(bench.port().phase, 1);
-    bench.step(7);
-    (void)bench.sent();
-    QCOMPARE(bench.port().state, 3);
-    QCOMPARE(bench.port().phase, 0);
-    bench.step(5);
-    QCOMPARE(bench.port().state, 3);
+    SessionFixture session;
+    session.step(5);
+    (void)session.sent();
+    session.reply("$Bootloader");
+    QCOMPARE(session.sent(), QByteArray("$G\n"));
+    QCOMPARE(session.port().phase, 1);
+    session.step(7);
+    (void)session.sent();
+    QCOMPARE(session.port().state, 3);
+    QCOMPARE(session.port().phase, 0);
+    session.step(5);
+    QCOMPARE(session.port().state, 3);
 
-    bench.reply("$Bootloader");
-    QCOMPARE(bench.sent(), QByteArray("$G\n"));
-    bench.step();
-    QCOMPARE(bench.port().state, 0);
+    session.reply("$Bootloader");
+    QCOMPARE(session.sent(), QByteArray("$G\n"));
+    session.step();
+    QCOMPARE(session.port().state, 0);
 }
 
 void TestSession::stepsAPortThatIsNotOpen()
 {
-    SessionBench bench;
-    bench.port().close();
-    bench.step(11);
-    QCOMPARE(bench.port().state, 6);
-    QCOMPARE(bench.sent(), QByteArray());
-    bench.step();
-    QCOMPARE(bench.port().state, 3);
-    QVERIFY(bench.port().isOpen());
+    SessionFixture session;
+    session.port().close();
+    session.step(11);
+    QCOMPARE(session.port().state, 6);
+    QCOMPARE(session.sent(), QByteArray());
+    session.step();
+    QCOMPARE(session.port().state, 3);
+    QVERIFY(session.port().isOpen());
 }
 
 void TestSession::stepsNothingWithoutPorts()
 {
-    SessionBench bench(JobUpdate, 0);
-    QVERIFY(bench.probe().ports().isEmpty());
-    bench.step(20);
-    QCOMPARE(bench.log(), QString());
+    SessionFixture session(JobUpdate, 0);
+    QVERIFY(session.probe().ports().isEmpty());
+    session.step(20);
+    QCOMPARE(session.log(), QString());
 }
 
 void TestSession::sendsTheFirstHeaderOnTheEighthStep()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.step(13);
-    bench.reply("$Bootloader");
-    bench.step();
-    QCOMPARE(bench.port().state, 0);
-    bench.step();
-    QCOMPARE(bench.port().state, 5);
-    (void)bench.sent();
+    SessionFixture session(JobImagesOnly);
+    session.step(13);
+    session.reply("$Bootloader");
+    session.step();
+    QCOMPARE(session.port().state, 0);
+    session.step();
+    QCOMPARE(session.port().state, 5);
+    (void)session.sent();
     QByteArrayList expected(7, "-");
     expected << kHeaderA;
-    QCOMPARE(sentAtEachStep(bench, 8), expected);
+    QCOMPARE(sentAtEachStep(session, 8), expected);
 }
 
 void TestSession::sendsAHeaderAgainAfterThreeSteps()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
     const QByteArray header = kHeaderA;
-    QCOMPARE(sentAtEachStep(bench, 12),
+    QCOMPARE(sentAtEachStep(session, 12),
         (QByteArrayList{"-", "-", "-", header, "-", "-", "-", header, "-", "-", "-", header}));
 }
 
 void TestSession::sendsABlockAgainAfterThreeSteps()
 {
-    SessionBench bench(JobImagesOnly);
-    bench.enterBootloader();
-    bench.reply("$IACK,0");
+    SessionFixture session(JobImagesOnly);
+    session.enterBootloader();
+    session.reply("$IACK,0");
     const QByteArray block = blockLine(0, 0);
-    QCOMPARE(bench.sent(), framed(block));
+    QCOMPARE(session.sent(), framed(block));
     QCOMPARE(
-        sentAtEachStep(bench, 8), (QByteArrayList{"-", "-", "-", block, "-", "-", "-", block}));
-    QCOMPARE(bench.port().imageOffset, 0);
+        sentAtEachStep(session, 8), (QByteArrayList{"-", "-", "-", block, "-", "-", "-", block}));
+    QCOMPARE(session.port().imageOffset, 0);
 }
 
 void TestSession::sendsEraseImagesAgainAfterItsWait()
 {
-    SessionBench bench(JobEraseImages);
-    bench.step(13);
-    bench.reply("$Bootloader");
-    bench.step(2);
-    QCOMPARE(bench.port().state, 4);
-    (void)bench.sent();
+    SessionFixture session(JobEraseImages);
+    session.step(13);
+    session.reply("$Bootloader");
+    session.step(2);
+    QCOMPARE(session.port().state, 4);
+    (void)session.sent();
     // Two steps of the wait, one that gives up, and the next sends.
-    QCOMPARE(sentAtEachStep(bench, 10),
+    QCOMPARE(sentAtEachStep(session, 10),
         (QByteArrayList{"-", "$A,1", "-", "-", "-", "$A,1", "-", "-", "-", "$A,1"}));
     const QString timedOut = QStringLiteral("Command Timedout");
-    QCOMPARE(bench.log(),
+    QCOMPARE(session.log(),
         (QStringList{kEraseText, timedOut, kEraseText, timedOut, kEraseText}.join('\n')));
 }
 
@@ -518,53 +503,53 @@ void TestSession::sendsFirmwareLinesAgainAfterTheirTicks()
     QFETCH(SessionFields, given);
     QFETCH(int, quietTicks);
     QFETCH(QByteArray, again);
-    SessionBench bench;
-    bench.setFields(with(somewhere({{"state", 11}}), given));
-    bench.step();
-    QVERIFY(!bench.sent().isEmpty());
+    SessionFixture session;
+    session.setFields(with(somewhere({{"state", 11}}), given));
+    session.step();
+    QVERIFY(!session.sent().isEmpty());
     QByteArrayList expected;
     for (int i = 0; i < 3; ++i)
         expected << QByteArrayList(quietTicks, "-") << again;
-    QCOMPARE(sentAtEachStep(bench, static_cast<int>(expected.size())), expected);
+    QCOMPARE(sentAtEachStep(session, static_cast<int>(expected.size())), expected);
 }
 
 void TestSession::sendsNoDataForAPageThatIsNotErased()
 {
-    SessionBench bench;
-    bench.setFields(
+    SessionFixture session;
+    session.setFields(
         somewhere({{"state", 11}, {"flashAddress", 0x3000}, {"fwStep", 0}, {"ticks", 4}}));
-    bench.step();
-    QCOMPARE(bench.sent(), framed("$E,3000,1"));
+    session.step();
+    QCOMPARE(session.sent(), framed("$E,3000,1"));
     // Late, for a line of the page before.
-    bench.reply("$DACK");
-    QCOMPARE(bench.port().flashAddress, 0x3000);
-    QCOMPARE(bench.sent(), QByteArray());
-    bench.step(4);
-    QCOMPARE(bench.sent(), framed("$E,3000,1"));
-    bench.reply("$EACK");
-    QVERIFY(bench.sent().startsWith("$D,0,"));
-    bench.reply("$DACK");
-    QVERIFY(bench.sent().startsWith("$D,40,"));
+    session.reply("$DACK");
+    QCOMPARE(session.port().flashAddress, 0x3000);
+    QCOMPARE(session.sent(), QByteArray());
+    session.step(4);
+    QCOMPARE(session.sent(), framed("$E,3000,1"));
+    session.reply("$EACK");
+    QVERIFY(session.sent().startsWith("$D,0,"));
+    session.reply("$DACK");
+    QVERIFY(session.sent().startsWith("$D,40,"));
 }
 
 void TestSession::finishesOnTheFourthStepAndOnlyOnce()
 {
-    SessionBench bench;
-    bench.setFields(somewhere({{"state", 15}, {"ticks", 0}}));
-    bench.step(3);
-    QVERIFY(bench.port().isOpen());
-    QCOMPARE(bench.log(), QString());
-    bench.step();
-    QVERIFY(!bench.port().isOpen());
-    QCOMPARE(bench.log(), QStringLiteral("Bootload Complete"));
+    SessionFixture session;
+    session.setFields(somewhere({{"state", 15}, {"ticks", 0}}));
+    session.step(3);
+    QVERIFY(session.port().isOpen());
+    QCOMPARE(session.log(), QString());
+    session.step();
+    QVERIFY(!session.port().isOpen());
+    QCOMPARE(session.log(), QStringLiteral("Bootload Complete"));
 
-    QVERIFY(bench.port().open(QIODevice::ReadWrite));
-    bench.step(300);
-    QVERIFY(bench.port().isOpen());
-    QCOMPARE(bench.log(), QStringLiteral("Bootload Complete"));
-    QCOMPARE(bench.port().state, 15);
-    QCOMPARE(bench.sent(), QByteArray());
+    QVERIFY(session.port().open(QIODevice::ReadWrite));
+    session.step(300);
+    QVERIFY(session.port().isOpen());
+    QCOMPARE(session.log(), QStringLiteral("Bootload Complete"));
+    QCOMPARE(session.port().state, 15);
+    QCOMPARE(session.sent(), QByteArray());
 }
 
-QTEST_MAIN(TestSession)
+static const RegisteredTest<TestSession> registered(__FILE__);
 #include "tst_session.moc"

@@ -1,6 +1,30 @@
-#include "tests/session/SessionBench.h"
+#include "tests/session/SessionFixture.h"
+#include "tests/support/TestProgram.h"
 
-#include <QTest>
+#include <QDir>
+
+namespace {
+
+/// The files of the release set that is in the tree.
+ReleaseSetFiles standInFiles()
+{
+    const QDir folder(QStringLiteral(STAND_IN_SET));
+    ReleaseSetFiles files;
+    for (const QString& name : folder.entryList(QDir::Files)) {
+        QFile file(folder.filePath(name));
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("the stand-in release set cannot be read");
+        files.insert(name, file.readAll());
+    }
+    return files;
+}
+
+SessionFixture standIn(int mode)
+{
+    return SessionFixture(mode, 1, standInFiles());
+}
+
+} // namespace
 
 /// The stand-in release set of the tree, as the program reads it.
 class TestStandInSet : public QObject
@@ -17,16 +41,6 @@ private slots:
     void carriesItsStartAddress();
     void announcesItsFirstImage();
 };
-
-namespace {
-
-/// A bench on the set that is linked in, not on one of its own.
-SessionBench standIn(int mode)
-{
-    return SessionBench(mode, 1, ReleaseSetFiles{});
-}
-
-} // namespace
 
 void TestStandInSet::yieldsItsImages_data()
 {
@@ -45,9 +59,9 @@ void TestStandInSet::yieldsItsImages()
     QFETCH(int, number);
     QFETCH(int, version);
     QFETCH(QSize, size);
-    SessionBench bench = standIn(JobImagesOnly);
-    QCOMPARE(bench.probe().images().size(), 5);
-    for (const ImageFile& image : bench.probe().images()) {
+    SessionFixture session = standIn(JobImagesOnly);
+    QCOMPARE(session.probe().images().size(), 5);
+    for (const ImageFile& image : session.probe().images()) {
         if (image.imageName != number)
             continue;
         QCOMPARE(image.imageVersion, version);
@@ -60,15 +74,15 @@ void TestStandInSet::yieldsItsImages()
 
 void TestStandInSet::beginsItsFirstImageWithItsBytes()
 {
-    SessionBench bench = standIn(JobImagesOnly);
-    QCOMPARE(bench.probe().images().constFirst().data.first(4), QByteArray("\xa5\x18\x84\x18"));
+    SessionFixture session = standIn(JobImagesOnly);
+    QCOMPARE(session.probe().images().constFirst().data.first(4), QByteArray("\xa5\x18\x84\x18"));
 }
 
 void TestStandInSet::fillsTheWholeImagesBar()
 {
-    SessionBench bench = standIn(JobUpdate);
-    QCOMPARE(bench.bar("progressBarVerify").maximum(), 614400);
-    QCOMPARE(bench.bar("progressBarLoad").maximum(), 913414);
+    SessionFixture session = standIn(JobUpdate);
+    QCOMPARE(session.bar("progressBarVerify").maximum(), 614400);
+    QCOMPARE(session.bar("progressBarLoad").maximum(), 913414);
 }
 
 void TestStandInSet::carriesItsVersion_data()
@@ -84,27 +98,27 @@ void TestStandInSet::carriesItsVersion()
 {
     QFETCH(int, mode);
     QFETCH(QString, title);
-    SessionBench bench = standIn(mode);
-    QCOMPARE(bench.dialog().windowTitle(), title);
-    QCOMPARE(bench.labelText("label_UpdateVersion"), QStringLiteral("Update Version: D.02n"));
-    QCOMPARE(bench.probe().images().size(), 5);
+    SessionFixture session = standIn(mode);
+    QCOMPARE(session.dialog().windowTitle(), title);
+    QCOMPARE(session.labelText("label_UpdateVersion"), QStringLiteral("Update Version: D.02n"));
+    QCOMPARE(session.probe().images().size(), 5);
 }
 
 void TestStandInSet::carriesItsStartAddress()
 {
-    SessionBench bench = standIn(JobUpdate);
-    bench.enterBootloader();
-    QCOMPARE(bench.port().startAddress, 0x1400);
-    QCOMPARE(bench.port().file.size(), qint64(913408));
+    SessionFixture session = standIn(JobUpdate);
+    session.enterBootloader();
+    QCOMPARE(session.port().startAddress, 0x1400);
+    QCOMPARE(session.port().file.size(), qint64(913408));
 }
 
 void TestStandInSet::announcesItsFirstImage()
 {
-    SessionBench bench = standIn(JobImagesOnly);
-    bench.enterBootloader();
-    bench.step(4);
-    QCOMPARE(bench.sent(), framed("$I,00,01,154,E6"));
+    SessionFixture session = standIn(JobImagesOnly);
+    session.enterBootloader();
+    session.step(4);
+    QCOMPARE(session.sent(), framed("$I,00,01,154,E6"));
 }
 
-QTEST_MAIN(TestStandInSet)
+static const RegisteredTest<TestStandInSet> registered(__FILE__);
 #include "tst_standinset.moc"

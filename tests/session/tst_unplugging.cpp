@@ -1,9 +1,8 @@
 // The adapter is pulled out: in every state, with and without lines that wait to be sent.
 
+#include "tests/session/BusFixture.h"
 #include "tests/session/DebugLog.h"
-#include "tests/session/SessionBench.h"
-
-#include <QTest>
+#include "tests/support/TestProgram.h"
 
 #include <cerrno>
 
@@ -33,27 +32,27 @@ void TestUnplugging::closesThePortInEveryState()
     QFETCH(int, state);
     QFETCH(bool, waiting);
     const QString line = QStringLiteral("$F,00") + QStringLiteral(",A5").repeated(kBlockSize);
-    SessionBench bench(JobUpdate);
+    BusFixture session(JobUpdate);
     for (int trial = 0; trial < kTrials; ++trial) {
-        bench.setFields({{"state", state}});
+        session.setFields({{"state", state}});
         for (int i = 0; waiting && i < kLinesThatFillTheLine; ++i)
-            bench.dialog().AddCRC_nSend(&bench.port(), line);
-        QCOMPARE(bench.port().bytesToWrite() > 0, waiting);
+            session.dialog().AddCRC_nSend(&session.port(), line);
+        QCOMPARE(session.port().bytesToWrite() > 0, waiting);
         const DebugLog log;
         // Lets the port read once, as it does between two lines.
         QCoreApplication::processEvents();
-        QVERIFY(bench.port().isOpen());
+        QVERIFY(session.port().isOpen());
 
-        bench.adapter().unplug();
+        session.adapter().unplug();
         // What a read that found nothing leaves; reading a terminal that hung up does not set it.
         errno = EAGAIN;
-        QTRY_VERIFY(!bench.port().isOpen());
+        QTRY_VERIFY(!session.port().isOpen());
         QCOMPARE(log.count(QStringLiteral("Port has gone")), 1);
-        bench.closeDialog();
-        bench.adapter().plugAgain();
-        bench.openDialog(JobUpdate);
+        session.closeDialog();
+        session.adapter().plugAgain();
+        session.openDialog(JobUpdate);
     }
 }
 
-QTEST_MAIN(TestUnplugging)
+static const RegisteredTest<TestUnplugging> registered(__FILE__);
 #include "tst_unplugging.moc"

@@ -1,8 +1,7 @@
 #include "protocol/Crc.h"
 #include "protocol/WireText.h"
 #include "tests/support/Reference.h"
-
-#include <QTest>
+#include "tests/support/TestProgram.h"
 
 #include <array>
 
@@ -177,5 +176,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestCrc)
+static const RegisteredTest<TestCrc> registered(__FILE__);
 #include "tst_crc.moc"

@@ -1,10 +1,10 @@
 #include "bootload/CompiledSet.h"
-
-using protocol::kDataLineSize;
+#include "tests/support/TestProgram.h"
 
 #include <QRegularExpression>
 #include <QTemporaryFile>
-#include <QTest>
+
+using protocol::kDataLineSize;
 
 namespace {
 
@@ -112,7 +112,7 @@ private slots:
     {
         OpenFile file(imageBytes());
         QCOMPARE(dataLine(file, 0), expectedLine(imageBytes(), 0));
-        // Not what stands behind the line before.
+        // Not what follows the line before.
         QCOMPARE(dataLine(file, -64), erased(kLineSize));
     }
 
@@ -181,5 +181,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestFirmwareFile)
+static const RegisteredTest<TestFirmwareFile> registered(__FILE__);
 #include "tst_firmwarefile.moc"

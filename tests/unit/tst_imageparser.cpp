@@ -1,9 +1,10 @@
 #include "bootload/ImageParser.h"
+#include "tests/support/TestProgram.h"
 
 #include <QLoggingCategory>
 #include <QRandomGenerator>
 #include <QRegularExpression>
-#include <QTest>
+#include <QTemporaryFile>
 
 #include <limits>
 
@@ -87,7 +88,7 @@ void referenceDescriptor(const QString& descriptor, ImageFile& image)
     }
 }
 
-/// What stands between the first "{" of `text` and the next "}"; `text` is cut behind it. Without a
+/// What stands between the first "{" of `text` and the next "}"; `text` is cut after it. Without a
 /// "}" the last part, which nothing ends, is left out.
 QString takeBraces(QString& text)
 {
@@ -130,6 +131,39 @@ private slots:
     {
         // Two lines for each of a hundred thousand texts would hide what failed.
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
+    }
+
+    void cleanupTestCase() { QLoggingCategory::setFilterRules({}); }
+
+    void aNewImageIsEmpty()
+    {
+        const ImageFile image;
+        QVERIFY(image.data.isEmpty());
+        QCOMPARE(image.width, 0);
+        QCOMPARE(image.height, 0);
+        QCOMPARE(image.imageName, 0);
+        QCOMPARE(image.imageVersion, 0);
+    }
+
+    void readImageFileReadsToTheEndAndKeepsNothing()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write("map[] = {0x01, 0x02};");
+        QVERIFY(file.seek(0));
+        ImageFile image{"as it was", 1, 2, 3, 4};
+        const ReadImageFile reader(&file, &image);
+        QVERIFY(file.atEnd());
+        QVERIFY(file.isOpen());
+        QCOMPARE(image.data, QByteArray("as it was"));
+        QCOMPARE(image.width, 1);
+        QCOMPARE(image.height, 2);
+        QCOMPARE(image.imageName, 3);
+        QCOMPARE(image.imageVersion, 4);
+
+        QVERIFY(file.seek(0));
+        const ReadImageFile withoutAnImage(&file, nullptr);
+        QVERIFY(file.atEnd());
     }
 
     void readsBytesAndSize()
@@ -243,10 +277,10 @@ private slots:
             QTest::newRow(name) << QByteArray(inside) << hex(bytes);
         };
         row("a comment before a literal loses it", "/* red */ 0x12, 0x34", "34");
-        row("a comment behind a literal is read as digits", "0x12 /* ab */, 0x34", "ab34");
+        row("a comment after a literal is read as digits", "0x12 /* ab */, 0x34", "ab34");
         row("letters that are no digits count as zeros", "0x12 /* red */, 0x34", "ed34");
-        row("a comment behind the comma loses the next", "0x12, // first\n0x34, 0x56", "1256");
-        row("a comment behind the last comma", "0x12, 0x34, // end\n", "1234");
+        row("a comment after the comma loses the next", "0x12, // first\n0x34, 0x56", "1256");
+        row("a comment after the last comma", "0x12, 0x34, // end\n", "1234");
         row("a comment without letters", "0x12, /* --- */ 0x34, // ===\n0x56", "123456");
         row("a comma in a comment ends the token", "/* a, */ 0x12, 0x34", "1234");
         row("a literal in a comment is a byte", "0x12, /* 0x99, */ 0x34", "129934");
@@ -255,7 +289,7 @@ private slots:
         row("a conditional block loses its first",
             "\n#if DEPTH == 8\n0x01, 0x02,\n#endif\n#if DEPTH == 16\n0x03, 0x04,\n#endif\n",
             "0204");
-        row("a conditional end behind a literal without comma", "0x12\n#endif\n", "0f");
+        row("a conditional end after a literal without comma", "0x12\n#endif\n", "0f");
     }
 
     void textThatIsNoLiteralJoinsItsNeighbour()
@@ -287,7 +321,7 @@ private slots:
             "1234", 0, 0);
         row("a descriptor that is not closed", array + "d = {.header.w = 5, .header.h = 6", "1234",
             5, 0);
-        row("a descriptor that ends right behind its brace", array + "d = {", "1234", 0, 0);
+        row("a descriptor that ends right after its brace", array + "d = {", "1234", 0, 0);
         row("an empty descriptor", array + "d = {};", "1234", 0, 0);
         row("a second descriptor is not read", array + "d = {.header.w = 5};\n" + menuDescriptor(),
             "1234", 5, 0);
@@ -299,7 +333,7 @@ private slots:
             "\"lvgl.h\"\n#endif\n"
                 + array + menuDescriptor(),
             "1234", 2, 1);
-        row("a comment behind the array", "{0x12};\n// 0x99, .header.w = 9,\n" + menuDescriptor(),
+        row("a comment after the array", "{0x12};\n// 0x99, .header.w = 9,\n" + menuDescriptor(),
             "12", 2, 1);
         row("a brace in a comment opens the array",
             "/* { */ map[] = {0x12, 0x34};\n" + menuDescriptor(), "34", 2, 1);
@@ -335,15 +369,15 @@ private slots:
         row("many blanks", "  .header.w   =   340  ,", 340);
         row("tabs and line ends", "\r\n\t.header.w\t=\r\n340\r\n,", 340);
         row("last without a comma", ".header.w = 340", 340);
-        row("behind others", ".header.cf = X, .header.h = 1, .header.w = 340", 340);
+        row("after others", ".header.cf = X, .header.h = 1, .header.w = 340", 340);
         row("case counts", ".header.W = 340,", 0);
         row("no point", "header.w = 340,", 0);
         row("longer key", ".header.width = 340,", 0);
         row("nested", ".a.header.w = 340,", 0);
         row("blank within the key", ".header. w = 340,", 0);
         row("comment before the key", "/* px */ .header.w = 340,", 0);
-        row("comment behind the value", ".header.w = 340 /* px */,", 0);
-        row("comment line behind the comma spoils the next", ".a = 1, // px\n.header.w = 340,", 0);
+        row("comment after the value", ".header.w = 340 /* px */,", 0);
+        row("comment line after the comma spoils the next", ".a = 1, // px\n.header.w = 340,", 0);
         row("colon instead of equals", ".header.w : 340,", 0);
         row("two equals signs", ".header.w == 340,", 340);
         row("equals sign within the value", ".header.w = 3=40,", 340);
@@ -354,7 +388,11 @@ private slots:
         row("a product", ".header.w = 2 * 170,", 0);
         row("a fraction", ".header.w = 340.0,", 0);
         row("text after a NUL", QByteArray(".header.w = 340\0px,", 19), 0);
-        row("a NUL before the number", QByteArray(".header.w = \0" "340,", 17), 0);
+        row("a NUL before the number",
+            QByteArray(".header.w = \0"
+                       "340,",
+                17),
+            0);
         row("a NUL alone after the number", QByteArray(".header.w = 340\0,", 17), 0);
         row("a suffix", ".header.w = 340u,", 0);
         row("leading zeros", ".header.w = 00340,", 340);
@@ -438,5 +476,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestImageParser)
+static const RegisteredTest<TestImageParser> registered(__FILE__);
 #include "tst_imageparser.moc"

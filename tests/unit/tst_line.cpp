@@ -1,6 +1,5 @@
 #include "protocol/Line.h"
-
-#include <QTest>
+#include "tests/support/TestProgram.h"
 
 #include <array>
 #include <memory>
@@ -238,5 +237,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestLine)
+static const RegisteredTest<TestLine> registered(__FILE__);
 #include "tst_line.moc"

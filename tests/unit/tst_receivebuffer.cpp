@@ -1,7 +1,7 @@
 #include "protocol/ReceiveBuffer.h"
+#include "tests/support/TestProgram.h"
 
 #include <QRandomGenerator>
-#include <QTest>
 
 #include <algorithm>
 #include <array>
@@ -25,7 +25,7 @@ struct GuardedBuffer
     {
         before.fill(kGuardByte);
         std::fill(std::begin(bytes), std::end(bytes), kStaleByte);
-        behind.fill(kGuardByte);
+        after.fill(kGuardByte);
     }
 
     ReceiveBuffer received() { return {bytes, index}; }
@@ -34,14 +34,14 @@ struct GuardedBuffer
     {
         const auto isGuard = [](char c) { return c == kGuardByte; };
         return std::all_of(before.begin(), before.end(), isGuard)
-            && std::all_of(behind.begin(), behind.end(), isGuard);
+            && std::all_of(after.begin(), after.end(), isGuard);
     }
 
     [[nodiscard]] QByteArray contents() const { return {bytes, kLineCapacity}; }
 
     std::array<char, 64> before;
     char bytes[kLineCapacity];
-    std::array<char, 64> behind;
+    std::array<char, 64> after;
     qint16 index = 0;
 };
 
@@ -66,7 +66,7 @@ class TestReceiveBuffer : public QObject
     Q_OBJECT
 
 private slots:
-    void storesOneByteBehindTheOther()
+    void storesOneByteAfterTheOther()
     {
         GuardedBuffer buffer;
         QVERIFY(!storeAll(buffer.received(), "$GACK"));
@@ -95,10 +95,10 @@ private slots:
     }
 
     // The line feed at every place that matters: `length` bytes and then the line feed.
-    void endsTheLineBehindTheLineFeed_data()
+    void endsTheLineAfterTheLineFeed_data()
     {
         QTest::addColumn<int>("length");
-        QTest::addColumn<qint16>("indexBehind");
+        QTest::addColumn<qint16>("indexAfter");
         QTest::newRow("at index 0") << 0 << qint16(1);
         QTest::newRow("at index 1") << 1 << qint16(2);
         QTest::newRow("at index 500") << 500 << qint16(501);
@@ -106,21 +106,21 @@ private slots:
         QTest::newRow("at index 998") << 998 << qint16(999);
     }
 
-    void endsTheLineBehindTheLineFeed()
+    void endsTheLineAfterTheLineFeed()
     {
         QFETCH(int, length);
-        QFETCH(qint16, indexBehind);
+        QFETCH(qint16, indexAfter);
         GuardedBuffer buffer;
         const QByteArray line = QByteArray(length, 'A') + '\n';
         QVERIFY(storeAll(buffer.received(), line));
-        QCOMPARE(buffer.index, indexBehind);
+        QCOMPARE(buffer.index, indexAfter);
         buffer.received().endLine();
         QCOMPARE(buffer.received().text().toByteArray(), line);
         // No stale byte may stand between the line feed and the NUL, whoever ends the text later.
-        QCOMPARE(buffer.bytes[indexBehind], '\0');
-        if (indexBehind < kLast)
-            QCOMPARE(buffer.bytes[indexBehind + 1], '\0');
-        QCOMPARE(buffer.index, indexBehind);
+        QCOMPARE(buffer.bytes[indexAfter], '\0');
+        if (indexAfter < kLast)
+            QCOMPARE(buffer.bytes[indexAfter + 1], '\0');
+        QCOMPARE(buffer.index, indexAfter);
         QVERIFY(buffer.untouchedAround());
     }
 
@@ -228,8 +228,8 @@ private slots:
         QTest::newRow("second") << qsizetype(1) << true;
         QTest::newRow("last but one") << qsizetype(kLast - 1) << true;
         QTest::newRow("last") << qsizetype(kLast) << true;
-        QTest::newRow("first behind") << qsizetype(kLineCapacity) << false;
-        QTest::newRow("second behind") << qsizetype(kLineCapacity + 1) << false;
+        QTest::newRow("first after") << qsizetype(kLineCapacity) << false;
+        QTest::newRow("second after") << qsizetype(kLineCapacity + 1) << false;
         QTest::newRow("largest") << std::numeric_limits<qsizetype>::max() << false;
     }
 
@@ -309,5 +309,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestReceiveBuffer)
+static const RegisteredTest<TestReceiveBuffer> registered(__FILE__);
 #include "tst_receivebuffer.moc"

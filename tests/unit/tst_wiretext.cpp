@@ -1,13 +1,11 @@
 #include "protocol/WireText.h"
+#include "tests/support/TestProgram.h"
 
 #include <QRandomGenerator>
-#include <QTest>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <limits>
-#include <string>
 #include <vector>
 
 using protocol::WireText;
@@ -63,61 +61,6 @@ Extracted getfield(const QByteArray& line, int index, int maxLength)
     return result;
 }
 
-// The rules once more, plainly, with the standard library's strings.
-
-std::string referenceText(const QByteArray& line)
-{
-    return line.toStdString().substr(0, line.toStdString().find('\0'));
-}
-
-/// The text of field `index`, or a text with a NUL in it when there is no such field.
-std::string referenceField(const QByteArray& line, int index)
-{
-    std::string rest = referenceText(line);
-    for (int skipped = 0; skipped < index; ++skipped) {
-        const std::size_t separator = rest.find_first_of(",*");
-        if (separator == std::string::npos)
-            return std::string(1, '\0');
-        rest.erase(0, separator + 1);
-    }
-    return rest.substr(0, rest.find_first_of(",*\r\n"));
-}
-
-quint32 referenceDecimal(const std::string& text)
-{
-    // In 64 bits, cut back after each digit.
-    quint64 value = 0;
-    for (std::size_t i = 0; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]));
-         ++i)
-        value = (value * 10 + static_cast<quint64>(text[i] - '0')) % 0x1'0000'0000U;
-    return static_cast<quint32>(value);
-}
-
-quint32 referenceHex(const std::string& text)
-{
-    // Only the last eight characters can matter; what is no digit is a 0 to strtoul.
-    std::string last = text.size() > 8 ? text.substr(text.size() - 8) : text;
-    for (char& c : last) {
-        if (std::string("0123456789abcdefABCDEF").find(c) == std::string::npos)
-            c = '0';
-    }
-    return last.empty() ? 0 : static_cast<quint32>(std::stoul(last, nullptr, 16));
-}
-
-/// A line as the wire could bring it, well formed or not.
-QByteArray randomLine(QRandomGenerator& random)
-{
-    static constexpr QByteArrayView kLikely{",,,,**\r\n$0123456789ABCDEFabcdefgGxX 0099"};
-    QByteArray line;
-    const auto length = random.bounded(60);
-    for (int i = 0; i < length; ++i) {
-        const bool likely = random.bounded(20) != 0;
-        line.append(likely ? kLikely[random.bounded(kLikely.size())]
-                           : static_cast<char>(random.bounded(256)));
-    }
-    return line;
-}
-
 } // namespace
 
 class TestWireText : public QObject
@@ -136,10 +79,10 @@ private slots:
         };
         const QByteArray answer("$IACK,3*12AB");
         row("the word", answer, 0, "$IACK");
-        row("behind a comma", answer, 1, "3");
-        row("behind the checksum's star", answer, 2, "12AB");
-        row("one behind the last", answer, 3, nullptr);
-        row("far behind the last", answer, 1000, nullptr);
+        row("after a comma", answer, 1, "3");
+        row("after the checksum's star", answer, 2, "12AB");
+        row("one after the last", answer, 3, nullptr);
+        row("far after the last", answer, 1000, nullptr);
         row("a negative index is the first", answer, -1, "$IACK");
         row("line feed ends it", "$GACK\n", 0, "$GACK");
         row("carriage return ends it", "$GACK\r\n", 0, "$GACK");
@@ -151,9 +94,9 @@ private slots:
         row("nothing before the comma", ",1", 0, "");
         row("nothing between commas", "$I,,3", 1, "");
         row("nothing between comma and star", "$I,*3", 1, "");
-        row("behind an empty field", "$I,,3", 2, "3");
-        row("nothing behind the last comma", "$I,", 1, "");
-        row("nothing behind the star", "$I*", 1, "");
+        row("after an empty field", "$I,,3", 2, "3");
+        row("nothing after the last comma", "$I,", 1, "");
+        row("nothing after the star", "$I*", 1, "");
         row("only separators", ",*,", 3, "");
         row("one more than only separators", ",*,", 4, nullptr);
         row("walks over a line feed", "$A\n,7", 1, "7");
@@ -241,7 +184,7 @@ private slots:
         QTest::newRow("a word") << QByteArray("$A") << 0;
         QTest::newRow("two fields") << QByteArray("$I,01,02") << 2;
         QTest::newRow("stars do not count") << QByteArray("$I,01*02*03") << 1;
-        QTest::newRow("behind a star they do") << QByteArray("$I*01,02") << 1;
+        QTest::newRow("after a star they do") << QByteArray("$I*01,02") << 1;
         QTest::newRow("empty fields") << QByteArray(",,,") << 3;
         QTest::newRow("until the line feed") << QByteArray("$I,1\n,2,3") << 1;
         QTest::newRow("until the carriage return") << QByteArray("$I,1\r,2,3") << 1;
@@ -299,7 +242,7 @@ private slots:
         row("leading zeros", "0007", 7);
         row("every digit", "1234567890", 1234567890);
         row("a letter first", "A5", 0);
-        row("a letter behind", "12AB", 12);
+        row("a letter after", "12AB", 12);
         row("a minus", "-5", 0);
         row("a plus", "+5", 0);
         row("a blank", " 5", 0);
@@ -307,7 +250,7 @@ private slots:
         row("a colon, just above the digits", "5:", 5);
         row("a point", "1.5", 1);
         row("a high byte first", "\xB1", 0);
-        row("a high byte behind", "7\xB1", 7);
+        row("a high byte after", "7\xB1", 7);
         row("largest", "4294967295", 4294967295U);
         row("wraps to zero", "4294967296", 0);
         row("wraps to one", "4294967297", 1);
@@ -369,7 +312,7 @@ private slots:
         row("mixed case", "aBcD", 0xABCD);
         row("prefixed", "0xA5", 0xA5);
         row("prefixed in capitals", "0X1A", 0x1A);
-        row("a letter behind is a zero digit", "1G", 0x10);
+        row("a letter after is a zero digit", "1G", 0x10);
         row("a letter first is a zero digit", "G1", 0x01);
         row("a letter between is a zero digit", "1g2", 0x102);
         row("blanks are zero digits", " 1 ", 0x10);
@@ -378,7 +321,7 @@ private slots:
             "\xC1\xE1"
             "1",
             0x001);
-        row("a high byte behind is a zero digit", "1\xFF", 0x10);
+        row("a high byte after is a zero digit", "1\xFF", 0x10);
         row("seven digits", "1234567", 0x1234567);
         row("eight digits", "89ABCDEF", 0x89ABCDEF);
         row("nine digits keep the last eight", "123456789", 0x23456789);
@@ -432,37 +375,6 @@ private slots:
                 WireText::ToHex(static_cast<unsigned char>(value)), static_cast<char>(value + 55));
     }
 
-    void randomLinesAreTakenApartAsByThePlainRules()
-    {
-        QRandomGenerator random(31415);
-        for (int round = 0; round < 20'000; ++round) {
-            const QByteArray line = randomLine(random);
-            const int index = random.bounded(8);
-            const int maxLength = random.bounded(12);
-            const std::string expected = referenceField(line, index);
-            const bool found = expected != std::string(1, '\0');
-            const Extracted result = getfield(line, index, maxLength);
-            const HeapText text(line);
-            const QByteArray shown = line.toPercentEncoding();
-
-            QVERIFY2(result.found == (found ? 1 : 0), shown);
-            QVERIFY2(result.wroteOnlyWhatItMay, shown);
-            if (found)
-                QCOMPARE(result.text.toStdString(),
-                    expected.substr(0, static_cast<std::size_t>(maxLength)));
-            QVERIFY2(WireText::DecodeU32Field(text, static_cast<unsigned short>(index))
-                    == referenceDecimal(expected.substr(0, 32)),
-                shown);
-            QVERIFY2(WireText::StrToU32(text) == referenceDecimal(referenceText(line)), shown);
-            QVERIFY2(WireText::HexStrDecode(text) == referenceHex(referenceText(line)), shown);
-            const std::string firstLine
-                = referenceText(line).substr(0, referenceText(line).find_first_of("\r\n"));
-            QVERIFY2(
-                WireText::fieldCount(text) == std::count(firstLine.begin(), firstLine.end(), ','),
-                shown);
-        }
-    }
-
     void writtenNumbersAreReadBack()
     {
         QRandomGenerator random(27182);
@@ -477,5 +389,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestWireText)
+static const RegisteredTest<TestWireText> registered(__FILE__);
 #include "tst_wiretext.moc"

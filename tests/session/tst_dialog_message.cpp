@@ -1,9 +1,9 @@
 #include "dialogs/DialogMessage.h"
+#include "tests/support/TestProgram.h"
 
 #include <QLabel>
 #include <QMetaMethod>
 #include <QPushButton>
-#include <QTest>
 #include <QTimer>
 #include <QTranslator>
 
@@ -187,5 +187,5 @@ void TestDialogMessage::bindsOnePrivateSlotByItsName()
     QCOMPARE(slot.access(), QMetaMethod::Private);
 }
 
-QTEST_MAIN(TestDialogMessage)
+static const RegisteredTest<TestDialogMessage> registered(__FILE__);
 #include "tst_dialog_message.moc"
