@@ -6,14 +6,11 @@ namespace vboard {
 
 namespace {
 
-// The longest piece of a line that arrives as one.
-constexpr std::size_t kLongestPiece = 4096;
-
-std::unique_ptr<Firmware> makeApplication(const BoardOptions& options)
+std::unique_ptr<BoardProgram> makeApplication(const BoardOptions& options)
 {
     if (options.kind == Kind::Service)
-        return std::make_unique<ReportingApplication>();
-    return std::make_unique<Application>(options.version);
+        return std::make_unique<ServiceApplication>();
+    return std::make_unique<DisplayApplication>(options.version);
 }
 
 int bootloaderRate(Kind kind)
@@ -26,20 +23,14 @@ std::string wordOf(std::string_view line)
     return std::string(line.substr(1, line.find_first_of(",*", 1) - 1));
 }
 
-void takeEarlier(std::optional<Time>& earliest, std::optional<Time> time)
-{
-    if (time && (!earliest || *time < *earliest))
-        earliest = time;
-}
-
 } // namespace
 
 Board::Board(BoardOptions options)
     : m_options(std::move(options)), m_application(makeApplication(m_options)),
       m_bootloader(std::make_unique<Bootloader>(
           bootloaderRate(m_options.kind), m_options.times, m_flash, m_images)),
-      m_faults(m_options.faults, m_options.seed), m_toBoard(m_options.lineRate),
-      m_fromBoard(m_options.lineRate), m_adapter(m_options.adapterLatency)
+      m_faults(m_options.faults, m_options.seed),
+      m_line(m_options.lineRate, m_options.adapterLatency)
 {
     for (const auto& [number, version] : m_options.held)
         m_images.hold(number, version);
@@ -48,18 +39,18 @@ Board::Board(BoardOptions options)
     advance(Time::zero());
 }
 
-void Board::setObserver(std::function<void(const WireLine&)> observer)
+void Board::setObserver(std::function<void(const RecordedLine&)> observer)
 {
     m_observer = std::move(observer);
 }
 
 int Board::baudRate() const
 {
-    const Firmware* const running = firmware();
+    const BoardProgram* const running = runningProgram();
     return running ? running->baudRate() : 0;
 }
 
-Firmware* Board::firmware() const
+BoardProgram* Board::runningProgram() const
 {
     switch (m_runs) {
     case Runs::Application:
@@ -77,7 +68,7 @@ bool Board::isSilent(Time now) const
     return m_silentUntil && now < *m_silentUntil;
 }
 
-void Board::tell(WireLine::Way way, Time at, std::string_view text) const
+void Board::tell(RecordedLine::Way way, Time at, std::string_view text) const
 {
     if (m_observer)
         m_observer({at, way, std::string(text)});
@@ -90,29 +81,17 @@ void Board::receive(std::string_view bytes, int baudRate, Time now)
         m_replyDelivered.reset();
     }
     m_statistics.bytesReceived += bytes.size();
-    while (!bytes.empty()) {
-        const std::size_t end = bytes.find('\n');
-        const std::size_t size
-            = std::min(end == std::string_view::npos ? bytes.size() : end + 1, kLongestPiece);
-        const Time at = baudRate > 0 ? m_toBoard.pass(size, baudRate, now) : now;
-        m_arrivals.push_back({at, baudRate, std::string(bytes.substr(0, size))});
-        bytes.remove_prefix(size);
-    }
+    m_line.sendToBoard(bytes, baudRate, now);
     advance(now);
 }
 
 std::optional<Time> Board::nextStep() const
 {
-    std::optional<Time> next;
-    if (!m_arrivals.empty())
-        next = m_arrivals.front().at;
+    std::optional<Time> next = m_line.due();
     takeEarlier(next, m_reader.due());
     takeEarlier(next, m_bootedAt);
-    takeEarlier(next, m_adapter.due());
-    if (const Firmware* const running = firmware())
+    if (const BoardProgram* const running = runningProgram())
         takeEarlier(next, running->due());
-    if (!m_departures.empty())
-        takeEarlier(next, m_departures.front().at);
     if (!m_replies.empty())
         takeEarlier(next, m_replies.begin()->first);
     return next;
@@ -134,10 +113,8 @@ void Board::advance(Time now)
 
 void Board::step(Time now)
 {
-    if (!m_arrivals.empty() && m_arrivals.front().at <= now) {
-        const Arrival arrival = std::move(m_arrivals.front());
-        m_arrivals.pop_front();
-        arrive(arrival);
+    if (const auto arrival = m_line.takeArrival(now)) {
+        arrive(*arrival);
     } else if (auto line = m_reader.endBySilence(now)) {
         takeLine(std::move(*line), now);
     } else if (m_bootedAt && *m_bootedAt <= now) {
@@ -145,18 +122,16 @@ void Board::step(Time now)
     } else if (!m_replies.empty() && m_replies.begin()->first <= now) {
         const auto first = m_replies.extract(m_replies.begin());
         sendReply(first.mapped());
-    } else if (!m_departures.empty() && m_departures.front().at <= now) {
-        const Departure departure = std::move(m_departures.front());
-        m_departures.pop_front();
-        reachAdapter(departure);
-    } else if (m_adapter.due() && *m_adapter.due() <= now) {
-        push({now, Emission::What::Bytes, m_adapter.flush(), m_adapterRate});
-    } else if (Firmware* const running = firmware()) {
+    } else if (auto departure = m_line.takeDeparture(now)) {
+        push({departure->at, Emission::What::Bytes, std::move(departure->bytes),
+            departure->baudRate});
+    } else if (BoardProgram* const running = runningProgram();
+               running && running->due() && *running->due() <= now) {
         settle(running->wake(now), now);
     }
 }
 
-void Board::arrive(const Arrival& arrival)
+void Board::arrive(const Passed& arrival)
 {
     if (m_runs == Runs::Nothing || isSilent(arrival.at)) {
         m_statistics.bytesWhileDeaf += arrival.bytes.size();
@@ -173,15 +148,10 @@ void Board::arrive(const Arrival& arrival)
 
 void Board::takeLine(std::string line, Time now)
 {
-    tell(WireLine::Way::ToBoard, now, line);
+    tell(RecordedLine::Way::ToBoard, now, line);
     const std::string word = wordOf(line);
     m_finished = m_finished || word == "X";
-    bool heard = true;
-    for (const FaultRule& rule : m_faults.atCommand(word)) {
-        m_struck.push_back({now, rule.text, line});
-        tell(WireLine::Way::Note, now, "fault: " + rule.text);
-        heard = sufferAtCommand(rule, line, now) && heard;
-    }
+    const bool heard = sufferAtCommand(word, line, now);
     // A fault can have hit the "$" itself: then this is no line any more.
     if (heard && line.front() == '$')
         obey(Command(std::move(line)), now);
@@ -189,12 +159,12 @@ void Board::takeLine(std::string line, Time now)
 
 void Board::obey(const Command& command, Time now)
 {
-    Firmware* const running = firmware();
+    BoardProgram* const running = runningProgram();
     if (!running)
         return;
     if (command.check() == Check::Wrong) {
         ++m_statistics.badChecksums;
-        tell(WireLine::Way::Note, now, "wrong checksum");
+        tell(RecordedLine::Way::Note, now, "wrong checksum");
         return;
     }
     m_statistics.count(command.word(), command.line(), now);
@@ -207,7 +177,7 @@ void Board::settle(Outcome outcome, Time now)
         queue(std::move(reply));
     if (!outcome.ruleBroken.empty()) {
         ++m_statistics.rulesBroken[outcome.ruleBroken];
-        tell(WireLine::Way::Note, now, "not obeyed: " + outcome.ruleBroken);
+        tell(RecordedLine::Way::Note, now, "not obeyed: " + outcome.ruleBroken);
     }
     if (outcome.next != Runs::Nothing)
         boot(outcome.next, now);
@@ -225,36 +195,20 @@ void Board::sendReply(const Pending& pending)
     if (isSilent(reply.at) || m_runs == Runs::Nothing)
         return;
     std::string bytes = reply.checksum ? withChecksum(reply.body) : withoutChecksum(reply.body);
-    const std::string_view line = std::string_view(bytes).substr(0, bytes.size() - 1);
-    bool leaves = true;
-    if (!pending.delayed) {
-        tell(WireLine::Way::FromBoard, reply.at, line);
-        for (const FaultRule& rule : m_faults.atReply(reply.body.substr(0, reply.body.find(',')))) {
-            m_struck.push_back({reply.at, rule.text, '$' + reply.body});
-            tell(WireLine::Way::Note, reply.at, "fault: " + rule.text);
-            leaves = sufferAtReply(rule, reply, bytes) && leaves;
-        }
+    if (!pending.suffered) {
+        tell(RecordedLine::Way::FromBoard, reply.at,
+            std::string_view(bytes).substr(0, bytes.size() - 1));
+        if (!sufferAtReply(reply, bytes))
+            return;
     }
-    if (!leaves)
-        return;
     m_statistics.countReply(reply.body, reply.at);
     putOnLine(std::move(bytes), reply.at);
 }
 
 void Board::putOnLine(std::string bytes, Time now)
 {
-    if (const int rate = baudRate(); rate > 0) {
-        const Time at = m_fromBoard.pass(bytes.size(), rate, now);
-        m_departures.push_back({at, rate, std::move(bytes)});
-    }
-}
-
-void Board::reachAdapter(const Departure& departure)
-{
-    m_adapterRate = departure.baudRate;
-    std::string leaving = m_adapter.take(departure.bytes, departure.at);
-    if (!leaving.empty())
-        push({departure.at, Emission::What::Bytes, std::move(leaving), departure.baudRate});
+    if (const int rate = baudRate(); rate > 0)
+        m_line.sendToComputer(std::move(bytes), rate, now);
 }
 
 void Board::push(Emission emission)
@@ -287,7 +241,7 @@ void Board::boot(Runs program, Time now)
     m_reader.reset();
     m_flash.losePower();
     m_images.losePower();
-    tell(WireLine::Way::Note, now, "restarts");
+    tell(RecordedLine::Way::Note, now, "restarts");
 }
 
 void Board::startProgram(Time now)
@@ -296,8 +250,8 @@ void Board::startProgram(Time now)
     // Half a firmware cannot be started: the bootloader stays and asks to be fed again.
     const bool canStart = m_starts == Runs::Application && !m_flash.isIncomplete();
     m_runs = canStart ? Runs::Application : Runs::Bootloader;
-    firmware()->start(now);
-    tell(WireLine::Way::Note, now, canStart ? "application runs" : "bootloader runs");
+    runningProgram()->start(now);
+    tell(RecordedLine::Way::Note, now, canStart ? "application runs" : "bootloader runs");
 }
 
 } // namespace vboard

@@ -1,13 +1,12 @@
 #pragma once
 
-#include "virtualboard/Application.h"
+#include "virtualboard/BoardApplications.h"
 #include "virtualboard/Bootloader.h"
 #include "virtualboard/FaultPlan.h"
 #include "virtualboard/LineReader.h"
+#include "virtualboard/SerialLine.h"
 #include "virtualboard/Statistics.h"
-#include "virtualboard/Wire.h"
 
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -29,7 +28,7 @@ struct BoardOptions
     bool lineRate = false; ///< every byte takes its bit times, both ways
     Time adapterLatency{}; ///< of the USB adapter's timer; 0: none
     std::vector<FaultRule> faults;
-    std::uint64_t seed = 1; ///< of the faults' dice
+    std::uint64_t seed = 1; ///< of the faults' random numbers
     std::vector<std::pair<std::uint32_t, std::uint32_t>> held; ///< images: number, version
 };
 
@@ -52,8 +51,8 @@ struct FaultStruck
     std::string line; ///< the line at which it struck
 };
 
-/// A line on the wire, for a transcript.
-struct WireLine
+/// A line that was received or sent, or a note, for a transcript.
+struct RecordedLine
 {
     enum class Way { ToBoard, FromBoard, Note };
 
@@ -80,13 +79,13 @@ public:
     /// Advances to `now` and returns what is to be done by then, in the order of its times.
     [[nodiscard]] std::vector<Emission> takeDue(Time now);
 
-    /// What is told every line as it passes.
-    void setObserver(std::function<void(const WireLine&)> observer);
+    /// Called with every line as it passes.
+    void setObserver(std::function<void(const RecordedLine&)> observer);
 
     [[nodiscard]] Runs runs() const { return m_runs; }
     /// The rate that the running program talks at; 0 while the board boots.
     [[nodiscard]] int baudRate() const;
-    [[nodiscard]] const Flash& flash() const { return m_flash; }
+    [[nodiscard]] const FlashMemory& flash() const { return m_flash; }
     [[nodiscard]] const ImageStore& images() const { return m_images; }
     [[nodiscard]] const Statistics& statistics() const { return m_statistics; }
     [[nodiscard]] const std::vector<FaultStruck>& faultsStruck() const { return m_struck; }
@@ -94,67 +93,49 @@ public:
     [[nodiscard]] bool isFinished() const { return m_finished; }
 
 private:
-    /// Bytes on their way to the board, with at most one line end, which is their last byte.
-    struct Arrival
-    {
-        Time at;
-        int baudRate;
-        std::string bytes;
-    };
-
-    /// Bytes on their way to the adapter.
-    struct Departure
-    {
-        Time at;
-        int baudRate;
-        std::string bytes;
-    };
-
     struct Pending
     {
         Reply reply;
-        bool delayed = false; // its faults have struck already
+        bool suffered = false; // its faults have struck already
     };
 
-    void arrive(const Arrival& arrival);
+    void arrive(const Passed& arrival);
     void takeLine(std::string line, Time now);
     void obey(const Command& command, Time now);
-    /// Returns false when the command is not to be heard.
-    bool sufferAtCommand(const FaultRule& rule, std::string& line, Time now);
+    /// Lets the faults strike; returns false when the command is not to be heard.
+    bool sufferAtCommand(const std::string& word, std::string& line, Time now);
+    bool strike(const FaultRule& rule, std::string& line, Time now);
     void settle(Outcome outcome, Time now);
     void sendReply(const Pending& pending);
-    /// Returns false when the reply does not leave now.
-    bool sufferAtReply(const FaultRule& rule, const Reply& reply, std::string& bytes);
+    /// Lets the faults strike; returns false when the reply does not leave now.
+    bool sufferAtReply(const Reply& reply, std::string& bytes);
+    bool strike(const FaultRule& rule, const Reply& reply, std::string& bytes);
+    void note(const FaultRule& rule, std::string line, Time now);
+    void queueLater(Reply reply, Time delay);
     void putOnLine(std::string bytes, Time now);
-    void reachAdapter(const Departure& departure);
     void push(Emission emission);
     void queue(Reply reply);
     void boot(Runs program, Time now);
     void startProgram(Time now);
     /// The program that runs; null while the board boots.
-    [[nodiscard]] Firmware* firmware() const;
+    [[nodiscard]] BoardProgram* runningProgram() const;
     [[nodiscard]] bool isSilent(Time now) const;
     [[nodiscard]] std::optional<Time> nextStep() const;
     void step(Time now);
-    void tell(WireLine::Way way, Time at, std::string_view text) const;
+    void tell(RecordedLine::Way way, Time at, std::string_view text) const;
 
     BoardOptions m_options;
-    Flash m_flash;
+    FlashMemory m_flash;
     ImageStore m_images;
-    std::unique_ptr<Firmware> m_application;
-    std::unique_ptr<Firmware> m_bootloader;
+    std::unique_ptr<BoardProgram> m_application;
+    std::unique_ptr<BoardProgram> m_bootloader;
     FaultPlan m_faults;
     Statistics m_statistics;
     std::vector<FaultStruck> m_struck;
-    std::function<void(const WireLine&)> m_observer;
+    std::function<void(const RecordedLine&)> m_observer;
 
     LineReader m_reader;
-    LinePace m_toBoard;
-    LinePace m_fromBoard;
-    AdapterBuffer m_adapter;
-    int m_adapterRate = 0; // of the bytes in its buffer
-    std::deque<Arrival> m_arrivals;
-    std::deque<Departure> m_departures;
+    SerialLine m_line;
     std::multimap<Time, Pending> m_replies;
     std::multimap<Time, Emission> m_emissions;
 

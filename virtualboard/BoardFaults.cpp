@@ -5,20 +5,53 @@
 
 namespace vboard {
 
-bool Board::sufferAtCommand(const FaultRule& rule, std::string& line, Time now)
+void Board::note(const FaultRule& rule, std::string line, Time now)
+{
+    m_struck.push_back({now, rule.text, std::move(line)});
+    tell(RecordedLine::Way::Note, now, "fault: " + rule.text);
+}
+
+bool Board::sufferAtCommand(const std::string& word, std::string& line, Time now)
+{
+    bool heard = true;
+    for (const FaultRule& rule : m_faults.atCommand(word)) {
+        note(rule, line, now);
+        heard = strike(rule, line, now) && heard;
+    }
+    return heard;
+}
+
+bool Board::sufferAtReply(const Reply& reply, std::string& bytes)
+{
+    bool leaves = true;
+    for (const FaultRule& rule : m_faults.atReply(reply.body.substr(0, reply.body.find(',')))) {
+        note(rule, '$' + reply.body, reply.at);
+        leaves = strike(rule, reply, bytes) && leaves;
+    }
+    return leaves;
+}
+
+void Board::queueLater(Reply reply, Time delay)
+{
+    reply.at += delay;
+    const Time at = reply.at;
+    m_replies.emplace(at, Pending{std::move(reply), true});
+}
+
+bool Board::strike(const FaultRule& rule, std::string& line, Time now)
 {
     switch (rule.kind) {
     case FaultKind::DropCommand:
         return false;
     case FaultKind::CorruptCommand: {
-        const std::size_t position = m_faults.dice(line.size());
-        line[position] = static_cast<char>(line[position] ^ (1 << m_faults.dice(7)));
+        const std::size_t position = m_faults.randomBelow(line.size());
+        line[position] = static_cast<char>(line[position] ^ (1 << m_faults.randomBelow(7)));
         return true;
     }
     case FaultKind::Garbage: {
         std::string garbage;
         while (garbage.size() < rule.size)
-            garbage += static_cast<char>(m_faults.dice(256));
+            garbage += static_cast<char>(m_faults.randomBelow(256));
         putOnLine(std::move(garbage), now);
         return true;
     }
@@ -44,19 +77,18 @@ bool Board::sufferAtCommand(const FaultRule& rule, std::string& line, Time now)
     }
 }
 
-bool Board::sufferAtReply(const FaultRule& rule, const Reply& reply, std::string& bytes)
+bool Board::strike(const FaultRule& rule, const Reply& reply, std::string& bytes)
 {
     const Time length = rule.length.value_or(Time::zero());
     switch (rule.kind) {
     case FaultKind::DropReply:
         return false;
-    case FaultKind::DelayReply: {
-        Reply late = reply;
-        late.at += length;
-        const Time at = late.at;
-        m_replies.emplace(at, Pending{std::move(late), true});
+    case FaultKind::DelayReply:
+        queueLater(reply, length);
         return false;
-    }
+    case FaultKind::DoubleReply:
+        queueLater(reply, length);
+        return true;
     case FaultKind::SplitReply:
         m_statistics.countReply(reply.body, reply.at);
         for (std::size_t index = 0; index < bytes.size(); ++index)

@@ -27,7 +27,7 @@ speed_t rateCode(int baudRate)
     }
 }
 
-/// Writes what the line takes; a line that is full or gone loses the rest, as a wire does.
+/// Writes what the line takes; a line that is full or gone loses the rest, as a cable does.
 void writeAll(int descriptor, const std::string& bytes)
 {
     std::size_t written = 0;

@@ -37,7 +37,7 @@ public:
     [[nodiscard]] virtual QString path() const = 0;
 };
 
-/// A board behind an adapter of the mocked bus. The rate is the one that the program has set.
+/// A board at an adapter of the mocked bus. The rate is the one that the program has set.
 class AdapterPort : public BoardPort
 {
 public:
@@ -59,7 +59,7 @@ private:
     int m_rate = PluggedAdapter::kIdleBaudRate; // that the program had set when looked at last
 };
 
-/// A board on a serial port of this computer, for a bench of two computers and a cable.
+/// A board on a serial port of this computer, for two computers and a cable.
 class CablePort : public BoardPort
 {
 public:

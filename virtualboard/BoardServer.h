@@ -38,7 +38,7 @@ public:
     /// Ends the thread; the boards stay as they are. Safe to call twice.
     void stop();
 
-    /// Calls `look` with the boards while the thread keeps its hands off them. Be short.
+    /// Calls `look` with the boards while the thread leaves them alone. Be short.
     template <typename Look> auto look(Look&& look)
     {
         const std::lock_guard lock(m_mutex);

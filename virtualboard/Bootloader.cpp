@@ -16,7 +16,7 @@ Outcome broken(std::string rule)
 
 } // namespace
 
-Bootloader::Bootloader(int baudRate, OwnTimes times, Flash& flash, ImageStore& images)
+Bootloader::Bootloader(int baudRate, OwnTimes times, FlashMemory& flash, ImageStore& images)
     : m_baudRate(baudRate), m_times(times), m_flash(flash), m_images(images)
 {
 }
@@ -111,7 +111,7 @@ Outcome Bootloader::fillPage(const Command& command, Time now)
 Outcome Bootloader::programPage(const Command& command, Time now)
 {
     const auto address = command.number(1);
-    if (!address || command.number(2) != Flash::kPageSize || !m_flash.program(*address))
+    if (!address || command.number(2) != FlashMemory::kPageSize || !m_flash.program(*address))
         return broken("$P: the page was not erased and filled");
     return answer("PACK", now, m_times.program);
 }

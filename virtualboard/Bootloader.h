@@ -1,7 +1,7 @@
 #pragma once
 
-#include "virtualboard/Firmware.h"
-#include "virtualboard/Flash.h"
+#include "virtualboard/BoardProgram.h"
+#include "virtualboard/FlashMemory.h"
 #include "virtualboard/ImageStore.h"
 
 namespace vboard {
@@ -20,7 +20,7 @@ struct OwnTimes
 
 /// The board's bootloader. It announces itself until it is captured, and then obeys commands that
 /// change the flash and the images. A command whose line broke a rule gets no answer.
-class Bootloader : public Firmware
+class Bootloader : public BoardProgram
 {
 public:
     static constexpr int kBaudRate = 921600;
@@ -29,7 +29,7 @@ public:
     static constexpr Time kAnnounceInterval = 500ms;
 
     /// Works on `flash` and `images`, which outlive it.
-    Bootloader(int baudRate, OwnTimes times, Flash& flash, ImageStore& images);
+    Bootloader(int baudRate, OwnTimes times, FlashMemory& flash, ImageStore& images);
 
     [[nodiscard]] int baudRate() const override { return m_baudRate; }
     void start(Time now) override;
@@ -50,7 +50,7 @@ private:
 
     int m_baudRate;
     OwnTimes m_times;
-    Flash& m_flash;
+    FlashMemory& m_flash;
     ImageStore& m_images;
     std::optional<Time> m_nextAnnouncement;
     std::optional<Time> m_imagesErased; // when an erasure that goes on will be done

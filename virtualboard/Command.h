@@ -36,6 +36,8 @@ private:
     std::vector<std::string> m_fields; // the word first
 };
 
+/// CRC-16 of `bytes`: reflected polynomial 0x8408, first value 0xFFFF, no final inversion.
+[[nodiscard]] std::uint16_t checksum(std::string_view bytes);
 /// The line as it goes out: "$", `body`, "*", four digits, line feed.
 [[nodiscard]] std::string withChecksum(std::string_view body);
 /// The line as it goes out without checksum: "$", `body`, line feed.

@@ -1,6 +1,6 @@
 #include "virtualboard/ExpectedSet.h"
 
-#include "virtualboard/Flash.h"
+#include "virtualboard/FlashMemory.h"
 
 #include <QDir>
 #include <QFile>
@@ -98,8 +98,8 @@ std::optional<ExpectedSet> ExpectedSet::read(const QString& folder, QString& err
     }
     ExpectedSet set;
     std::string flash = firmware.readAll().toStdString();
-    flash.resize(Flash::kEndAddress, Flash::kErased);
-    set.firmware = flash.substr(Flash::kFirstAddress);
+    flash.resize(FlashMemory::kEndAddress, FlashMemory::kErased);
+    set.firmware = flash.substr(FlashMemory::kFirstAddress);
 
     const QJsonArray images = QJsonDocument::fromJson(manifest.readAll())
                                   .object()

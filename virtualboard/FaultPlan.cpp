@@ -29,6 +29,7 @@ constexpr std::array kRows{
     Row{"unplug", FaultKind::Unplug, {}, 0},
     Row{"drop-reply", FaultKind::DropReply, {}, 0},
     Row{"delay-reply", FaultKind::DelayReply, 300ms, 0},
+    Row{"double-reply", FaultKind::DoubleReply, 0ms, 0},
     Row{"split-reply", FaultKind::SplitReply, 1ms, 0},
     Row{"join-lines", FaultKind::JoinLines, {}, 3},
 };
@@ -142,7 +143,7 @@ std::vector<FaultRule> FaultPlan::atReply(std::string_view word)
     return occasion(word, true);
 }
 
-std::uint64_t FaultPlan::dice(std::uint64_t limit)
+std::uint64_t FaultPlan::randomBelow(std::uint64_t limit)
 {
     return m_random() % limit;
 }
@@ -167,7 +168,7 @@ bool FaultPlan::strikes(Entry& entry)
     constexpr std::uint64_t kSteps = 1U << 30U;
     const bool hit = entry.rule.at
         ? entry.occasions == *entry.rule.at
-        : static_cast<double>(dice(kSteps)) < entry.rule.rate * static_cast<double>(kSteps);
+        : static_cast<double>(randomBelow(kSteps)) < entry.rule.rate * static_cast<double>(kSteps);
     if (hit)
         ++entry.struck;
     return hit;

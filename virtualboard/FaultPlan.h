@@ -22,6 +22,7 @@ enum class FaultKind {
     Unplug,
     DropReply,
     DelayReply,
+    DoubleReply,
     SplitReply,
     JoinLines,
 };
@@ -35,7 +36,7 @@ struct FaultRule
     double rate = 0; ///< strikes at any occasion with this probability
     unsigned long times = 0; ///< how often at most; 0 is without limit
     std::string word; ///< only at lines of this word; empty: at any
-    std::optional<Time> length; ///< of a delay, gap, silence or absence; none: for good
+    std::optional<Time> length; ///< of a delay, gap, silence or unplugging; none: for good
     unsigned long size = 0; ///< bytes of garbage or of a long line, lines to join
 
     /// Reads one line, e.g. "drop-reply at=120" or "drop-command rate=0.2% word=D".
@@ -46,7 +47,7 @@ struct FaultRule
     [[nodiscard]] bool isAboutReplies() const { return kind >= FaultKind::DropReply; }
 };
 
-/// The faults of one board: asks dice that always fall alike for the same seed.
+/// The faults of one board. Its random numbers are the same again for the same seed.
 class FaultPlan
 {
 public:
@@ -56,8 +57,8 @@ public:
     [[nodiscard]] std::vector<FaultRule> atCommand(std::string_view word);
     /// The rules that strike at a reply that is to leave.
     [[nodiscard]] std::vector<FaultRule> atReply(std::string_view word);
-    /// A number from 0 to `limit` - 1; `limit` must be above 0.
-    [[nodiscard]] std::uint64_t dice(std::uint64_t limit);
+    /// A random number from 0 to `limit` - 1; `limit` must be above 0.
+    [[nodiscard]] std::uint64_t randomBelow(std::uint64_t limit);
 
 private:
     struct Entry

@@ -1,9 +1,12 @@
 #include "virtualboard/Options.h"
 
+#include <QCommandLineParser>
 #include <QFile>
-#include <QHash>
 
-#include <functional>
+#include <climits>
+#include <stdexcept>
+
+using namespace Qt::StringLiterals;
 
 namespace vboard {
 
@@ -11,25 +14,69 @@ namespace {
 
 constexpr int kMostBoards = 64;
 constexpr int kMostPorts = 100'000;
+constexpr double kMilliseconds = 1e3; // in microseconds
+constexpr double kSeconds = 1e6;
 
-bool readInt(const QString& text, int least, int most, int& value)
+void addOptions(QCommandLineParser& parser)
 {
-    bool ok = false;
-    value = text.toInt(&ok);
-    return ok && value >= least && value <= most;
+    const auto add = [&parser](const char* name, const char* value, const char* description) {
+        parser.addOption({QLatin1String(name), QLatin1String(description), QLatin1String(value)});
+    };
+    add("boards", "N", "number of boards (1)");
+    add("first-port", "N", "ttyUSBN is the first of them (0)");
+    add("serial", "PORT", "serve a port of this computer");
+    add("kind", "KIND", "display, asked by $MVER (default), or service");
+    add("version", "TEXT", "what the application says that it is");
+    add("holds", "NUMBER:VERSION", "an image that it has; repeatable");
+    add("line-rate", "", "bytes take their bit times; realistic own times");
+    add("adapter-latency", "MS", "of the adapter's timer (0; 16 is usual)");
+    add("boot", "MS", "from a restart on (100; with --line-rate 300)");
+    add("erase", "MS", "of a page (0; with --line-rate 45)");
+    add("program", "MS", "of a page (0; with --line-rate 12)");
+    add("image-erase", "MS", "of all images (1000; with --line-rate 20000)");
+    add("fault", "WHAT WHEN", "see below; repeatable");
+    add("fault-file", "FILE", "faults, one a line");
+    add("seed", "N", "of the faults' random numbers (1)");
+    add("release-set", "DIR", "what should arrive");
+    add("expect", "JOB", "update, images or erase (the one received)");
+    add("progress", "", "a line on the terminal");
+    add("window", "", "the board's display and flash");
+    add("pictures", "DIR", "received images as PNG");
+    add("record", "FILE", "every line with its time");
+    add("report", "FILE", "figures as JSON");
+    add("stop-when-done", "S", "end PROGRAM this long after the last board");
+    add("timeout", "S", "end PROGRAM after this time anyway");
+    parser.addOption({{u"h"_s, u"help"_s}, u"this text"_s});
 }
 
-/// "20" is in `plainUnit`; "20ms" and "1.5s" say it themselves.
-bool readTime(const QString& text, double plainUnit, Time& time)
+[[noreturn]] void refuse(const QString& reason)
+{
+    throw std::runtime_error(reason.toStdString());
+}
+
+[[noreturn]] void refuse(const QString& option, const QString& value)
+{
+    refuse(u"--%1: \"%2\" is not understood"_s.arg(option, value));
+}
+
+bool parseNumber(const QString& text, int least, int most, int& number)
+{
+    bool ok = false;
+    number = text.toInt(&ok);
+    return ok && number >= least && number <= most;
+}
+
+/// "20" is in `plainUnit`; "20ms" and "1.5s" name their own unit.
+bool parseTime(const QString& text, double plainUnit, Time& time)
 {
     QString digits = text;
     double unit = plainUnit;
-    if (text.endsWith(QLatin1String("ms"))) {
+    if (text.endsWith("ms"_L1)) {
         digits.chop(2);
-        unit = 1e3;
+        unit = kMilliseconds;
     } else if (text.endsWith(u's')) {
         digits.chop(1);
-        unit = 1e6;
+        unit = kSeconds;
     }
     bool ok = false;
     const double value = digits.toDouble(&ok) * unit;
@@ -40,282 +87,190 @@ bool readTime(const QString& text, double plainUnit, Time& time)
     return true;
 }
 
-class Parser
-{
-public:
-    std::optional<Options> parse(QStringList arguments, QString& error);
-
-private:
-    using Setter = std::function<bool(const QString&)>;
-
-    void addFlag(const char* name, bool& flag);
-    void addText(const char* name, QString& text);
-    void addTime(const char* name, double plainUnit, std::function<void(Time)> set);
-    void addNumber(const char* name, int least, int most, int& number);
-    void addBoardSettings();
-    void addTimes();
-    void addAll();
-    bool addHeld(const QString& value);
-    bool addFault(const QString& line);
-    bool addFaultFile(const QString& path);
-    [[nodiscard]] QString unknown(const QString& option) const;
-    bool takeOption(QString option, QStringList& rest);
-    void finish();
-
-    Options m_options;
-    QHash<QString, Setter> m_flags;
-    QHash<QString, Setter> m_settings;
-    std::vector<std::function<void()>> m_givenTimes; // set after the defaults are known
-    QString m_reason;
-};
-
-void Parser::addFlag(const char* name, bool& flag)
-{
-    m_flags.insert(QLatin1String(name), [&flag](const QString&) { return flag = true; });
-}
-
-void Parser::addText(const char* name, QString& text)
-{
-    m_settings.insert(QLatin1String(name), [&text](const QString& value) {
-        text = value;
-        return !value.isEmpty();
-    });
-}
-
-void Parser::addNumber(const char* name, int least, int most, int& number)
-{
-    m_settings.insert(QLatin1String(name), [=, this, &number](const QString& value) {
-        if (readInt(value, least, most, number))
-            return true;
-        m_reason = QStringLiteral("a number from %1 to %2, not \"%3\"")
-                       .arg(QString::number(least), QString::number(most), value);
-        return false;
-    });
-}
-
-void Parser::addTime(const char* name, double plainUnit, std::function<void(Time)> set)
-{
-    m_settings.insert(QLatin1String(name), [=](const QString& value) {
-        Time time{};
-        if (!readTime(value, plainUnit, time))
-            return false;
-        set(time);
-        return true;
-    });
-}
-
-void Parser::addBoardSettings()
-{
-    BoardOptions& board = m_options.board;
-    m_settings.insert(QStringLiteral("--kind"), [&board](const QString& value) {
-        board.kind = value == QLatin1String("service") ? Kind::Service : Kind::Display;
-        return value == QLatin1String("service") || value == QLatin1String("display");
-    });
-    m_settings.insert(QStringLiteral("--version"), [&board](const QString& value) {
-        board.version = value.toStdString();
-        return true;
-    });
-    m_settings.insert(QStringLiteral("--seed"), [&board](const QString& value) {
-        bool ok = false;
-        board.seed = value.toULongLong(&ok);
-        return ok;
-    });
-    m_settings.insert(QStringLiteral("--holds"), [this](const QString& v) { return addHeld(v); });
-    m_settings.insert(QStringLiteral("--fault"), [this](const QString& v) { return addFault(v); });
-    m_settings.insert(
-        QStringLiteral("--fault-file"), [this](const QString& v) { return addFaultFile(v); });
-    m_settings.insert(QStringLiteral("--expect"), [this](const QString& value) {
-        m_options.expected = jobOfName(value);
-        return m_options.expected.has_value();
-    });
-}
-
-void Parser::addTimes()
-{
-    constexpr double kMilliseconds = 1e3;
-    constexpr double kSeconds = 1e6;
-    OwnTimes& times = m_options.board.times;
-    const auto ownTime = [this](Time& target) {
-        return [this, &target](
-                   Time time) { m_givenTimes.emplace_back([&target, time] { target = time; }); };
-    };
-    addTime("--boot", kMilliseconds, ownTime(times.boot));
-    addTime("--erase", kMilliseconds, ownTime(times.erase));
-    addTime("--program", kMilliseconds, ownTime(times.program));
-    addTime("--image-erase", kMilliseconds, ownTime(times.imageErase));
-    addTime("--adapter-latency", kMilliseconds,
-        [this](Time time) { m_options.board.adapterLatency = time; });
-    addTime("--stop-when-done", kSeconds, [this](Time time) { m_options.stopWhenDone = time; });
-    addTime("--timeout", kSeconds, [this](Time time) { m_options.timeout = time; });
-}
-
-void Parser::addAll()
-{
-    addFlag("--line-rate", m_options.board.lineRate);
-    addFlag("--progress", m_options.progress);
-    addFlag("--window", m_options.window);
-    addFlag("--help", m_options.help);
-    addFlag("-h", m_options.help);
-    addNumber("--boards", 1, kMostBoards, m_options.boards);
-    addNumber("--first-port", 0, kMostPorts, m_options.firstPort);
-    addText("--serial", m_options.serialPort);
-    addText("--release-set", m_options.releaseSet);
-    addText("--pictures", m_options.pictures);
-    addText("--record", m_options.record);
-    addText("--report", m_options.report);
-    addBoardSettings();
-    addTimes();
-}
-
-bool Parser::addHeld(const QString& value)
-{
-    const QStringList parts = value.split(u':');
-    int number = 0;
-    int version = 0;
-    if (parts.size() != 2 || !readInt(parts.first(), 0, INT_MAX, number)
-        || !readInt(parts.last(), 0, INT_MAX, version))
-        return false;
-    m_options.board.held.emplace_back(number, version);
-    return true;
-}
-
-bool Parser::addFault(const QString& line)
+FaultRule parseFault(const QString& option, const QString& line)
 {
     std::string error;
     auto rule = FaultRule::parse(line.simplified().toStdString(), error);
-    if (!rule) {
-        m_reason = QString::fromStdString(error);
-        return false;
-    }
-    m_options.board.faults.push_back(std::move(*rule));
-    return true;
+    if (!rule)
+        refuse(u"--%1: %2"_s.arg(option, QString::fromStdString(error)));
+    return std::move(*rule);
 }
 
-bool Parser::addFaultFile(const QString& path)
+/// What a command line gives. An option that is absent leaves its target as it is; a value that is
+/// not understood throws.
+class Reader
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        m_reason = file.errorString();
-        return false;
+public:
+    explicit Reader(const QCommandLineParser& parser) : m_parser(parser) { }
+
+    void number(const QString& option, int least, int most, int& target) const
+    {
+        if (!m_parser.isSet(option))
+            return;
+        const QString value = m_parser.value(option);
+        if (!parseNumber(value, least, most, target))
+            refuse(u"--%1: a number from %2 to %3, not \"%4\""_s.arg(
+                option, QString::number(least), QString::number(most), value));
     }
-    const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
-    for (const QString& line : lines) {
-        const QString rule = line.section(u'#', 0, 0).trimmed();
-        if (!rule.isEmpty() && !addFault(rule))
-            return false;
+
+    void text(const QString& option, QString& target) const
+    {
+        if (!m_parser.isSet(option))
+            return;
+        target = m_parser.value(option);
+        if (target.isEmpty())
+            refuse(option, target);
     }
-    return true;
+
+    template <typename Target>
+    void time(const QString& option, double plainUnit, Target& target) const
+    {
+        Time time{};
+        if (!m_parser.isSet(option))
+            return;
+        if (!parseTime(m_parser.value(option), plainUnit, time))
+            refuse(option, m_parser.value(option));
+        target = time;
+    }
+
+    void board(BoardOptions& board) const;
+    void faults(std::vector<FaultRule>& faults) const;
+    void expected(std::optional<Job>& job) const;
+
+private:
+    void held(std::vector<std::pair<std::uint32_t, std::uint32_t>>& images) const;
+
+    const QCommandLineParser& m_parser;
+};
+
+void Reader::board(BoardOptions& board) const
+{
+    QString kind = u"display"_s;
+    text(u"kind"_s, kind);
+    if (kind != "display"_L1 && kind != "service"_L1)
+        refuse(u"kind"_s, kind);
+    board.kind = kind == "service"_L1 ? Kind::Service : Kind::Display;
+    if (m_parser.isSet(u"version"_s))
+        board.version = m_parser.value(u"version"_s).toStdString();
+    held(board.held);
+
+    board.lineRate = m_parser.isSet(u"line-rate"_s);
+    if (board.lineRate)
+        board.times = OwnTimes::realistic();
+    time(u"adapter-latency"_s, kMilliseconds, board.adapterLatency);
+    time(u"boot"_s, kMilliseconds, board.times.boot);
+    time(u"erase"_s, kMilliseconds, board.times.erase);
+    time(u"program"_s, kMilliseconds, board.times.program);
+    time(u"image-erase"_s, kMilliseconds, board.times.imageErase);
+    faults(board.faults);
+    if (const QString seed = m_parser.value(u"seed"_s); !seed.isNull()) {
+        bool ok = false;
+        board.seed = seed.toULongLong(&ok);
+        if (!ok)
+            refuse(u"seed"_s, seed);
+    }
 }
 
-QString Parser::unknown(const QString& option) const
+void Reader::held(std::vector<std::pair<std::uint32_t, std::uint32_t>>& images) const
 {
-    if (m_flags.contains(option))
-        return QStringLiteral("%1 takes no value").arg(option);
-    if (!option.startsWith(u'-'))
-        return QStringLiteral("\"%1\" is no option; a program goes behind \"--\"").arg(option);
-    return QStringLiteral("there is no option \"%1\"").arg(option);
+    const QStringList values = m_parser.values(u"holds"_s);
+    for (const QString& value : values) {
+        const QStringList parts = value.split(u':');
+        int number = 0;
+        int version = 0;
+        if (parts.size() != 2 || !parseNumber(parts.first(), 0, INT_MAX, number)
+            || !parseNumber(parts.last(), 0, INT_MAX, version))
+            refuse(u"holds"_s, value);
+        images.emplace_back(number, version);
+    }
 }
 
-bool Parser::takeOption(QString option, QStringList& rest)
+void Reader::faults(std::vector<FaultRule>& faults) const
 {
-    if (const auto flag = m_flags.constFind(option); flag != m_flags.cend())
-        return (*flag)({});
-    QString value;
-    const qsizetype equals = option.indexOf(u'=');
-    if (equals > 0) {
-        value = option.mid(equals + 1);
-        option.truncate(equals);
-    }
-    const auto setting = m_settings.constFind(option);
-    if (setting == m_settings.cend()) {
-        m_reason = unknown(option);
-        return false;
-    }
-    if (equals < 0 && rest.isEmpty()) {
-        m_reason = QStringLiteral("%1 needs a value").arg(option);
-        return false;
-    }
-    if (equals < 0)
-        value = rest.takeFirst();
-    if ((*setting)(value))
-        return true;
-    m_reason = m_reason.isEmpty()
-        ? QStringLiteral("%1: \"%2\" is not understood").arg(option, value)
-        : QStringLiteral("%1: %2").arg(option, m_reason);
-    return false;
-}
-
-std::optional<Options> Parser::parse(QStringList arguments, QString& error)
-{
-    addAll();
-    m_options.releaseSet = QStringLiteral(VIRTUALBOARD_RELEASE_SET);
-    while (!arguments.isEmpty()) {
-        const QString argument = arguments.takeFirst();
-        if (argument == QLatin1String("--")) {
-            m_options.program = arguments;
-            break;
+    const QStringList given = m_parser.values(u"fault"_s);
+    for (const QString& fault : given)
+        faults.push_back(parseFault(u"fault"_s, fault));
+    const QStringList paths = m_parser.values(u"fault-file"_s);
+    for (const QString& path : paths) {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            refuse(u"--fault-file: %1: %2"_s.arg(path, file.errorString()));
+        const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
+        for (const QString& line : lines) {
+            const QString rule = line.section(u'#', 0, 0).trimmed();
+            if (!rule.isEmpty())
+                faults.push_back(parseFault(u"fault-file"_s, rule));
         }
-        if (!takeOption(argument, arguments)) {
-            error = m_reason;
-            return std::nullopt;
-        }
     }
-    if (!m_options.serialPort.isEmpty() && (m_options.boards > 1 || !m_options.program.isEmpty())) {
-        error = QStringLiteral("--serial serves one board and starts no program");
-        return std::nullopt;
-    }
-    finish();
-    return m_options;
 }
 
-void Parser::finish()
+void Reader::expected(std::optional<Job>& job) const
 {
-    if (m_options.board.lineRate)
-        m_options.board.times = OwnTimes::realistic();
-    for (const auto& set : m_givenTimes)
-        set();
+    QString name;
+    text(u"expect"_s, name);
+    job = jobOfName(name);
+    if (!name.isEmpty() && !job)
+        refuse(u"expect"_s, name);
 }
 
 } // namespace
 
-std::optional<Options> Options::parse(const QStringList& arguments, QString& error)
+Options Options::parse(const QStringList& arguments)
 {
-    return Parser().parse(arguments, error);
+    QCommandLineParser parser;
+    addOptions(parser);
+    // What follows "--" is the program with its own options.
+    const qsizetype end = arguments.indexOf(u"--"_s);
+    if (!parser.parse(QStringList{QString()} + arguments.mid(0, end)))
+        refuse(parser.errorText());
+    if (!parser.positionalArguments().isEmpty())
+        refuse(u"\"%1\" is no option; a program goes after \"--\""_s.arg(
+            parser.positionalArguments().first()));
+
+    const Reader read(parser);
+    Options options;
+    options.help = parser.isSet(u"help"_s);
+    options.releaseSet = QStringLiteral(VIRTUALBOARD_RELEASE_SET);
+    read.board(options.board);
+    read.number(u"boards"_s, 1, kMostBoards, options.boards);
+    read.number(u"first-port"_s, 0, kMostPorts, options.firstPort);
+    read.text(u"serial"_s, options.serialPort);
+    read.text(u"release-set"_s, options.releaseSet);
+    read.text(u"pictures"_s, options.pictures);
+    read.text(u"record"_s, options.record);
+    read.text(u"report"_s, options.report);
+    read.expected(options.expected);
+    options.progress = parser.isSet(u"progress"_s);
+    options.window = parser.isSet(u"window"_s);
+    read.time(u"stop-when-done"_s, kSeconds, options.stopWhenDone);
+    read.time(u"timeout"_s, kSeconds, options.timeout);
+    if (end >= 0)
+        options.program = arguments.mid(end + 1);
+    if (!options.serialPort.isEmpty() && (options.boards > 1 || !options.program.isEmpty()))
+        refuse(u"--serial serves one board and starts no program"_s);
+    return options;
 }
 
-const char* Options::helpText()
+QString Options::helpText()
 {
-    return R"(virtual-board [OPTIONS] [-- PROGRAM [ARGUMENTS]]
-
-A display board in software. Starts PROGRAM on a mocked USB bus with an FTDI adapter for each board,
-and says in the end what the boards received. Without PROGRAM it prints the port that it serves.
-
-  --boards N               number of boards (1)       --first-port N   ttyUSBN is the first (0)
-  --serial PORT            serve a port of this computer, for two computers and a cable
-  --kind display|service   firmware: asked for "$MVER" (default), or reporting "$STATUS" itself
-  --version TEXT           what the application says  --holds NUMBER:VERSION   an image it has
-
-  --line-rate              every byte takes its ten bit times, and the own times get realistic
-  --adapter-latency MS     of the USB adapter's timer (0; 16 is the chip's default)
-  --boot MS  --erase MS  --program MS  --image-erase MS     the board's own times
-                           (100, 0, 0 and 1000; with --line-rate 300, 45, 12 and 20000)
-
-  --fault 'WHAT WHEN'      repeatable; --fault-file FILE has one a line; --seed N for the dice
-      WHAT on a command: drop-command  corrupt-command  garbage [bytes=200]  long-line [bytes=3000]
-                         announce  restart  silence [for=2s]  unplug [for=2s]
-      WHAT on a reply:   drop-reply  delay-reply [by=300ms]  split-reply [gap=1ms]
-                         join-lines [lines=3]
-      WHEN: at=NUMBER or rate=PERCENT%, [word=D] counts lines of that word only, [times=N] at most
-
-  --release-set DIR        what should arrive         --expect update|images|erase   (as received)
-  --progress               a line on the terminal     --window         the board's display and flash
-  --pictures DIR           received images as PNG     --record FILE    every line with its time
-  --report FILE            figures as JSON
-  --stop-when-done S       end PROGRAM S seconds after all boards are done   --timeout S   anyway
+    QCommandLineParser parser;
+    addOptions(parser);
+    parser.setApplicationDescription(QStringLiteral(
+        "A display board in software: starts PROGRAM on a mocked USB bus with an FTDI adapter for "
+        "each\n"
+        "board, and says what they received. Without PROGRAM it prints the port that it serves."));
+    parser.addPositionalArgument(
+        u"PROGRAM"_s, u"is started on the boards"_s, u"[-- PROGRAM [ARGUMENTS]]"_s);
+    return parser.helpText() + QStringLiteral(R"(
+WHAT on a command: drop-command  corrupt-command  garbage [bytes=200]  long-line [bytes=3000]
+                   announce  restart  silence [for=2s]  unplug [for=2s]
+WHAT on a reply:   drop-reply  delay-reply [by=300ms]  double-reply [by=0ms]
+                   split-reply [gap=1ms]  join-lines [lines=3]
+WHEN: at=NUMBER or rate=PERCENT%, [word=D] counts lines of that word only, [times=N] at most
 
 Exit code: 0 flash and images are exactly the release set, 1 they are not or PROGRAM failed,
 2 wrong call.
-)";
+)");
 }
 
 } // namespace vboard

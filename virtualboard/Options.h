@@ -27,11 +27,11 @@ struct Options
     bool help = false;
     QStringList program; ///< with its arguments; empty: none
 
-    /// Reads the arguments (without the program's own name). None when they are not understood;
-    /// `error` is then one line that says why.
-    [[nodiscard]] static std::optional<Options> parse(const QStringList& arguments, QString& error);
-    /// All options in a screenful.
-    [[nodiscard]] static const char* helpText();
+    /// Reads the arguments (without the program's own name). Throws std::runtime_error with one
+    /// line that says why when they are not understood.
+    [[nodiscard]] static Options parse(const QStringList& arguments);
+    /// All options in a screenful. Needs the application object.
+    [[nodiscard]] static QString helpText();
 };
 
 } // namespace vboard

@@ -1,5 +1,7 @@
 #include "virtualboard/Picture.h"
 
+#include <QDir>
+
 #include <algorithm>
 #include <cstring>
 
@@ -19,6 +21,22 @@ QImage pictureOf(const StoredImage& stored)
         std::memcpy(image.scanLine(y), stored.data.data() + offset, size);
     }
     return image;
+}
+
+QStringList writePictures(const ImageStore& images, const QString& folder, const QString& prefix)
+{
+    QStringList failed;
+    const QDir directory(folder);
+    directory.mkpath(QStringLiteral("."));
+    for (const auto& [number, stored] : images.images()) {
+        if (stored.heldBefore || stored.width == 0 || stored.height == 0)
+            continue;
+        const QString path = directory.filePath(
+            QStringLiteral("%1image%2-v%3.png").arg(prefix).arg(number).arg(stored.version));
+        if (!pictureOf(stored).save(path))
+            failed << path;
+    }
+    return failed;
 }
 
 } // namespace vboard

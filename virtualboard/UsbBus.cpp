@@ -7,13 +7,9 @@
 #include <QDir>
 #include <QFile>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <pty.h>
 #include <stdexcept>
-#include <sys/ioctl.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -22,27 +18,6 @@ constexpr auto kPreload = "libumockdev-preload.so.0";
 // A bus listing is sorted by path: numbers of equal width keep the order of plugging.
 constexpr int kFirstSocket = 101;
 constexpr int kTtyMajor = 188; // the kernel's number for USB serial ports
-
-struct Rate
-{
-    speed_t code;
-    int baud;
-};
-
-constexpr std::array kRates{
-    Rate{B50, 50},
-    Rate{B1200, 1200},
-    Rate{B2400, 2400},
-    Rate{B4800, 4800},
-    Rate{B9600, 9600},
-    Rate{B19200, 19200},
-    Rate{B38400, 38400},
-    Rate{B57600, 57600},
-    Rate{B115200, 115200},
-    Rate{B230400, 230400},
-    Rate{B460800, 460800},
-    Rate{B921600, 921600},
-};
 
 QByteArray hex4(quint16 value)
 {
@@ -81,7 +56,7 @@ QProcessEnvironment preloading(QProcessEnvironment environment)
         preload = QLatin1String(kPreload) + (preload.isEmpty() ? QString() : u':' + preload);
     environment.insert(QStringLiteral("LD_PRELOAD"), preload);
 #ifdef __SANITIZE_ADDRESS__
-    // The sanitizer wants to be first among the libraries; behind the preloaded one works as well.
+    // The sanitizer wants to be first among the libraries; after the preloaded one works as well.
     QString options = environment.value(QStringLiteral("ASAN_OPTIONS"));
     if (!options.contains(QLatin1String("verify_asan_link_order")))
         options += (options.isEmpty() ? QString() : QStringLiteral(":"))
@@ -206,84 +181,13 @@ void UsbBus::removeDevices(PluggedAdapter& plugged)
 {
     QFile::remove(m_testbed->root() + QStringLiteral("/dev/") + plugged.m_adapter.portName);
     umockdev_testbed_uevent(m_testbed->handle, plugged.m_paths.back().constData(), "remove");
-    // The library leaves the links of the children behind, so each device goes by itself...
+    // The library does not remove the links of the children, so each device goes by itself...
     while (!plugged.m_paths.isEmpty())
         umockdev_testbed_remove_device(m_testbed->handle, plugged.m_paths.takeLast().constData());
-    // ...and it leaves the links by which a bus names its devices behind in any case.
+    // ...nor, in any case, the links by which a bus names its devices.
     const QString buses = m_testbed->root() + QStringLiteral("/sys/bus/");
     const QString socket = QStringLiteral("usb/devices/1-%1").arg(plugged.m_socket);
     QFile::remove(buses + socket);
     QFile::remove(buses + socket + QStringLiteral(":1.0"));
     QFile::remove(buses + QStringLiteral("usb-serial/devices/") + plugged.m_adapter.portName);
-}
-
-PluggedAdapter::PluggedAdapter(UsbBus& bus, Adapter adapter, int socket)
-    : m_bus(bus), m_adapter(std::move(adapter)), m_socket(socket)
-{
-}
-
-PluggedAdapter::~PluggedAdapter()
-{
-    unplug();
-}
-
-int PluggedAdapter::baudRate() const
-{
-    termios settings{};
-    if (m_master < 0 || tcgetattr(m_master, &settings) != 0)
-        return 0;
-    const speed_t code = cfgetospeed(&settings);
-    for (const Rate& rate : kRates) {
-        if (rate.code == code)
-            return rate.baud;
-    }
-    return 0;
-}
-
-void PluggedAdapter::discardUnread()
-{
-    if (m_slave >= 0)
-        tcflush(m_slave, TCIFLUSH);
-}
-
-void PluggedAdapter::unplug()
-{
-    if (!isPlugged())
-        return;
-    // The device leaves the list before the port hangs up: a program that looks around as soon as
-    // its port fails must not find it again.
-    m_bus.removeDevices(*this);
-    closeTerminal();
-}
-
-void PluggedAdapter::plugAgain()
-{
-    if (isPlugged())
-        return;
-    openTerminal();
-    m_bus.addDevices(*this);
-}
-
-void PluggedAdapter::openTerminal()
-{
-    termios settings{};
-    cfmakeraw(&settings);
-    settings.c_cflag |= CREAD | CLOCAL;
-    cfsetspeed(&settings, B50);
-    if (openpty(&m_master, &m_slave, nullptr, &settings, nullptr) != 0)
-        throw std::runtime_error(std::string("cannot open a pseudo terminal: ") + strerror(errno));
-    // Not for the program that is started: a copy of the master there would keep an unplugged port
-    // alive.
-    ioctl(m_master, FIOCLEX);
-    ioctl(m_slave, FIOCLEX);
-    m_terminalPath = QString::fromLocal8Bit(ttyname(m_slave));
-}
-
-void PluggedAdapter::closeTerminal()
-{
-    ::close(m_master);
-    ::close(m_slave);
-    m_master = -1;
-    m_slave = -1;
-    m_terminalPath.clear();
 }

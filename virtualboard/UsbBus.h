@@ -20,7 +20,7 @@ struct Adapter
 
 class UsbBus;
 
-/// A serial adapter on the mocked bus: a pseudo terminal behind /dev/<portName>.
+/// A serial adapter on the mocked bus: a pseudo terminal at /dev/<portName>.
 ///
 /// What is written to masterFd() is what the program under test reads from its port, and the other
 /// way round. The far end is kept open here as well, so that reading the master blocks instead of

@@ -37,15 +37,16 @@ void differ(Verdict& verdict, const QString& text)
 
 QString pageAddress(std::size_t page)
 {
-    const std::size_t address = Flash::kFirstAddress + page * Flash::kPageSize;
+    const std::size_t address = FlashMemory::kFirstAddress + page * FlashMemory::kPageSize;
     return QStringLiteral("page 0x") + QString::number(address, 16).toUpper();
 }
 
-void judgeFirmware(const Flash& flash, const ExpectedSet& set, Verdict& verdict)
+void judgeFirmware(const FlashMemory& flash, const ExpectedSet& set, Verdict& verdict)
 {
-    for (std::size_t page = 0; page < Flash::kPageCount; ++page) {
+    for (std::size_t page = 0; page < FlashMemory::kPageCount; ++page) {
         const std::string_view expected
-            = std::string_view(set.firmware).substr(page * Flash::kPageSize, Flash::kPageSize);
+            = std::string_view(set.firmware)
+                  .substr(page * FlashMemory::kPageSize, FlashMemory::kPageSize);
         if (flash.state(page) != PageState::Programmed)
             differ(verdict, pageAddress(page) + QStringLiteral(" was not programmed"));
         else if (flash.page(page) != expected)
@@ -55,9 +56,9 @@ void judgeFirmware(const Flash& flash, const ExpectedSet& set, Verdict& verdict)
     }
 }
 
-void judgeUntouched(const Flash& flash, Verdict& verdict)
+void judgeUntouched(const FlashMemory& flash, Verdict& verdict)
 {
-    if (flash.pagesIn(PageState::Untouched) != Flash::kPageCount)
+    if (flash.pagesIn(PageState::Untouched) != FlashMemory::kPageCount)
         differ(verdict, QStringLiteral("the firmware was touched"));
 }
 
@@ -119,57 +120,6 @@ void judgeErased(const Board& board, Verdict& verdict)
         differ(verdict, QStringLiteral("image %1 is still there").arg(number));
 }
 
-template <typename Map, typename Value> QString countsText(const Map& counts, Value value)
-{
-    QStringList texts;
-    for (const auto& [word, count] : counts) {
-        if (value(count) > 0)
-            texts
-                << QStringLiteral("%1 %2").arg(QString::fromLatin1(word.c_str())).arg(value(count));
-    }
-    return texts.isEmpty() ? QStringLiteral("none") : texts.join(QStringLiteral(", "));
-}
-
-QString imagesText(const ImageStore& store)
-{
-    QStringList texts;
-    for (const auto& [number, image] : store.images())
-        texts << QStringLiteral("%1 v%2 %3x%4 %5 bytes%6")
-                     .arg(number)
-                     .arg(image.version)
-                     .arg(image.width)
-                     .arg(image.height)
-                     .arg(image.data.size())
-                     .arg(image.complete ? QString() : QStringLiteral(" INCOMPLETE"));
-    return texts.isEmpty() ? QStringLiteral("none") : texts.join(QStringLiteral("; "));
-}
-
-QString runsText(Runs runs)
-{
-    switch (runs) {
-    case Runs::Application:
-        return QStringLiteral("its application");
-    case Runs::Bootloader:
-        return QStringLiteral("its bootloader");
-    case Runs::Nothing:
-        break;
-    }
-    return QStringLiteral("nothing, it boots");
-}
-
-QString headline(const Verdict& verdict)
-{
-    if (!verdict.job)
-        return QStringLiteral("NOT EXACT, no job was received");
-    QString text = verdict.exact ? QStringLiteral("EXACT, ") : QStringLiteral("NOT EXACT, ");
-    text += jobName(*verdict.job);
-    if (*verdict.job == Job::Update)
-        text += QStringLiteral(", %1 of %2 pages").arg(verdict.pagesExact).arg(Flash::kPageCount);
-    if (*verdict.job != Job::Erase)
-        text += QStringLiteral(", %1 images as in the release set").arg(verdict.imagesExact);
-    return text;
-}
-
 } // namespace
 
 QString jobName(Job job)
@@ -203,47 +153,6 @@ Verdict judge(const Board& board, const ExpectedSet& set,
         judgeImages(board.images(), set, held, verdict);
     verdict.exact = verdict.differences.isEmpty();
     return verdict;
-}
-
-QString verdictText(const QString& title, const Verdict& verdict, const Board& board)
-{
-    const Statistics& figures = board.statistics();
-    const auto lines = [](const Statistics::Count& count) { return count.lines; };
-    const auto repeated = [](const Statistics::Count& count) { return count.repeated; };
-    const auto itself = [](unsigned long count) { return count; };
-
-    QStringList text{title + QStringLiteral(": ") + headline(verdict)};
-    const auto row = [&text](const char* name, const QString& value) {
-        text << QStringLiteral("  %1 %2").arg(QLatin1String(name), -14).arg(value);
-    };
-    for (const QString& difference : verdict.differences)
-        row("difference", difference);
-    row("lines", countsText(figures.received, lines));
-    row("repeated", countsText(figures.received, repeated));
-    row("bad checksums", QString::number(figures.badChecksums));
-    row("pages",
-        QStringLiteral("erased %1, programmed %2")
-            .arg(figures.pagesErased)
-            .arg(figures.pagesProgrammed));
-    row("images", imagesText(board.images()));
-    row("runs", runsText(board.runs()));
-    row("not obeyed", countsText(figures.rulesBroken, itself));
-    if (figures.bytesAtWrongRate + figures.rubbish.strayBytes > 0)
-        row("unheard",
-            QStringLiteral("%1 bytes at a wrong rate, %2 outside lines")
-                .arg(figures.bytesAtWrongRate)
-                .arg(figures.rubbish.strayBytes));
-    if (const auto median = figures.turnaround(0.5))
-        row("turnaround",
-            QStringLiteral("median %1 us, 99% %2 us")
-                .arg(median->count())
-                .arg(figures.turnaround(0.99)->count()));
-    for (const FaultStruck& fault : board.faultsStruck())
-        row("fault",
-            QStringLiteral("%1 s: %2")
-                .arg(std::chrono::duration<double>(fault.at).count(), 0, 'f', 3)
-                .arg(QString::fromStdString(fault.rule)));
-    return text.join(u'\n') + u'\n';
 }
 
 } // namespace vboard

@@ -25,11 +25,8 @@ struct Verdict
 };
 
 /// Judges `board`, which held the images `held` (number and version) before. Without `expected` the
-/// job is told from what was received.
+/// job is the one that was received.
 [[nodiscard]] Verdict judge(const Board& board, const ExpectedSet& set,
     const std::vector<std::pair<std::uint32_t, std::uint32_t>>& held, std::optional<Job> expected);
-
-/// The verdict and what the board received, as a block of lines that starts with `title`.
-[[nodiscard]] QString verdictText(const QString& title, const Verdict& verdict, const Board& board);
 
 } // namespace vboard

@@ -1,7 +1,7 @@
 #include "virtualboard/WatchWindow.h"
 
-#include "virtualboard/Output.h"
 #include "virtualboard/Picture.h"
+#include "virtualboard/Transcript.h"
 
 #include <QFontDatabase>
 #include <QHBoxLayout>
@@ -18,7 +18,8 @@ namespace {
 constexpr std::chrono::milliseconds kRefreshInterval{40};
 constexpr QSize kDisplaySize{340, 230};
 constexpr int kMapColumns = 32;
-constexpr int kMapRows = (static_cast<int>(Flash::kPageCount) + kMapColumns - 1) / kMapColumns;
+constexpr int kMapRows
+    = (static_cast<int>(FlashMemory::kPageCount) + kMapColumns - 1) / kMapColumns;
 constexpr int kCellSize = 10;
 // Of a data line with its 64 bytes only the start is worth a look.
 constexpr std::size_t kLongestLine = 48;
@@ -123,7 +124,7 @@ BoardView::BoardView(const QString& name, QWidget* parent)
         layout->addWidget(widget);
 }
 
-void BoardView::addLine(const WireLine& line)
+void BoardView::addLine(const RecordedLine& line)
 {
     static constexpr const char* kWays[] = {"> ", "< ", "  "};
     std::string text = line.text.substr(0, kLongestLine);
@@ -192,7 +193,7 @@ WatchWindow::WatchWindow(BoardServer& server, const QStringList& names) : m_serv
     move(screenArea.right() - width(), screenArea.top());
 }
 
-void WatchWindow::addLine(int board, const WireLine& line)
+void WatchWindow::addLine(int board, const RecordedLine& line)
 {
     m_views.at(static_cast<std::size_t>(board))->addLine(line);
 }

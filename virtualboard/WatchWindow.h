@@ -39,7 +39,7 @@ class FlashMap : public QWidget
     Q_OBJECT
 
 public:
-    using Pages = std::array<PageState, Flash::kPageCount>;
+    using Pages = std::array<PageState, FlashMemory::kPageCount>;
 
     explicit FlashMap(QWidget* parent = nullptr);
     void setPages(const Pages& pages);
@@ -61,7 +61,7 @@ public:
     /// Takes over what has changed. The board must stand still meanwhile.
     void look(const Board& board);
     /// Remembers a line for the next paintSeen(); from any thread.
-    void addLine(const WireLine& line);
+    void addLine(const RecordedLine& line);
     /// Shows what the last look() saw.
     void paintSeen();
 
@@ -91,7 +91,7 @@ public:
     /// `names` are the boards' titles, in their order. The server must outlive the window.
     WatchWindow(BoardServer& server, const QStringList& names);
     /// From any thread; see BoardView::addLine().
-    void addLine(int board, const WireLine& line);
+    void addLine(int board, const RecordedLine& line);
 
 private:
     void refresh();

@@ -1,9 +1,9 @@
-#include "virtualboard/Bench.h"
+#include "virtualboard/Console.h"
+#include "virtualboard/ToolRun.h"
 
 #include <QApplication>
 
 #include <csignal>
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 
@@ -13,8 +13,7 @@ constexpr int kWrongCall = 2;
 
 int refuse(const QString& reason)
 {
-    std::fprintf(
-        stderr, "virtual-board: %s (--help says more)\n", reason.toLocal8Bit().constData());
+    vboard::complain(reason + QStringLiteral(" (--help says more)"));
     return kWrongCall;
 }
 
@@ -24,13 +23,17 @@ bool hasDisplay()
         || qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
 }
 
-int run(const vboard::Options& options, vboard::ExpectedSet set)
+int run(const vboard::Options& options)
 {
-    vboard::Bench bench(options, std::move(set));
-    if (!bench.start())
+    QString error;
+    auto set = vboard::ExpectedSet::read(options.releaseSet, error);
+    if (!set)
+        return refuse(error);
+    vboard::ToolRun run(options, std::move(*set));
+    if (!run.start())
         return kWrongCall;
     QCoreApplication::exec();
-    return bench.finish();
+    return run.finish();
 }
 
 } // namespace
@@ -39,31 +42,21 @@ int main(int argc, char* argv[])
 {
     try {
         UsbBus::startPreloaded(argv);
+        const sigset_t ending = vboard::ToolRun::endingSignals();
+        sigprocmask(SIG_BLOCK, &ending, nullptr);
+        const auto options = vboard::Options::parse(QStringList(argv + 1, argv + argc));
+        if (options.window && !hasDisplay())
+            return refuse(QStringLiteral("--window: there is no display"));
+        const std::unique_ptr<QCoreApplication> application(
+            options.window ? new QApplication(argc, argv) : new QCoreApplication(argc, argv));
+        // The window is for watching: closing it ends nothing.
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        if (options.help) {
+            vboard::print(vboard::Options::helpText());
+            return 0;
+        }
+        return run(options);
     } catch (const std::runtime_error& failure) {
-        return refuse(QString::fromLocal8Bit(failure.what()));
-    }
-    const sigset_t ending = vboard::Bench::endingSignals();
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-    QString error;
-    const auto options = vboard::Options::parse(QStringList(argv + 1, argv + argc), error);
-    if (!options)
-        return refuse(error);
-    if (options->help) {
-        std::fputs(vboard::Options::helpText(), stdout);
-        return 0;
-    }
-    auto set = vboard::ExpectedSet::read(options->releaseSet, error);
-    if (!set)
-        return refuse(error);
-    if (options->window && !hasDisplay())
-        return refuse(QStringLiteral("--window: there is no display"));
-    const std::unique_ptr<QCoreApplication> application(
-        options->window ? new QApplication(argc, argv) : new QCoreApplication(argc, argv));
-    // The window is for watching: closing it ends nothing.
-    QGuiApplication::setQuitOnLastWindowClosed(false);
-    try {
-        return run(*options, std::move(*set));
-    } catch (const std::runtime_error& failure) {
-        return refuse(QString::fromLocal8Bit(failure.what()));
+        return refuse(QString::fromStdString(failure.what()));
     }
 }

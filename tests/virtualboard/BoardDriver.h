@@ -71,7 +71,7 @@ public:
     std::string programPage(std::uint32_t address, unsigned char byte)
     {
         ask("E," + vboard::hex(address) + ",1");
-        for (std::uint32_t offset = 0; offset < vboard::Flash::kPageSize; offset += 64)
+        for (std::uint32_t offset = 0; offset < vboard::FlashMemory::kPageSize; offset += 64)
             ask(dataLine(offset, byte));
         return ask("P," + vboard::hex(address) + ",1000");
     }

@@ -1,10 +1,10 @@
+#include "tests/support/TestProgram.h"
 #include "virtualboard/UsbBus.h"
 
 #include <QProcess>
 #include <QSerialPort>
 #include <QSerialPortInfo>
 #include <QSignalSpy>
-#include <QTest>
 
 #include <array>
 #include <poll.h>
@@ -191,5 +191,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestUsbBus)
+static const RegisteredTest<TestUsbBus> registered(__FILE__);
 #include "tst_usbbus.moc"

@@ -1,4 +1,4 @@
-#include "virtualboard/Application.h"
+#include "virtualboard/BoardApplications.h"
 
 namespace vboard {
 
@@ -23,7 +23,7 @@ constexpr auto kUnknown = ": the application has no such command";
 
 } // namespace
 
-Outcome Application::take(const Command& command, Time now)
+Outcome DisplayApplication::take(const Command& command, Time now)
 {
     if (command.check() == Check::Missing)
         return refused(command, kNeedsChecksum);
@@ -36,14 +36,14 @@ Outcome Application::take(const Command& command, Time now)
     return outcome;
 }
 
-Outcome ReportingApplication::take(const Command& command, Time)
+Outcome ServiceApplication::take(const Command& command, Time)
 {
     if (command.check() == Check::Missing)
         return refused(command, kNeedsChecksum);
     return command.word() == "BOOTLOADM" ? intoBootloader() : refused(command, kUnknown);
 }
 
-Outcome ReportingApplication::wake(Time now)
+Outcome ServiceApplication::wake(Time now)
 {
     m_nextReport = now + kReportInterval;
     Outcome outcome;

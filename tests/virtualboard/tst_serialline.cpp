@@ -1,6 +1,5 @@
+#include "tests/support/TestProgram.h"
 #include "tests/virtualboard/BoardDriver.h"
-
-#include <QTest>
 
 using namespace vboard;
 
@@ -16,7 +15,7 @@ BoardOptions atLineRate()
 
 } // namespace
 
-class TestWire : public QObject
+class TestSerialLine : public QObject
 {
     Q_OBJECT
 
@@ -39,7 +38,7 @@ private slots:
         QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$MVERR,D.01a"));
     }
 
-    void linesQueueOnTheWire()
+    void linesQueueOnTheLine()
     {
         LinePace pace(true);
         QCOMPARE(pace.pass(96, 921600, Time::zero()), Time(1041));
@@ -89,8 +88,8 @@ private slots:
         driver.capture();
         driver.wait(1s);
         driver.sendRaw(withoutLineFeed("E,1000,1"));
-        const Time wire(std::int64_t{14} * 10 * 1'000'000 / 921600);
-        driver.wait(wire + LineReader::kSilence - 1us);
+        const Time onTheLine(std::int64_t{14} * 10 * 1'000'000 / 921600);
+        driver.wait(onTheLine + LineReader::kSilence - 1us);
         QCOMPARE(driver.board.statistics().received.count("E"), std::size_t(0));
         driver.wait(1us);
         QCOMPARE(driver.board.statistics().received.count("E"), std::size_t(1));
@@ -105,5 +104,5 @@ private:
     }
 };
 
-QTEST_APPLESS_MAIN(TestWire)
-#include "tst_wire.moc"
+static const RegisteredTest<TestSerialLine> registered(__FILE__);
+#include "tst_serialline.moc"

@@ -1,6 +1,5 @@
+#include "tests/support/TestProgram.h"
 #include "tests/virtualboard/BoardDriver.h"
-
-#include <QTest>
 
 using namespace vboard;
 
@@ -27,7 +26,7 @@ BoardOptions with(const std::string& text, std::uint64_t seed = 1)
 
 } // namespace
 
-class TestFaults : public QObject
+class TestFaultPlan : public QObject
 {
     Q_OBJECT
 
@@ -133,6 +132,15 @@ private slots:
         QCOMPARE(driver.ask("MVER", 299ms), std::string());
         driver.wait(1ms);
         QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string(kAnswer));
+    }
+
+    void sendsAReplyTwice()
+    {
+        BoardDriver driver(with("double-reply at=1 by=300ms"));
+        QCOMPARE(driver.ask("MVER", 299ms), std::string(kAnswer));
+        driver.wait(1ms);
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string(kAnswer));
+        QCOMPARE(driver.ask("MVER", 1s), std::string(kAnswer));
     }
 
     void splitsAReplyIntoSingleBytes()
@@ -248,10 +256,10 @@ private slots:
     {
         BoardDriver driver(with("drop-reply at=2"));
         std::string seen;
-        driver.board.setObserver([&](const WireLine& line) {
-            seen += line.way == WireLine::Way::ToBoard ? '>'
-                : line.way == WireLine::Way::FromBoard ? '<'
-                                                       : '#';
+        driver.board.setObserver([&](const RecordedLine& line) {
+            seen += line.way == RecordedLine::Way::ToBoard ? '>'
+                : line.way == RecordedLine::Way::FromBoard ? '<'
+                                                           : '#';
         });
         driver.send("MVER");
         driver.send("MVER");
@@ -260,5 +268,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestFaults)
-#include "tst_faults.moc"
+static const RegisteredTest<TestFaultPlan> registered(__FILE__);
+#include "tst_faultplan.moc"

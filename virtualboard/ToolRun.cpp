@@ -1,13 +1,16 @@
-#include "virtualboard/Bench.h"
+#include "virtualboard/ToolRun.h"
+
+#include "virtualboard/Console.h"
+#include "virtualboard/Picture.h"
+#include "virtualboard/Report.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSocketNotifier>
 
-#include <cstdio>
-#include <stdexcept>
-#include <sys/prctl.h>
+#include <algorithm>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -18,65 +21,30 @@ namespace {
 constexpr std::chrono::milliseconds kLookInterval{200};
 // How often a progress line is printed where it cannot overwrite the one before.
 constexpr int kLooksPerPrintedLine = 10;
-// A program that was told to end gets this long.
-constexpr std::chrono::seconds kPatience{5};
-
-void print(const QString& text)
-{
-    std::fputs(text.toLocal8Bit().constData(), stdout);
-    std::fflush(stdout);
-}
-
-void complain(const QString& text)
-{
-    std::fprintf(stderr, "virtual-board: %s\n", text.toLocal8Bit().constData());
-}
 
 Time elapsed(const QElapsedTimer& timer)
 {
     return std::chrono::duration_cast<Time>(std::chrono::nanoseconds(timer.nsecsElapsed()));
 }
 
-QString progressText(const Board& board, const ExpectedSet& set)
-{
-    if (board.isFinished())
-        return QStringLiteral("done");
-    std::size_t stored = 0;
-    for (const auto& [number, image] : board.images().images())
-        stored += image.data.size();
-    std::size_t expected = 0;
-    for (const ExpectedImage& image : set.images)
-        expected += image.data.size();
-    const std::size_t pages = board.flash().pagesIn(PageState::Programmed);
-    if (stored == 0 && pages == 0)
-        return board.runs() == Runs::Bootloader ? QStringLiteral("bootloader")
-                                                : QStringLiteral("application");
-    return QStringLiteral("flash %1/%2 pages, images %3/%4 KB")
-        .arg(pages)
-        .arg(Flash::kPageCount)
-        .arg(stored / 1024)
-        .arg(expected / 1024);
-}
-
 } // namespace
 
-Bench::Bench(Options options, ExpectedSet set)
+ToolRun::ToolRun(Options options, ExpectedSet set)
     : m_options(std::move(options)), m_set(std::move(set))
 {
     m_lookTimer.setInterval(kLookInterval);
-    connect(&m_lookTimer, &QTimer::timeout, this, &Bench::look);
-    connect(&m_program, &QProcess::finished, this, &Bench::programFinished);
-    connect(&m_program, &QProcess::errorOccurred, this, &Bench::programFailed);
+    connect(&m_lookTimer, &QTimer::timeout, this, &ToolRun::look);
+    connect(&m_program, &ChildProgram::finished, this, &QCoreApplication::quit);
 }
 
-Bench::~Bench()
+ToolRun::~ToolRun()
 {
     m_server.stop();
     if (m_signalDescriptor >= 0)
         ::close(m_signalDescriptor);
 }
 
-QString Bench::boardName(int index) const
+QString ToolRun::boardName(int index) const
 {
     const QString port = m_options.serialPort.isEmpty()
         ? QStringLiteral("ttyUSB%1").arg(m_options.firstPort + index)
@@ -84,14 +52,14 @@ QString Bench::boardName(int index) const
     return QStringLiteral("board %1 (%2)").arg(index).arg(port);
 }
 
-void Bench::addBoard(int index, std::unique_ptr<BoardPort> port)
+void ToolRun::addBoard(int index, std::unique_ptr<BoardPort> port)
 {
     BoardOptions options = m_options.board;
     options.seed += static_cast<std::uint64_t>(index);
     Board& board = m_server.add(std::move(options), std::move(port));
     if (m_options.record.isEmpty() && !m_window)
         return;
-    board.setObserver([this, index](const WireLine& line) {
+    board.setObserver([this, index](const RecordedLine& line) {
         if (!m_options.record.isEmpty())
             m_transcript.write(index, line);
         if (m_window)
@@ -99,7 +67,7 @@ void Bench::addBoard(int index, std::unique_ptr<BoardPort> port)
     });
 }
 
-void Bench::addBoards()
+void ToolRun::addBoards()
 {
     if (!m_options.serialPort.isEmpty()) {
         addBoard(0, std::make_unique<CablePort>(m_options.serialPort));
@@ -114,7 +82,7 @@ void Bench::addBoards()
     }
 }
 
-bool Bench::start()
+bool ToolRun::start()
 {
     catchSignals();
     if (!m_options.record.isEmpty() && !m_transcript.open(m_options.record)) {
@@ -130,12 +98,12 @@ bool Bench::start()
     m_sinceStart.start();
     m_lookTimer.start();
     if (!m_options.program.isEmpty())
-        return startProgram();
+        return m_program.start(m_options.program, m_bus->environment());
     announcePorts();
     return true;
 }
 
-void Bench::openWindow()
+void ToolRun::openWindow()
 {
     QStringList names;
     for (int index = 0; index < m_options.boards; ++index)
@@ -143,7 +111,7 @@ void Bench::openWindow()
     m_window = std::make_unique<WatchWindow>(m_server, names);
 }
 
-void Bench::announcePorts()
+void ToolRun::announcePorts()
 {
     const QStringList paths = m_server.look([](const auto& boards) {
         QStringList list;
@@ -163,27 +131,7 @@ void Bench::announcePorts()
     print(QStringLiteral("Ctrl+C ends it with the verdict.\n"));
 }
 
-bool Bench::startProgram()
-{
-    m_program.setProcessEnvironment(m_bus->environment());
-    m_program.setProcessChannelMode(QProcess::ForwardedChannels);
-    m_program.setInputChannelMode(QProcess::ForwardedInputChannel);
-    // The signals that this process takes from a descriptor are the program's to take as usual.
-    m_program.setChildProcessModifier([] {
-        sigset_t none;
-        sigemptyset(&none);
-        sigprocmask(SIG_SETMASK, &none, nullptr);
-        // Without its boards, killed, the program would be left behind.
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-    });
-    m_program.start(m_options.program.first(), m_options.program.mid(1));
-    if (m_program.waitForStarted())
-        return true;
-    complain(QStringLiteral("%1: %2").arg(m_options.program.first(), m_program.errorString()));
-    return false;
-}
-
-sigset_t Bench::endingSignals()
+sigset_t ToolRun::endingSignals()
 {
     sigset_t set;
     sigemptyset(&set);
@@ -192,7 +140,7 @@ sigset_t Bench::endingSignals()
     return set;
 }
 
-void Bench::catchSignals()
+void ToolRun::catchSignals()
 {
     const sigset_t set = endingSignals();
     m_signalDescriptor = signalfd(-1, &set, SFD_CLOEXEC);
@@ -204,7 +152,7 @@ void Bench::catchSignals()
     });
 }
 
-bool Bench::allDone()
+bool ToolRun::allDone()
 {
     return m_server.look([](const auto& boards) {
         return std::all_of(boards.begin(), boards.end(),
@@ -212,7 +160,7 @@ bool Bench::allDone()
     });
 }
 
-void Bench::look()
+void ToolRun::look()
 {
     if (m_options.progress)
         showProgress();
@@ -228,7 +176,7 @@ void Bench::look()
         endProgram();
 }
 
-void Bench::showProgress()
+void ToolRun::showProgress()
 {
     const QStringList texts = m_server.look([this](const auto& boards) {
         QStringList list;
@@ -246,35 +194,14 @@ void Bench::showProgress()
     print(terminal ? QStringLiteral("\r\x1b[K") + line : line + u'\n');
 }
 
-void Bench::endProgram()
+void ToolRun::endProgram()
 {
     m_ending = true;
-    if (m_program.state() == QProcess::NotRunning) {
+    if (!m_program.end())
         QCoreApplication::quit();
-        return;
-    }
-    m_program.terminate();
-    QTimer::singleShot(kPatience, &m_program, &QProcess::kill);
 }
 
-void Bench::programFinished(int exitCode, QProcess::ExitStatus status)
-{
-    if (!m_ending && status == QProcess::CrashExit)
-        complain(QStringLiteral("the program crashed"));
-    else if (!m_ending && exitCode != 0)
-        complain(QStringLiteral("the program ended with code %1").arg(exitCode));
-    m_programFailed = !m_ending && (status == QProcess::CrashExit || exitCode != 0);
-    QCoreApplication::quit();
-}
-
-void Bench::programFailed(QProcess::ProcessError error)
-{
-    // A crash is told by programFinished() as well; a failed start by start().
-    if (error == QProcess::ReadError || error == QProcess::WriteError)
-        complain(m_program.errorString());
-}
-
-int Bench::finish()
+int ToolRun::finish()
 {
     m_server.stop();
     if (m_options.progress)
@@ -297,15 +224,15 @@ int Bench::finish()
                       .arg(exact == count ? QStringLiteral("EXACT") : QStringLiteral("NOT EXACT"))
                       .arg(exact)
                       .arg(count);
-    if (m_programFailed)
+    if (m_program.hasFailed())
         end += QStringLiteral(", and the program failed");
     if (m_timedOut)
         end += QStringLiteral(", ended by the timeout");
     print(end + u'\n');
-    return exact == count && !m_programFailed ? 0 : 1;
+    return exact == count && !m_program.hasFailed() ? 0 : 1;
 }
 
-void Bench::show(int index, const Verdict& verdict, const BoardServer::Served& served) const
+void ToolRun::show(int index, const Verdict& verdict, const BoardServer::Served& served) const
 {
     print(verdictText(boardName(index), verdict, served.board));
     if (!served.trouble.empty())
@@ -318,7 +245,7 @@ void Bench::show(int index, const Verdict& verdict, const BoardServer::Served& s
         complain(QStringLiteral("%1 could not be written").arg(path));
 }
 
-void Bench::writeReport(const QJsonObject& report) const
+void ToolRun::writeReport(const QJsonObject& report) const
 {
     if (m_options.report.isEmpty())
         return;

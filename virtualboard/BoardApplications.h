@@ -1,18 +1,18 @@
 #pragma once
 
-#include "virtualboard/Firmware.h"
+#include "virtualboard/BoardProgram.h"
 
 #include <string>
 
 namespace vboard {
 
 /// The machine's own program: it says its version and goes into the bootloader when asked to.
-class Application : public Firmware
+class DisplayApplication : public BoardProgram
 {
 public:
     static constexpr int kBaudRate = 19200;
 
-    explicit Application(std::string version) : m_version(std::move(version)) { }
+    explicit DisplayApplication(std::string version) : m_version(std::move(version)) { }
 
     [[nodiscard]] int baudRate() const override { return kBaudRate; }
     void start(Time) override { }
@@ -25,7 +25,7 @@ private:
 };
 
 /// The second kind of the machine's program: it reports its status by itself, once a second.
-class ReportingApplication : public Firmware
+class ServiceApplication : public BoardProgram
 {
 public:
     static constexpr int kBaudRate = 19200;

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "virtualboard/BoardServer.h"
+#include "virtualboard/ChildProgram.h"
 #include "virtualboard/Options.h"
-#include "virtualboard/Output.h"
+#include "virtualboard/Transcript.h"
 #include "virtualboard/WatchWindow.h"
 
 #include <QElapsedTimer>
 #include <QObject>
-#include <QProcess>
 #include <QTimer>
 
 #include <csignal>
@@ -20,7 +20,7 @@ namespace vboard {
 /// One run of the tool: boards on their ports, the program that is started on them, and the
 /// verdict. Lives in the main thread beside an event loop, which it ends by
 /// QCoreApplication::exit().
-class Bench : public QObject
+class ToolRun : public QObject
 {
     Q_OBJECT
 
@@ -29,8 +29,8 @@ public:
     /// main() blocks them before there is any thread, so that they reach no other.
     [[nodiscard]] static sigset_t endingSignals();
 
-    Bench(Options options, ExpectedSet set);
-    ~Bench() override;
+    ToolRun(Options options, ExpectedSet set);
+    ~ToolRun() override;
 
     /// Plugs in the boards and starts the program. Throws std::runtime_error when there is no port.
     /// False when the program cannot be started or a file cannot be written; the reason is printed.
@@ -44,13 +44,10 @@ private:
     [[nodiscard]] QString boardName(int index) const;
     void announcePorts();
     void openWindow();
-    bool startProgram();
     void catchSignals();
     void look();
     void showProgress();
     void endProgram();
-    void programFinished(int exitCode, QProcess::ExitStatus status);
-    void programFailed(QProcess::ProcessError error);
     [[nodiscard]] bool allDone();
     void show(int index, const Verdict& verdict, const BoardServer::Served& served) const;
     void writeReport(const QJsonObject& report) const;
@@ -61,14 +58,13 @@ private:
     Transcript m_transcript;
     BoardServer m_server;
     std::unique_ptr<WatchWindow> m_window;
-    QProcess m_program;
+    ChildProgram m_program;
     QTimer m_lookTimer;
     QElapsedTimer m_sinceStart;
     QElapsedTimer m_sinceDone;
     std::unique_ptr<QSocketNotifier> m_signals;
     int m_signalDescriptor = -1;
-    bool m_ending = false; // the program was told to end
-    bool m_programFailed = false;
+    bool m_ending = false;
     bool m_timedOut = false;
 };
 

@@ -1,22 +1,22 @@
-#include "virtualboard/Flash.h"
+#include "virtualboard/FlashMemory.h"
 
 #include <algorithm>
 
 namespace vboard {
 
-Flash::Flash()
+FlashMemory::FlashMemory()
     : m_content(kPageCount * kPageSize, kOldContent), m_buffer(std::size_t{kPageSize}, kErased)
 {
 }
 
-std::optional<std::size_t> Flash::pageAt(std::uint32_t address)
+std::optional<std::size_t> FlashMemory::pageAt(std::uint32_t address)
 {
     if (address < kFirstAddress || address >= kEndAddress || address % kPageSize != 0)
         return std::nullopt;
     return (address - kFirstAddress) / kPageSize;
 }
 
-bool Flash::erase(std::uint32_t address)
+bool FlashMemory::erase(std::uint32_t address)
 {
     const auto page = pageAt(address);
     if (!page)
@@ -29,7 +29,7 @@ bool Flash::erase(std::uint32_t address)
     return true;
 }
 
-bool Flash::fill(std::uint32_t offset, std::string_view bytes)
+bool FlashMemory::fill(std::uint32_t offset, std::string_view bytes)
 {
     if (!m_current || m_states.at(*m_current) == PageState::Programmed || bytes.size() != kLineSize
         || offset % kLineSize != 0 || offset >= kPageSize)
@@ -40,7 +40,7 @@ bool Flash::fill(std::uint32_t offset, std::string_view bytes)
     return true;
 }
 
-bool Flash::program(std::uint32_t address)
+bool FlashMemory::program(std::uint32_t address)
 {
     const auto page = pageAt(address);
     if (!page || page != m_current || !m_filled.all())
@@ -50,25 +50,25 @@ bool Flash::program(std::uint32_t address)
     return true;
 }
 
-void Flash::losePower()
+void FlashMemory::losePower()
 {
     m_current.reset();
     m_filled.reset();
     std::replace(m_states.begin(), m_states.end(), PageState::Filling, PageState::Erased);
 }
 
-bool Flash::isIncomplete() const
+bool FlashMemory::isIncomplete() const
 {
     return pagesIn(PageState::Erased) + pagesIn(PageState::Filling) > 0
         || (pagesIn(PageState::Programmed) > 0 && pagesIn(PageState::Untouched) > 0);
 }
 
-std::string_view Flash::page(std::size_t page) const
+std::string_view FlashMemory::page(std::size_t page) const
 {
     return std::string_view(m_content).substr(page * kPageSize, kPageSize);
 }
 
-std::size_t Flash::pagesIn(PageState state) const
+std::size_t FlashMemory::pagesIn(PageState state) const
 {
     return static_cast<std::size_t>(std::count(m_states.begin(), m_states.end(), state));
 }

@@ -14,7 +14,7 @@ enum class PageState { Untouched, Erased, Filling, Programmed };
 
 /// The flash memory that the bootloader writes the firmware into, with the one page buffer that
 /// data lines fill.
-class Flash
+class FlashMemory
 {
 public:
     static constexpr std::uint32_t kFirstAddress = 0x1000;
@@ -27,7 +27,7 @@ public:
     static constexpr char kOldContent = '\x5A';
     static constexpr char kErased = '\xFF';
 
-    Flash();
+    FlashMemory();
 
     /// Erases the page at `address` and makes it the one that data lines fill.
     /// False when no page starts there; nothing changes then.

@@ -31,13 +31,13 @@ struct Outcome
 };
 
 /// A program that runs on the board, without input, output or clock of its own.
-class Firmware
+class BoardProgram
 {
 public:
-    Firmware() = default;
-    virtual ~Firmware() = default;
-    Firmware(const Firmware&) = delete;
-    Firmware& operator=(const Firmware&) = delete;
+    BoardProgram() = default;
+    virtual ~BoardProgram() = default;
+    BoardProgram(const BoardProgram&) = delete;
+    BoardProgram& operator=(const BoardProgram&) = delete;
 
     /// The rate it listens and talks at, in baud.
     [[nodiscard]] virtual int baudRate() const = 0;

@@ -1,0 +1,192 @@
+// What the tool says of the jobs that a program does on its boards.
+
+#include "tests/support/TestProgram.h"
+#include "tests/virtualboard/ToolProcess.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+namespace {
+
+constexpr int kPort = 120;
+
+Run run(const QStringList& options, const QStringList& program = {})
+{
+    return runTool(kPort, options, program);
+}
+
+} // namespace
+
+class TestToolJobs : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void updateJobEndsExact()
+    {
+        const Run update = job(QStringLiteral("update"));
+        QVERIFY2(update.output.contains(QStringLiteral("EXACT, update, 223 of 223 pages")),
+            qPrintable(update.output + update.errors));
+        QVERIFY(update.output.contains(QStringLiteral("VERDICT: EXACT (1 of 1 boards exact)")));
+        QCOMPARE(update.exitCode, 0);
+    }
+
+    void imagesJobEndsExactWithPicturesRecordAndReport()
+    {
+        const QString pictures = m_folder.filePath(QStringLiteral("pictures"));
+        const QString record = m_folder.filePath(QStringLiteral("record.txt"));
+        const QString report = m_folder.filePath(QStringLiteral("report.json"));
+        const Run images = job(QStringLiteral("images"),
+            {"--pictures", pictures, "--record", record, "--report", report});
+        QVERIFY2(images.exitCode == 0, qPrintable(images.output + images.errors));
+
+        QCOMPARE(QDir(pictures).entryList({"*.png"}), QStringList{"image7-v1.png"});
+
+        QFile transcript(record);
+        QVERIFY(transcript.open(QIODevice::ReadOnly));
+        const QByteArray text = transcript.readAll();
+        QVERIFY(text.contains(" board 0 -> $MVER*"));
+        QVERIFY(text.contains(" board 0 <- $Bootloader\n"));
+
+        QFile json(report);
+        QVERIFY(json.open(QIODevice::ReadOnly));
+        const QJsonValue board
+            = QJsonDocument::fromJson(json.readAll())[QStringLiteral("boards")][0];
+        QCOMPARE(board[QStringLiteral("exact")].toBool(), true);
+        QCOMPARE(board[QStringLiteral("lines")][QStringLiteral("I")].toInt(), 1);
+        QVERIFY(board[QStringLiteral("turnaroundMicroseconds")][QStringLiteral("p50")].toInt() > 0);
+    }
+
+    void eraseJobEndsExact()
+    {
+        const Run erase = job(QStringLiteral("erase"), {"--holds", "3:2", "--image-erase", "50"});
+        QVERIFY2(erase.exitCode == 0, qPrintable(erase.output + erase.errors));
+        QVERIFY(erase.output.contains(QStringLiteral("EXACT, erase")));
+    }
+
+    void anotherJobThanExpectedIsNotExact()
+    {
+        const Run erase = job(QStringLiteral("erase"), {"--expect", "images"});
+        QCOMPARE(erase.exitCode, 1);
+        QVERIFY(erase.output.contains(QStringLiteral("is missing")));
+    }
+
+    void otherBytesThanTheReleaseSetAreNotExact()
+    {
+        const QString folder = m_folder.filePath(QStringLiteral("other"));
+        QDir().mkpath(folder);
+        writeFile(folder + QStringLiteral("/fw1.bin"), "x");
+        writeFile(folder + QStringLiteral("/settings.json"),
+            R"({"Images":[{"FileName":"a.c","ImageName":7,"ImageVersion":1}]})");
+        writeFile(folder + QStringLiteral("/a.c"),
+            "m[] = {\n0x01, 0x02, 0x03, 0x04 };\nd = { .header.w = 2, .header.h = 1, };");
+        const Run own = run({"--release-set", folder}, {kClient, "images", folder});
+        QVERIFY2(own.exitCode == 0, qPrintable(own.output + own.errors));
+
+        writeFile(folder + QStringLiteral("/a.c"),
+            "m[] = {\n0x01, 0x02, 0x03, 0x05 };\nd = { .header.w = 2, .header.h = 1, };");
+        const Run other = run({}, {kClient, "images", folder});
+        QCOMPARE(other.exitCode, 1);
+        QVERIFY(other.output.contains(QStringLiteral("image 7 is not in the release set")));
+    }
+
+    void stopsTheProgramWhenTheBoardsAreDone()
+    {
+        const QString lasting
+            = QStringLiteral("'%1' erase '%2'; sleep 1000 & trap 'kill $!' EXIT TERM; wait");
+        const Run stopped
+            = run({"--stop-when-done", "0.2"}, {"sh", "-c", lasting.arg(kClient, m_set)});
+        QVERIFY2(stopped.exitCode == 0, qPrintable(stopped.output + stopped.errors));
+    }
+
+    void everyBoardGetsItsVerdict()
+    {
+        const Run two = job(QStringLiteral("erase"), {"--boards", "2"});
+        QCOMPARE(two.exitCode, 1); // the client works on the first one only
+        QVERIFY(two.output.contains(QStringLiteral("board 0 (ttyUSB120): EXACT, erase")));
+        QVERIFY(two.output.contains(QStringLiteral("board 1 (ttyUSB121): NOT EXACT")));
+        QVERIFY(two.output.contains(QStringLiteral("VERDICT: NOT EXACT (1 of 2 boards exact)")));
+    }
+
+    void recoversFromFaultsAndSaysThem_data()
+    {
+        QTest::addColumn<QString>("fault");
+        for (const char* fault : {"drop-command rate=3% times=5", "drop-reply rate=3% times=5",
+                 "corrupt-command rate=3% times=5", "split-reply rate=3% times=5",
+                 "join-lines rate=10% times=5", "garbage rate=3% times=5",
+                 "long-line rate=3% times=5", "announce rate=5% times=5",
+                 "silence at=100 for=700ms"})
+            QTest::newRow(fault) << QString::fromLatin1(fault);
+    }
+
+    void recoversFromFaultsAndSaysThem()
+    {
+        QFETCH(QString, fault);
+        const Run images = job(QStringLiteral("images"), {"--fault", fault});
+        QVERIFY2(images.exitCode == 0, qPrintable(images.output + images.errors));
+        QVERIFY(images.output.contains(QStringLiteral("s: ") + fault));
+    }
+
+    void readsFaultsFromAFile()
+    {
+        const QString plan = m_folder.filePath(QStringLiteral("plan.txt"));
+        writeFile(plan, "# two of them\ndrop-command at=1\n\ndrop-reply at=1  # the answer\n");
+        const Run erase = job(QStringLiteral("erase"), {"--fault-file", plan});
+        QCOMPARE(erase.exitCode, 0);
+        QVERIFY(erase.output.contains(QStringLiteral("s: drop-command at=1")));
+        QVERIFY(erase.output.contains(QStringLiteral("s: drop-reply at=1")));
+    }
+
+    void anUnpluggedBoardFailsTheProgramAndComesBack()
+    {
+        // The first attempt loses its port; the second one finds the adapter again.
+        const QString twice = QStringLiteral("'%1' images '%2'; sleep 1; '%1' images '%2'");
+        const Run images
+            = run({"--fault", "unplug at=100 for=500ms"}, {"sh", "-c", twice.arg(kClient, m_set)});
+        QVERIFY2(images.output.contains(QStringLiteral("s: unplug at=100")),
+            qPrintable(images.output + images.errors));
+        QVERIFY(images.errors.contains(QStringLiteral("job_client: no ")));
+        QVERIFY(images.output.contains(QStringLiteral("NOT EXACT")));
+    }
+
+    void lineRateTakesItsTime()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const Run erase = job(QStringLiteral("erase"), {"--line-rate", "--image-erase", "800"});
+        QVERIFY2(erase.exitCode == 0, qPrintable(erase.output + erase.errors));
+        QVERIFY(timer.elapsed() > 300 + 800);
+    }
+
+private:
+    /// A job of the client with the small set.
+    Run job(const QString& name, const QStringList& options = {})
+    {
+        return run(QStringList{"--release-set", m_set} + options, {kClient, name, m_set});
+    }
+
+    QTemporaryDir m_folder;
+    QString m_set;
+};
+
+// One image of 200 blocks; the firmware is mostly erased flash.
+void TestToolJobs::initTestCase()
+{
+    QVERIFY(m_folder.isValid());
+    m_set = m_folder.filePath(QStringLiteral("set"));
+    QVERIFY(QDir().mkpath(m_set));
+    writeFile(m_set + QStringLiteral("/fw1.bin"), QByteArray(0x1800, 'f'));
+    writeFile(m_set + QStringLiteral("/settings.json"),
+        R"({"Images":[{"FileName":"a.c","ImageName":7,"ImageVersion":1}]})");
+    writeFile(m_set + QStringLiteral("/a.c"),
+        "m[] = {\n" + QByteArray("0x01, 0x02, ").repeated(160 * 160)
+            + "};\nd = { .header.w = 160, .header.h = 160, };");
+}
+
+static const RegisteredTest<TestToolJobs> registered(__FILE__);
+#include "tst_tooljobs.moc"
