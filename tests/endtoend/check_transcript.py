@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """check_transcript.py JOB RELEASE_SET TRANSCRIPT
 
-Holds what a virtual board heard during a job against the lines that the job has to send, worked out
+Compares what a virtual board heard during a job with the lines that the job has to send, worked out
 in support/job_lines.py from the release set alone: every line, in order, with its checksum.
 """
 

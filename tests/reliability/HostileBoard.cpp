@@ -1,5 +1,7 @@
 #include "tests/reliability/HostileBoard.h"
 
+#include "tests/support/Reference.h"
+
 #include <array>
 
 namespace {
@@ -9,15 +11,8 @@ constexpr std::array<const char*, 11> kWords{"$Bootloader", "$GACK", "$MVERR", "
 
 QByteArray withChecksum(const QByteArray& line)
 {
-    constexpr unsigned kReflectedPolynomial = 0x8408;
-    unsigned crc = 0xFFFF;
     const QByteArray body = line.mid(line.indexOf('$') + 1);
-    for (const char byte : body) {
-        crc ^= static_cast<unsigned char>(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1U) != 0 ? (crc >> 1U) ^ kReflectedPolynomial : crc >> 1U;
-    }
-    return line + '*' + QByteArray::number(crc, 16).toUpper();
+    return line + '*' + QByteArray::number(reference::crc(body), 16).toUpper();
 }
 
 } // namespace

@@ -1,39 +1,42 @@
 #include "tests/reliability/PlayedBoard.h"
 
-#include "bootload/Session.h"
-#include "protocol/Commands.h"
-
 #include <QTextEdit>
 
 #include <array>
-#include <fcntl.h>
-#include <stdexcept>
-#include <unistd.h>
+#include <utility>
 
-using namespace protocol;
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr vboard::Time kTick = kTickInterval;
+constexpr vboard::Time kTick = 500ms;
+constexpr qint32 kFirstBaudRate = 19200;
 
-// Written behind what the program has sent, on the same terminal: reading up to it needs no waiting
-// for silence.
-constexpr QByteArrayView kFence{"#fence#"};
+/// A port as the program has it after it was found; `dialog` owns it.
+MemoryPort<PortTest>& addPort(DialogBootload& dialog)
+{
+    auto port = std::make_unique<MemoryPort<PortTest>>();
+    port->setBaudRate(kFirstBaudRate);
+    port->portOpen = port->open(QIODevice::ReadWrite);
+    port->state = StateStart;
+    DialogBootloadProbe(dialog).addPort(port.get());
+    return *port.release();
+}
 
 std::string smallFirmware()
 {
-    using vboard::Flash;
-    std::string flash(Flash::kEndAddress, Flash::kErased);
+    using vboard::FlashMemory;
+    std::string flash(FlashMemory::kEndAddress, FlashMemory::kErased);
     const QByteArray file = smallReleaseSet().value(QStringLiteral("fw1.bin"));
     flash.replace(0, static_cast<std::size_t>(file.size()), file.toStdString());
-    return flash.substr(Flash::kFirstAddress);
+    return flash.substr(FlashMemory::kFirstAddress);
 }
 
-QString firmwareDifferences(const vboard::Flash& flash)
+QString firmwareDifferences(const vboard::FlashMemory& flash)
 {
     const std::string wanted = smallFirmware();
-    for (std::size_t page = 0; page < vboard::Flash::kPageCount; ++page) {
-        const auto size = vboard::Flash::kPageSize;
+    for (std::size_t page = 0; page < vboard::FlashMemory::kPageCount; ++page) {
+        const auto size = vboard::FlashMemory::kPageSize;
         if (flash.state(page) != vboard::PageState::Programmed
             || flash.page(page) != std::string_view(wanted).substr(page * size, size))
             return QStringLiteral("page %1 differs").arg(page);
@@ -65,32 +68,24 @@ QString imageDifferences(const vboard::ImageStore& store)
 
 } // namespace
 
-PlayedBoard::PlayedBoard(
-    DialogBootload& dialog, PluggedAdapter& adapter, TimedBoard& board, int index)
-    : m_dialog(dialog), m_port(*DialogBootloadProbe(dialog).ports().at(index)), m_adapter(adapter),
-      m_board(board.board), m_now(board.now),
-      m_terminal(
-          ::open(adapter.terminalPath().toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC))
+PlayedBoard::PlayedBoard(DialogBootload& dialog, MemoryPort<PortTest>& port, TimedBoard& board)
+    : m_dialog(dialog), m_port(port), m_board(board.board), m_now(board.now)
 {
     DialogBootloadProbe(dialog).timer().stop();
-    // Counted ahead of the dialog's slot, which leaves nothing to count.
-    QObject::disconnect(&m_port, SIGNAL(readyRead()), &m_dialog, SLOT(readyRead()));
-    m_counting = QObject::connect(
-        &m_port, &QSerialPort::readyRead, &m_port, [this] { m_taken += m_port.bytesAvailable(); });
-    QObject::connect(&m_port, SIGNAL(readyRead()), &m_dialog, SLOT(readyRead()));
-    m_rate = m_adapter.baudRate();
 }
 
-PlayedBoard::~PlayedBoard()
+PlayedBoard::PlayedBoard(SessionFixture& fixture, TimedBoard& board, int index)
+    : PlayedBoard(fixture.dialog(), fixture.memoryPort(index), board)
 {
-    QObject::disconnect(m_counting);
-    ::close(m_terminal);
+}
+
+PlayedBoard::PlayedBoard(DialogBootload& dialog, TimedBoard& board)
+    : PlayedBoard(dialog, addPort(dialog), board)
+{
 }
 
 void PlayedBoard::tick()
 {
-    // In this time nothing is on its way any more that closing the port would have to wait for.
-    m_port.onTheWire = QDeadlineTimer();
     m_dialog.Timeout();
     const vboard::Time end = m_now + kTick;
     settle(end);
@@ -102,8 +97,8 @@ bool PlayedBoard::playToEnd(int mostTicks)
     const auto* const log = m_dialog.findChild<QTextEdit*>(QStringLiteral("textEdit"));
     for (int i = 0; i < mostTicks; ++i) {
         tick();
-        if (m_port.state == StateFinish && !m_port.isOpen())
-            return log->toPlainText().endsWith(QStringLiteral("Bootload Complete"));
+        if (!m_port.isOpen() && log->toPlainText().endsWith(QStringLiteral("Bootload Complete")))
+            return true;
     }
     return false;
 }
@@ -122,57 +117,38 @@ void PlayedBoard::settle(vboard::Time end)
     }
 }
 
-QByteArray PlayedBoard::sent()
-{
-    if (::write(m_terminal, kFence.data(), kFence.size()) != kFence.size())
-        throw std::runtime_error("cannot write to the far end");
-    QByteArray bytes;
-    std::array<char, 4096> chunk{};
-    while (!bytes.endsWith(kFence)) {
-        const ssize_t count = ::read(m_adapter.masterFd(), chunk.data(), chunk.size());
-        if (count <= 0)
-            throw std::runtime_error("the far end has gone");
-        bytes.append(chunk.data(), count);
-    }
-    return bytes.chopped(kFence.size());
-}
-
 bool PlayedBoard::toBoard()
 {
-    const QByteArray bytes = sent();
-    // A port that a step has closed shows no rate any more; what it sent went out at the old one.
-    const int rate = m_adapter.baudRate();
-    if (rate != PluggedAdapter::kIdleBaudRate || bytes.isEmpty())
-        m_rate = rate;
+    const QByteArray bytes = std::exchange(m_port.written, {}).join();
     if (bytes.isEmpty())
         return false;
-    m_board.receive(bytes.toStdString(), m_rate, m_now);
+    m_board.receive(bytes.toStdString(), m_port.baudRate(), m_now);
     return true;
 }
 
 bool PlayedBoard::fromBoard()
 {
-    bool any = false;
-    for (const vboard::Emission& emission : m_board.takeDue(m_now)) {
-        const bool heard = emission.what == vboard::Emission::What::Bytes && m_port.isOpen()
-            && emission.baudRate == m_adapter.baudRate();
-        if (heard)
-            deliver(emission.bytes);
-        any = true;
-    }
-    return any;
+    const std::vector<vboard::Emission> emissions = m_board.takeDue(m_now);
+    for (const vboard::Emission& emission : emissions)
+        happen(emission);
+    return !emissions.empty();
 }
 
-void PlayedBoard::deliver(const std::string& bytes)
+void PlayedBoard::happen(const vboard::Emission& emission)
 {
-    constexpr int kArrivalTimeout = 5000; // ms
-    const qsizetype wanted = m_taken + static_cast<qsizetype>(bytes.size());
-    if (::write(m_adapter.masterFd(), bytes.data(), bytes.size())
-        != static_cast<ssize_t>(bytes.size()))
-        throw std::runtime_error("cannot write from the far end");
-    while (m_taken < wanted && m_port.isOpen()) {
-        if (!m_port.waitForReadyRead(kArrivalTimeout))
-            throw std::runtime_error("the program did not take what it was sent");
+    switch (emission.what) {
+    case vboard::Emission::What::Bytes:
+        if (m_port.isOpen() && emission.baudRate == m_port.baudRate())
+            m_port.arrive(QByteArray::fromStdString(emission.bytes));
+        break;
+    case vboard::Emission::What::Unplug:
+        // As the program closes a port that has gone.
+        m_port.present = false;
+        m_port.close();
+        break;
+    case vboard::Emission::What::PlugIn:
+        m_port.present = true;
+        break;
     }
 }
 

@@ -1,10 +1,7 @@
 #pragma once
 
-#include "bootload/DialogBootload.h"
-#include "tests/session/DialogBootloadProbe.h"
-#include "tests/session/ReleaseSetFixture.h"
+#include "tests/session/SessionFixture.h"
 #include "virtualboard/Board.h"
-#include "virtualboard/UsbBus.h"
 
 /// A board and how long it has lived.
 struct TimedBoard
@@ -15,15 +12,17 @@ struct TimedBoard
     vboard::Time now{};
 };
 
-/// Plays a dialog's timer and the board at the far end of its port, in a time of its own: a job
-/// takes as long as its lines take to be handled, and goes the same way every time.
+/// Plays a dialog's timer and the board at the other end of its port in memory, in a time of its
+/// own: a job takes as long as its lines take to be handled, and goes the same way every time.
 ///
 /// The dialog's own timer is stopped. The board lives on afterwards.
 class PlayedBoard
 {
 public:
-    PlayedBoard(DialogBootload& dialog, PluggedAdapter& adapter, TimedBoard& board, int index = 0);
-    ~PlayedBoard();
+    /// At the fixture's port `index`.
+    PlayedBoard(SessionFixture& fixture, TimedBoard& board, int index = 0);
+    /// At a port that `dialog` gets here, and owns.
+    PlayedBoard(DialogBootload& dialog, TimedBoard& board);
     PlayedBoard(const PlayedBoard&) = delete;
     PlayedBoard& operator=(const PlayedBoard&) = delete;
 
@@ -34,21 +33,16 @@ public:
     bool playToEnd(int mostTicks = 400);
 
 private:
+    PlayedBoard(DialogBootload& dialog, MemoryPort<PortTest>& port, TimedBoard& board);
     void settle(vboard::Time end);
-    QByteArray sent();
     bool toBoard();
     bool fromBoard();
-    void deliver(const std::string& bytes);
+    void happen(const vboard::Emission& emission);
 
     DialogBootload& m_dialog;
-    PortTest& m_port;
-    PluggedAdapter& m_adapter;
+    MemoryPort<PortTest>& m_port;
     vboard::Board& m_board;
     vboard::Time& m_now;
-    int m_terminal;
-    int m_rate = 0;
-    qsizetype m_taken = 0; // bytes that the dialog was told of
-    QMetaObject::Connection m_counting;
 };
 
 /// A board that needs a job in `mode`: one whose images are to be erased has some.

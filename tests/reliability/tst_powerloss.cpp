@@ -2,10 +2,9 @@
 // again.
 
 #include "tests/reliability/PlayedBoard.h"
-#include "tests/session/SessionBench.h"
+#include "tests/support/TestProgram.h"
 
 #include <QLoggingCategory>
-#include <QTest>
 
 #include <random>
 #include <set>
@@ -47,7 +46,10 @@ class TestPowerLoss : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QLoggingCategory::setFilterRules(QStringLiteral("updater.*=false")); }
+    void initTestCase()
+    {
+        QLoggingCategory::setFilterRules(QStringLiteral("updater.*=false\nqt.*=false"));
+    }
     void startingAgainCompletesTheBoard_data();
     void startingAgainCompletesTheBoard();
     void aBoardThatKeptItsPowerIsNotFoundAgain();
@@ -67,10 +69,10 @@ void TestPowerLoss::startingAgainCompletesTheBoard_data()
 void TestPowerLoss::startingAgainCompletesTheBoard()
 {
     QFETCH(int, line);
-    SessionBench bench(JobUpdate);
+    SessionFixture fixture(JobUpdate);
     TimedBoard board(losingPowerAt(line));
     {
-        PlayedBoard played(bench.dialog(), bench.adapter(), board);
+        PlayedBoard played(fixture, board);
         for (int tick = 0; tick < kPatience && board.board.faultsStruck().empty(); ++tick)
             played.tick();
         QCOMPARE(board.board.faultsStruck().size(), std::size_t(1));
@@ -79,12 +81,12 @@ void TestPowerLoss::startingAgainCompletesTheBoard()
     }
     // Without power nothing hears what the session says again and again, until the dialog is
     // closed.
-    bench.step(kPatience);
-    QVERIFY(bench.sent().contains('$'));
-    bench.closeDialog();
+    fixture.step(kPatience);
+    QVERIFY(fixture.sent().contains('$'));
+    fixture.closeDialog();
 
-    bench.openDialog(JobUpdate);
-    PlayedBoard played(bench.dialog(), bench.adapter(), board);
+    fixture.openDialog(JobUpdate);
+    PlayedBoard played(fixture, board);
     QVERIFY(played.playToEnd());
     QCOMPARE(differencesFromSmallSet(board.board, JobUpdate), QString());
 }
@@ -95,21 +97,21 @@ void TestPowerLoss::aBoardThatKeptItsPowerIsNotFoundAgain()
     constexpr int kTicksIntoTheFirmware = 30;
     vboard::BoardOptions options;
     options.lineRate = true;
-    SessionBench bench(JobUpdate);
+    SessionFixture fixture(JobUpdate);
     TimedBoard board(options);
     {
-        PlayedBoard played(bench.dialog(), bench.adapter(), board);
+        PlayedBoard played(fixture, board);
         QVERIFY(!played.playToEnd(kTicksIntoTheFirmware));
-        QCOMPARE(bench.port().state, static_cast<qint32>(StateFirmware));
+        QCOMPARE(fixture.port().state, static_cast<qint32>(StateFirmware));
     }
-    bench.closeDialog();
+    fixture.closeDialog();
 
-    bench.openDialog(JobUpdate);
-    PlayedBoard played(bench.dialog(), bench.adapter(), board);
+    fixture.openDialog(JobUpdate);
+    PlayedBoard played(fixture, board);
     QVERIFY(!played.playToEnd());
-    QCOMPARE(bench.port().state, static_cast<qint32>(StateWaitForBootloader));
-    QCOMPARE(bench.port().phase, static_cast<qint32>(PhaseNotCaptured));
+    QCOMPARE(fixture.port().state, static_cast<qint32>(StateWaitForBootloader));
+    QCOMPARE(fixture.port().phase, static_cast<qint32>(PhaseNotCaptured));
 }
 
-QTEST_MAIN(TestPowerLoss)
+static const RegisteredTest<TestPowerLoss> registered(__FILE__);
 #include "tst_powerloss.moc"

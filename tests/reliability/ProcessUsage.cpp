@@ -1,4 +1,4 @@
-#include "tests/reliability/Resources.h"
+#include "tests/reliability/ProcessUsage.h"
 
 #include <QDir>
 #include <QFile>
