@@ -2,6 +2,7 @@
 
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
+#include "protocol/Commands.h"
 #include "ui_DialogBootload.h"
 
 #include <QSignalBlocker>
@@ -15,9 +16,9 @@ namespace {
 /// before it have mostly been answered, and left when it was written.
 void noteTimeOnTheWire(PortTest* port, qsizetype bytes)
 {
-    constexpr qint64 kBitsPerByte = 10; // start bit, eight data bits, stop bit
     constexpr qint64 kMillisecondsPerSecond = 1000;
-    const qint64 time = bytes * kBitsPerByte * kMillisecondsPerSecond / qMax(port->baudRate(), 1);
+    const qint64 time
+        = bytes * protocol::kBitsPerByte * kMillisecondsPerSecond / qMax(port->baudRate(), 1);
     port->onTheWire.setRemainingTime(kAdapterDelay + std::chrono::milliseconds(time + 1));
 }
 

@@ -12,6 +12,9 @@ namespace protocol {
 inline constexpr qint32 kApplicationBaudRate = 19200;
 inline constexpr qint32 kBootloaderBaudRate = 921600;
 
+/// Bits on the line for a byte: start bit, eight data bits, stop bit.
+inline constexpr qint64 kBitsPerByte = 10;
+
 /// Firmware: first and last address that is written, bytes of a page and of a data line.
 inline constexpr qint32 kFirmwareStart = 0x1000;
 inline constexpr qint32 kFirmwareLast = 0xDFFFF;

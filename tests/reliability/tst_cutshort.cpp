@@ -126,7 +126,7 @@ void TestCutShort::closesTheDialog()
 void TestCutShort::sendsTheRestOnceTheLineTakesItAgain()
 {
     constexpr int kMoreThanTheLineHolds = 100;
-    const QByteArray line = "$F,00" + QByteArray(",A5").repeated(kBlockSize);
+    const QByteArray line = "$F,00" + QByteArray(",A5").repeated(protocol::kBlockSize);
     BusFixture fixture(JobUpdate);
     fixture.setFields({{"state", StateWaitForBootloader}});
     for (int i = 0; i < kMoreThanTheLineHolds; ++i)
@@ -143,7 +143,7 @@ void TestCutShort::sendsTheRestOnceTheLineTakesItAgain()
 void TestCutShort::leavesOutLinesThatTheLineDoesNotTake()
 {
     constexpr int kFarMoreThanIsKept = 1000;
-    const QByteArray line = "$F,00" + QByteArray(",A5").repeated(kBlockSize);
+    const QByteArray line = "$F,00" + QByteArray(",A5").repeated(protocol::kBlockSize);
     BusFixture fixture(JobUpdate);
     fixture.setFields({{"state", StateWaitForBootloader}});
     for (int i = 0; i < kFarMoreThanIsKept; ++i)

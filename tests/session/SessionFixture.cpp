@@ -13,7 +13,7 @@ void SessionFixture::addPorts()
     for (int i = 0; i < m_portCount; ++i) {
         auto port = std::make_unique<MemoryPort<PortTest>>();
         port->setPortName(QStringLiteral("ttyUSB%1").arg(i));
-        port->setBaudRate(kApplicationBaudRate);
+        port->setBaudRate(protocol::kApplicationBaudRate);
         port->portOpen = port->open(QIODevice::ReadWrite);
         port->state = StateStart;
         // The dialog frees its ports when it is closed.

@@ -79,7 +79,7 @@ void TestClock::probesASilentBoardEvery500MillisecondsAndReopensFast()
     expected += QByteArrayList(2, "$BOOTLOADM");
     QCOMPARE(board.heard(), framedAll(expected));
     QVERIFY(port.isOpen());
-    QCOMPARE(session.adapter().baudRate(), kBootloaderBaudRate);
+    QCOMPARE(session.adapter().baudRate(), protocol::kBootloaderBaudRate);
 
     // The first tick starts the session, each of the next ten sends. A busy computer makes ticks
     // late, never early.

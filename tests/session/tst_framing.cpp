@@ -427,7 +427,8 @@ void TestFraming::waitsBeforeClosingForTheLastLineAlone()
     // A port takes lines faster than they leave; their times must not add up. So slow that the time
     // that the test itself takes does not count.
     constexpr int kBaudRate = 1;
-    constexpr std::chrono::seconds kLineTime{12 * kBitsPerByte}; // "$MVER*826A" and a line feed
+    constexpr std::chrono::seconds kLineTime{
+        12 * protocol::kBitsPerByte}; // "$MVER*826A" and a line feed
     SessionFixture session;
     session.memoryPort().close();
     session.port().setBaudRate(kBaudRate);

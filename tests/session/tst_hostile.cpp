@@ -46,7 +46,7 @@ bool isSound(const PortTest& port, qsizetype images)
         = [](qint32 value, qint32 low, qint32 high) { return value >= low && value <= high; };
     return within(port.rxIndex, 0, protocol::kLineCapacity - 1)
         && within(port.imageIndex, 0, static_cast<qint32>(images)) && port.imageOffset >= 0
-        && within(port.flashAddress, 0, kFirmwareLast + 1) && port.ticks >= 0
+        && within(port.flashAddress, 0, protocol::kFirmwareLast + 1) && port.ticks >= 0
         && within(port.fwStep, FirmwareErase, FirmwareProgramChecked)
         && within(port.imageStep, ImageAnnounce, ImageRestart) && port.imageWait >= 0;
 }

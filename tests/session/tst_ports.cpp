@@ -156,9 +156,9 @@ void TestPorts::opensAt19200EightBitsNoParity()
 {
     BusFixture session;
     const PortTest& port = session.port();
-    QCOMPARE(session.adapter().baudRate(), kApplicationBaudRate);
-    QCOMPARE(port.baudRate(QSerialPort::Input), kApplicationBaudRate);
-    QCOMPARE(port.baudRate(QSerialPort::Output), kApplicationBaudRate);
+    QCOMPARE(session.adapter().baudRate(), protocol::kApplicationBaudRate);
+    QCOMPARE(port.baudRate(QSerialPort::Input), protocol::kApplicationBaudRate);
+    QCOMPARE(port.baudRate(QSerialPort::Output), protocol::kApplicationBaudRate);
     QCOMPARE(port.dataBits(), QSerialPort::Data8);
     QCOMPARE(port.parity(), QSerialPort::NoParity);
     QCOMPARE(port.stopBits(), QSerialPort::OneStop);
@@ -216,7 +216,7 @@ void TestPorts::opensAHeldPortThatWasGivenFree()
     }
     session.step(1);
     QVERIFY(session.port().isOpen());
-    QCOMPARE(session.adapter().baudRate(), kBootloaderBaudRate);
+    QCOMPARE(session.adapter().baudRate(), protocol::kBootloaderBaudRate);
 }
 
 void TestPorts::readsWhatComesOnEveryPort()
@@ -274,7 +274,7 @@ void TestPorts::findsThePortsAnewForEveryDialog()
     for (int i = 0; i < 2; ++i) {
         QVERIFY(session.port(i).isOpen());
         QCOMPARE(session.port(i).state, qint32(StateStart));
-        QCOMPARE(session.adapter(i).baudRate(), kApplicationBaudRate);
+        QCOMPARE(session.adapter(i).baudRate(), protocol::kApplicationBaudRate);
     }
 }
 

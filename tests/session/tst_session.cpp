@@ -356,7 +356,7 @@ void TestSession::sendsTheTenthProbingLineBeforeThePortCloses()
     session.memoryPort().beOpen();
     (void)takeSlept();
     session.step();
-    constexpr std::chrono::seconds kLineTime{16 * kBitsPerByte};
+    constexpr std::chrono::seconds kLineTime{16 * protocol::kBitsPerByte};
     QVERIFY(takeSlept() > kLineTime / 2);
     QVERIFY(!session.port().isOpen());
     QCOMPARE(session.sent(), framed("$BOOTLOADM"));

@@ -31,7 +31,8 @@ void TestUnplugging::closesThePortInEveryState()
     constexpr int kLinesThatFillTheLine = 100;
     QFETCH(int, state);
     QFETCH(bool, waiting);
-    const QString line = QStringLiteral("$F,00") + QStringLiteral(",A5").repeated(kBlockSize);
+    const QString line
+        = QStringLiteral("$F,00") + QStringLiteral(",A5").repeated(protocol::kBlockSize);
     BusFixture session(JobUpdate);
     for (int trial = 0; trial < kTrials; ++trial) {
         session.setFields({{"state", state}});
