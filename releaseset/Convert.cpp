@@ -1,7 +1,6 @@
 #include "releaseset/Convert.h"
 
-#include "releaseset/CSource.h"
-#include "releaseset/SourceText.h"
+#include "releaseset/ImageSource.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -28,9 +27,13 @@ Pixels readSourceFile(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        return {{}, {}, file.errorString()};
+        return {{}, {}, path + QStringLiteral(": ") + file.errorString()};
     const SourceImage image = decodeSource(readSource(file.readAll()));
-    return {image.pixels, image.size, image.fault};
+    if (image.fault.isEmpty())
+        return {image.pixels, image.size, {}};
+    const QString line
+        = image.faultLine > 0 ? QStringLiteral(":%1").arg(image.faultLine) : QString();
+    return {{}, {}, path + line + QStringLiteral(": ") + image.fault};
 }
 
 Pixels readPicture(const QString& path, Dither dither)
@@ -38,7 +41,7 @@ Pixels readPicture(const QString& path, Dither dither)
     QImageReader reader(path);
     const QImage picture = reader.read();
     if (picture.isNull())
-        return {{}, {}, reader.errorString()};
+        return {{}, {}, path + QStringLiteral(": ") + reader.errorString()};
     return {toRgb565(picture, dither), picture.size(), {}};
 }
 
@@ -47,13 +50,13 @@ QString writeSource(const QString& path, const QByteArray& text)
     QFile file(path);
     if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush())
         return {};
-    return file.errorString();
+    return path + QStringLiteral(": ") + file.errorString();
 }
 
 QString writePicture(const QString& path, const QImage& picture)
 {
     QImageWriter writer(path);
-    return writer.write(picture) ? QString() : writer.errorString();
+    return writer.write(picture) ? QString() : path + QStringLiteral(": ") + writer.errorString();
 }
 
 /// Takes a size that an earlier conversion appended off a title, so that it is not there twice.
@@ -65,17 +68,6 @@ QString withoutSize(QString title, QSize size)
     return title;
 }
 
-QString write(const Conversion& conversion, const Pixels& pixels)
-{
-    if (!isSource(conversion.output))
-        return writePicture(conversion.output, fromRgb565(pixels.bytes, pixels.size));
-    const QString title = conversion.name.isEmpty()
-        ? withoutSize(QFileInfo(conversion.input).completeBaseName(), pixels.size)
-        : conversion.name;
-    return writeSource(
-        conversion.output, cSourceOf(pixels.bytes, pixels.size, symbolName(title, pixels.size)));
-}
-
 } // namespace
 
 QString convert(const Conversion& conversion)
@@ -84,9 +76,13 @@ QString convert(const Conversion& conversion)
         ? readSourceFile(conversion.input)
         : readPicture(conversion.input, conversion.dither);
     if (!pixels.fault.isEmpty())
-        return QStringLiteral("%1: %2").arg(conversion.input, pixels.fault);
-    const QString fault = write(conversion, pixels);
-    return fault.isEmpty() ? QString() : QStringLiteral("%1: %2").arg(conversion.output, fault);
+        return pixels.fault;
+    if (!isSource(conversion.output))
+        return writePicture(conversion.output, fromRgb565(pixels.bytes, pixels.size));
+    const QString title = conversion.name.isEmpty()
+        ? withoutSize(QFileInfo(conversion.input).completeBaseName(), pixels.size)
+        : conversion.name;
+    return writeSource(conversion.output, plainSource(pixels.bytes, pixels.size, title));
 }
 
 } // namespace releaseset

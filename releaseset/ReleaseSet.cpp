@@ -79,7 +79,9 @@ private:
                 QStringLiteral("%1 names the file a second time; is another one meant?")
                     .arg(entry.key));
         }
-        return text ? readImage(entry.fileName, *text, m_findings) : ImageFile();
+        return text
+            ? readImage(entry.fileName, m_directory.filePath(entry.fileName), *text, m_findings)
+            : ImageFile();
     }
 
     [[nodiscard]] bool isKnown(const QString& file) const

@@ -1,8 +1,6 @@
 #include "releaseset/Sheet.h"
 
-#include "releaseset/Canvas.h"
 #include "releaseset/Rgb565.h"
-#include "releaseset/StrokeFont.h"
 
 #include <QPainter>
 
@@ -16,20 +14,20 @@ namespace {
 constexpr int kMargin = 20;
 constexpr int kTitleHeight = 34;
 constexpr int kLabelHeight = 40;
+constexpr int kLabelGap = 4;
 constexpr QSize kEmptyFrame{220, 60};
 constexpr QSize kLargestCell{480, 480};
 constexpr int kWidestSheet = 1500;
 constexpr int kMostColumns = 3;
 
-constexpr QRgb kPaper = qRgb(236, 234, 240);
-constexpr QRgb kInk = qRgb(34, 28, 46);
-constexpr QRgb kFaintInk = qRgb(112, 104, 126);
-constexpr QRgb kFrame = qRgb(190, 184, 200);
+constexpr int kTitleSize = 18;
+constexpr int kNameSize = 13;
+constexpr int kDetailSize = 11;
 
-const TextStyle kTitleStyle{.capHeight = px(13), .penWidth = px(2), .colour = kInk, .tracking = 0};
-const TextStyle kNameStyle{.capHeight = px(9), .penWidth = px(1.5), .colour = kInk, .tracking = 0};
-const TextStyle kDetailStyle{
-    .capHeight = px(7.5), .penWidth = px(1.125), .colour = kFaintInk, .tracking = 0};
+constexpr QColor kPaper(236, 234, 240);
+constexpr QColor kInk(34, 28, 46);
+constexpr QColor kFaintInk(112, 104, 126);
+constexpr QColor kFrame(190, 184, 200);
 
 QImage pictureOf(const SetImage& image)
 {
@@ -41,27 +39,31 @@ QImage pictureOf(const SetImage& image)
         : picture;
 }
 
-QImage titleOf(const ReleaseSet& set, int width)
+void drawText(QPainter& painter, const QRect& area, int size, const QColor& colour,
+    const QString& text, Qt::Alignment alignment = Qt::AlignLeft)
 {
-    Canvas canvas({width, kTitleHeight}, kPaper);
-    const QString title = QStringLiteral("Release set %1").arg(set.version);
-    drawText(canvas, {px(1), px(20)}, title, kTitleStyle);
-    drawTextRight(canvas, {width * kSubpixels - px(2), px(20)},
-        QStringLiteral("%1 images").arg(set.images.size()), kDetailStyle);
-    return canvas.picture();
+    QFont font = painter.font();
+    font.setPixelSize(size);
+    painter.setFont(font);
+    painter.setPen(colour);
+    painter.drawText(area, static_cast<int>(alignment | Qt::AlignVCenter), text);
 }
 
-QImage labelOf(const SetImage& image, int width)
+void drawTitle(QPainter& painter, const QRect& area, const ReleaseSet& set)
+{
+    drawText(painter, area, kTitleSize, kInk, QStringLiteral("Release set %1").arg(set.version));
+    drawText(painter, area, kDetailSize, kFaintInk,
+        QStringLiteral("%1 images").arg(set.images.size()), Qt::AlignRight);
+}
+
+void drawLabel(QPainter& painter, QRect area, const SetImage& image)
 {
     const ImageFile& content = image.content;
-    Canvas canvas({width, kLabelHeight}, kPaper);
-    drawText(canvas, {px(1), px(18)},
-        QStringLiteral("Number %1   version %2").arg(content.imageName).arg(content.imageVersion),
-        kNameStyle);
-    drawText(canvas, {px(1), px(33)},
-        QStringLiteral("%1 \u00d7 %2   %3").arg(content.width).arg(content.height).arg(image.file),
-        kDetailStyle);
-    return canvas.picture();
+    const int half = area.height() / 2;
+    drawText(painter, area.adjusted(0, 0, 0, -half), kNameSize, kInk,
+        QStringLiteral("Number %1   version %2").arg(content.imageName).arg(content.imageVersion));
+    drawText(painter, area.adjusted(0, half, 0, 0), kDetailSize, kFaintInk,
+        QStringLiteral("%1 \u00d7 %2   %3").arg(content.width).arg(content.height).arg(image.file));
 }
 
 class Sheet
@@ -86,7 +88,8 @@ public:
         QImage sheet(width, m_rowTops.last(), QImage::Format_RGB32);
         sheet.fill(kPaper);
         QPainter painter(&sheet);
-        painter.drawImage(kMargin, kMargin, titleOf(m_set, width - 2 * kMargin));
+        drawTitle(
+            painter, {kMargin, kMargin, width - 2 * kMargin, kTitleHeight - kMargin / 2}, m_set);
         for (qsizetype i = 0; i < m_pictures.size(); ++i)
             drawCell(painter, i);
         return sheet;
@@ -118,11 +121,13 @@ private:
         const QPoint corner(
             kMargin + column * (m_cellWidth + kMargin), m_rowTops.at(i / m_columns));
         const QSize size = frameOf(i);
-        painter.setPen(QColor::fromRgb(kFrame));
+        painter.setPen(kFrame);
         painter.drawRect(QRect(corner - QPoint(1, 1), size + QSize(1, 1)));
         painter.drawImage(corner, m_pictures.at(i));
-        painter.drawImage(
-            corner + QPoint(0, size.height()), labelOf(m_set.images.at(i), m_cellWidth));
+        drawLabel(painter,
+            {corner + QPoint(0, size.height() + kLabelGap),
+                QSize(m_cellWidth, kLabelHeight - kLabelGap)},
+            m_set.images.at(i));
     }
 
     const ReleaseSet& m_set;

@@ -1,9 +1,5 @@
 #include "releaseset/SourceText.h"
 
-#include "releaseset/Rgb565.h"
-
-#include <QRegularExpression>
-
 #include <algorithm>
 
 namespace releaseset {
@@ -31,7 +27,7 @@ public:
     }
 
 private:
-    enum class Place { Before, Inside, After };
+    enum class Place { Before, Array, Descriptor, After };
 
     [[nodiscard]] QByteArrayView rest() const { return QByteArrayView(m_source.text).sliced(m_at); }
 
@@ -44,13 +40,15 @@ private:
             skipComment("*/", 2);
         else if (c == '#' && m_lineIsBlank)
             skipDirective();
+        else if (m_place == Place::Array && !isBlank(c) && c != ',' && c != '{' && c != '}')
+            takeWord();
         else
-            take(c);
+            takeCharacter(c);
     }
 
     void skipComment(QByteArrayView end, qsizetype endLength)
     {
-        if (m_place == Place::Inside && m_source.firstComment == 0)
+        if (m_place == Place::Array && m_source.firstComment == 0)
             m_source.firstComment = m_line;
         const qsizetype found = m_source.text.indexOf(end, m_at + 2);
         advanceTo(found < 0 ? m_source.text.size() : found + endLength);
@@ -65,9 +63,8 @@ private:
         } while (end > 0 && endsInContinuation(end));
         if (end < 0)
             end = m_source.text.size();
-        const QByteArray directive = m_source.text.sliced(m_at + 1, end - m_at - 1).simplified();
-        if (m_place == Place::Inside)
-            noteDirective(directive, line);
+        if (m_place == Place::Array)
+            noteDirective(m_source.text.sliced(m_at + 1, end - m_at - 1).simplified(), line);
         advanceTo(end);
     }
 
@@ -87,36 +84,6 @@ private:
         } else if (directive.startsWith("elif")) {
             m_block.condition = directive.mid(4).trimmed();
         }
-        m_block.line = line;
-    }
-
-    void take(char c)
-    {
-        if (m_place == Place::Before && c == '{')
-            openArray();
-        else if (m_place == Place::Inside && (c == '}' || c == '{'))
-            endArray(c == '}');
-        else if (m_place == Place::Inside && !isBlank(c) && c != ',')
-            return takeWord();
-        else if (m_place == Place::After)
-            m_source.descriptor.append(c);
-        if (c == ',')
-            m_separated = true;
-        advanceTo(m_at + 1);
-    }
-
-    void openArray()
-    {
-        m_place = Place::Inside;
-        m_source.arrayBrace = m_at;
-        m_source.arrayLine = m_line;
-    }
-
-    void endArray(bool closed)
-    {
-        m_place = Place::After;
-        m_source.closed = closed;
-        endBlock();
     }
 
     void takeWord()
@@ -129,6 +96,72 @@ private:
         m_block.words.push_back({m_at, length, m_line, !m_separated});
         m_separated = false;
         advanceTo(m_at + length);
+    }
+
+    void takeCharacter(char c)
+    {
+        if (m_place == Place::Before && c == '{') {
+            m_place = Place::Array;
+            m_source.arrayBrace = m_at;
+            m_source.arrayLine = m_line;
+        } else if (m_place == Place::Array && (c == '}' || c == '{')) {
+            m_place = Place::Descriptor;
+            m_source.closed = c == '}';
+            endBlock();
+        } else if (m_place == Place::Array && c == ',') {
+            m_separated = true;
+        } else if (m_place == Place::Descriptor) {
+            takeFromDescriptor(c);
+        }
+        advanceTo(m_at + 1);
+    }
+
+    void takeFromDescriptor(char c)
+    {
+        if (c == '{') {
+            openBraces();
+        } else if (c == '}' && !m_scopes.isEmpty()) {
+            endEntry();
+            m_scopes.removeLast();
+            if (m_scopes.isEmpty())
+                m_place = Place::After;
+        } else if (c == ',') {
+            endEntry();
+        } else if (c == '=') {
+            m_inValue = true;
+        } else if (!m_scopes.isEmpty()) {
+            if (m_key.isEmpty())
+                m_entry.line = m_line;
+            if (m_inValue)
+                m_entry.value.append(c);
+            else if (!isBlank(c))
+                m_key.append(c);
+        }
+    }
+
+    /// Opens the descriptor, or an entry's own braces inside it.
+    void openBraces()
+    {
+        if (!m_scopes.isEmpty() && m_source.nested == 0)
+            m_source.nested = m_entry.line;
+        m_scopes.append(m_scopes.isEmpty() ? QByteArray() : m_scopes.last() + m_key);
+        beginEntry();
+    }
+
+    void beginEntry()
+    {
+        m_key.clear();
+        m_entry = {};
+        m_inValue = false;
+    }
+
+    void endEntry()
+    {
+        if (!m_key.isEmpty() && !m_scopes.isEmpty()) {
+            m_entry.value = m_entry.value.simplified();
+            m_source.entries.insert(m_scopes.last() + m_key, m_entry);
+        }
+        beginEntry();
     }
 
     void endBlock()
@@ -151,100 +184,22 @@ private:
 
     SourceText m_source;
     SourceBlock m_block;
+    QByteArray m_key;
+    SourceEntry m_entry;
+    QList<QByteArray> m_scopes; ///< of the descriptor: the names before the entries, by open brace
     qsizetype m_at = 0;
     int m_line = 1;
     Place m_place = Place::Before;
+    bool m_inValue = false;
     bool m_lineIsBlank = true;
     bool m_separated = true;
 };
 
-int descriptorNumber(const QByteArray& descriptor, const QString& key)
-{
-    static const QRegularExpression entry(QStringLiteral("\\.header\\.(\\w)\\s*=\\s*(\\d+)"));
-    auto match = entry.globalMatch(QString::fromUtf8(descriptor));
-    int number = 0;
-    while (match.hasNext()) {
-        const QRegularExpressionMatch found = match.next();
-        if (found.captured(1) == key)
-            number = found.captured(2).toInt();
-    }
-    return number;
-}
-
-/// The block for 16 bits with the low byte first, or a null pointer.
-const SourceBlock* plainBlock(const SourceText& source)
-{
-    const auto isPlain16 = [](const SourceBlock& block) {
-        const QByteArray condition = block.condition.simplified().replace(' ', "");
-        return condition.contains("DEPTH==16")
-            && (condition.contains("SWAP==0") || condition.contains("!LV_COLOR_16_SWAP")
-                || !condition.contains("SWAP"));
-    };
-    const auto found = std::ranges::find_if(source.blocks, isPlain16);
-    return found == source.blocks.cend() ? nullptr : &*found;
-}
-
-QString decodeWords(
-    const SourceText& source, const std::vector<SourceWord>& words, QByteArray& pixels)
-{
-    constexpr uint kMaxByte = 0xff;
-    pixels.reserve(static_cast<qsizetype>(words.size()));
-    for (const SourceWord& word : words) {
-        bool isNumber = false;
-        const uint value = source.at(word).toByteArray().toUInt(&isNumber, 0);
-        if (!isNumber || value > kMaxByte || word.joined) {
-            return QStringLiteral("line %1: \"%2\" is not a byte between commas")
-                .arg(word.line)
-                .arg(QString::fromUtf8(source.at(word)));
-        }
-        pixels.append(static_cast<char>(value));
-    }
-    return {};
-}
-
 } // namespace
-
-QByteArrayView SourceText::at(const SourceWord& word) const
-{
-    return QByteArrayView(text).sliced(word.position, word.length);
-}
-
-qsizetype SourceText::wordCount() const
-{
-    qsizetype count = 0;
-    for (const SourceBlock& block : blocks)
-        count += static_cast<qsizetype>(block.words.size());
-    return count;
-}
 
 SourceText readSource(const QByteArray& text)
 {
     return Reader(text).read();
-}
-
-SourceImage decodeSource(const SourceText& source)
-{
-    SourceImage image;
-    image.size = {descriptorNumber(source.descriptor, QStringLiteral("w")),
-        descriptorNumber(source.descriptor, QStringLiteral("h"))};
-    if (source.blocks.isEmpty()) {
-        image.fault = QStringLiteral("there is no array of bytes");
-        return image;
-    }
-    const SourceBlock* block = source.conditions > 0 ? plainBlock(source) : &source.blocks.first();
-    if (block == nullptr) {
-        image.fault = QStringLiteral("no block is for LV_COLOR_DEPTH == 16 without swapped bytes");
-        return image;
-    }
-    image.fault = decodeWords(source, block->words, image.pixels);
-    const qint64 wanted = qint64(image.size.width()) * image.size.height() * kBytesPerPixel;
-    if (image.fault.isEmpty() && (wanted == 0 || wanted != image.pixels.size())) {
-        image.fault = QStringLiteral("%1 bytes are not %2 x %3 pixels of 2 bytes")
-                          .arg(image.pixels.size())
-                          .arg(image.size.width())
-                          .arg(image.size.height());
-    }
-    return image;
 }
 
 } // namespace releaseset

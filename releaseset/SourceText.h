@@ -1,8 +1,8 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
-#include <QSize>
 
 #include <vector>
 
@@ -21,12 +21,18 @@ struct SourceWord
 struct SourceBlock
 {
     QByteArray condition; ///< what follows "#if", or empty outside conditions
-    int line = 0; ///< of the condition
     std::vector<SourceWord> words;
 };
 
-/// What a C compiler would see in an image source, with the places of what the program's own image
-/// parser does not see as one.
+/// An entry of the descriptor.
+struct SourceEntry
+{
+    QByteArray value; ///< as it is written, without comments
+    int line = 0; ///< from 1
+};
+
+/// An image source as a C compiler sees it: the first array and the descriptor after it, with the
+/// places of what the updater's own parser reads otherwise.
 struct SourceText
 {
     QByteArray text;
@@ -37,28 +43,18 @@ struct SourceText
     int conditions = 0; ///< number of "#if" lines inside the array
     int firstComment = 0; ///< line of the first comment inside the array, or 0
     int firstDirective = 0; ///< line of the first preprocessor line inside the array, or 0
-    QByteArray descriptor; ///< what follows the array, comments taken out
+    /// By full name, such as ".header.w", whether it is written so or as ".header = { .w = ...".
+    QHash<QByteArray, SourceEntry> entries;
+    int nested = 0; ///< line of the first entry that holds braces of its own, or 0
 
     /// The bytes of `word`, which must be one of this text's.
-    [[nodiscard]] QByteArrayView at(const SourceWord& word) const;
-
-    /// The number of words in all blocks.
-    [[nodiscard]] qsizetype wordCount() const;
+    [[nodiscard]] QByteArrayView at(const SourceWord& word) const
+    {
+        return QByteArrayView(text).sliced(word.position, word.length);
+    }
 };
 
 /// Takes an image source apart. Never fails: what is not there stays empty.
 [[nodiscard]] SourceText readSource(const QByteArray& text);
-
-/// The image that a display of 16 bits a pixel, low byte first, would show.
-struct SourceImage
-{
-    QByteArray pixels;
-    QSize size; ///< empty where the descriptor does not say
-    QString fault; ///< why there is no image; empty when there is one
-};
-
-/// Decodes `source`: all of a plain array, or the block for 16 bits without swapped bytes of an
-/// array with conditional blocks. Decimal and hexadecimal literals count as in C.
-[[nodiscard]] SourceImage decodeSource(const SourceText& source);
 
 } // namespace releaseset

@@ -6,31 +6,32 @@
 #include "releaseset/Sheet.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QImageWriter>
 #include <QLoggingCategory>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <memory>
 
 namespace {
 
 using releaseset::Findings;
 using releaseset::ReleaseSet;
 
-// Exit codes. A difference between two sets is told like a fault.
+// Exit codes. A difference between two sets counts as an error does.
 constexpr int kFine = 0;
 constexpr int kFaulty = 1;
 constexpr int kWrongCall = 2;
 
 constexpr char kUsage[] =
-    R"(usage: release-set check [--json | --quiet] DIR   read a set, tell what is wrong with it
+    R"(usage: release-set check [--json | --quiet] DIR   read a set, say what is wrong with it
        release-set convert [--dither] [--name TITLE] IN OUT
                                               between a picture and its C source (.c)
        release-set sheet DIR OUT.png          draw a contact sheet of a set's images
-       release-set diff DIR1 DIR2             tell what changed between two sets
+       release-set diff DIR1 DIR2             say what changed between two sets
 
 The exit code is 0, 1 where there are errors or differences, or 2 for a wrong call.
 )";
@@ -41,169 +42,151 @@ int complain(const QString& text, int code)
     return code;
 }
 
-int wrongCall(const QString& text)
-{
-    complain(text, kWrongCall);
-    std::fputs(kUsage, stderr);
-    return kWrongCall;
-}
-
 void print(FILE* stream, const QByteArray& text)
 {
     std::fwrite(text.constData(), 1, static_cast<std::size_t>(text.size()), stream);
 }
 
-/// One line each, behind `prefix`.
+/// One line each, after `prefix`.
 void printFindings(const Findings& findings, const QString& prefix = {})
 {
+    std::fflush(stdout);
     for (const releaseset::Finding& finding : findings.all())
         print(stderr, (prefix + releaseset::toLine(finding)).toUtf8() + '\n');
 }
 
-/// Takes the arguments of one command apart; what is wrong with them is a wrong call.
-class Call
+int runCheck(const QCommandLineParser& call)
 {
-public:
-    Call(const QStringList& arguments, const QList<QCommandLineOption>& options, qsizetype operands)
-    {
-        m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-        m_parser.addOptions(options);
-        if (!m_parser.parse(arguments))
-            m_fault = m_parser.errorText();
-        else if (m_parser.positionalArguments().size() != operands)
-            m_fault = QStringLiteral("%1 takes %2 operand(s), not %3")
-                          .arg(arguments.first())
-                          .arg(operands)
-                          .arg(m_parser.positionalArguments().size());
-    }
-
-    /// Demands that operand `index` is a folder.
-    void needFolder(qsizetype index)
-    {
-        if (m_fault.isEmpty() && !QFileInfo(operand(index)).isDir())
-            m_fault = QStringLiteral("\"%1\" is not a folder").arg(operand(index));
-    }
-
-    [[nodiscard]] const QString& fault() const { return m_fault; }
-    [[nodiscard]] bool has(const QCommandLineOption& option) const
-    {
-        return m_parser.isSet(option);
-    }
-    [[nodiscard]] QString value(const QCommandLineOption& option) const
-    {
-        return m_parser.value(option);
-    }
-    [[nodiscard]] QString operand(qsizetype index) const
-    {
-        return m_parser.positionalArguments().value(index);
-    }
-
-private:
-    QCommandLineParser m_parser;
-    QString m_fault;
-};
-
-int runCheck(const QStringList& arguments)
-{
-    const QCommandLineOption json(QStringLiteral("json"));
-    const QCommandLineOption quiet(QStringLiteral("quiet"));
-    Call call(arguments, {json, quiet}, 1);
-    call.needFolder(0);
-    if (!call.fault().isEmpty())
-        return wrongCall(call.fault());
     Findings findings;
-    const ReleaseSet set = releaseset::readReleaseSet(call.operand(0), findings);
-    if (call.has(json)) {
+    const ReleaseSet set = releaseset::readReleaseSet(call.positionalArguments().first(), findings);
+    if (call.isSet(QStringLiteral("json"))) {
         print(stdout, releaseset::jsonOf(set, findings));
     } else {
-        if (!call.has(quiet))
+        if (!call.isSet(QStringLiteral("quiet")))
             print(stdout, releaseset::tableOf(set));
-        std::fflush(stdout);
         printFindings(findings);
     }
     return findings.errors() > 0 ? kFaulty : kFine;
 }
 
-int runConvert(const QStringList& arguments)
+int runConvert(const QCommandLineParser& call)
 {
-    const QCommandLineOption dither(QStringLiteral("dither"));
-    const QCommandLineOption name(QStringLiteral("name"), QString(), QStringLiteral("TITLE"));
-    const Call call(arguments, {dither, name}, 2);
-    if (!call.fault().isEmpty())
-        return wrongCall(call.fault());
-    const QString fault = releaseset::convert({.input = call.operand(0),
-        .output = call.operand(1),
-        .name = call.value(name),
-        .dither = call.has(dither) ? releaseset::Dither::Ordered : releaseset::Dither::None});
+    const bool dither = call.isSet(QStringLiteral("dither"));
+    const QString fault = releaseset::convert({.input = call.positionalArguments().first(),
+        .output = call.positionalArguments().last(),
+        .name = call.value(QStringLiteral("name")),
+        .dither = dither ? releaseset::Dither::Ordered : releaseset::Dither::None});
     return fault.isEmpty() ? kFine : complain(fault, kFaulty);
 }
 
-int runSheet(const QStringList& arguments)
+int runSheet(const QCommandLineParser& call)
 {
-    Call call(arguments, {}, 2);
-    call.needFolder(0);
-    if (!call.fault().isEmpty())
-        return wrongCall(call.fault());
     Findings findings;
-    const ReleaseSet set = releaseset::readReleaseSet(call.operand(0), findings);
+    const ReleaseSet set = releaseset::readReleaseSet(call.positionalArguments().first(), findings);
     printFindings(findings);
-    QImageWriter writer(call.operand(1));
+    const QString path = call.positionalArguments().last();
+    QImageWriter writer(path);
     if (!writer.write(releaseset::contactSheetOf(set)))
-        return complain(call.operand(1) + QStringLiteral(": ") + writer.errorString(), kFaulty);
+        return complain(path + QStringLiteral(": ") + writer.errorString(), kFaulty);
     return findings.errors() > 0 ? kFaulty : kFine;
 }
 
-int runDiff(const QStringList& arguments)
+int runDiff(const QCommandLineParser& call)
 {
-    Call call(arguments, {}, 2);
-    call.needFolder(0);
-    call.needFolder(1);
-    if (!call.fault().isEmpty())
-        return wrongCall(call.fault());
-    Findings findingsBefore;
-    Findings findingsAfter;
-    const ReleaseSet before = releaseset::readReleaseSet(call.operand(0), findingsBefore);
-    const ReleaseSet after = releaseset::readReleaseSet(call.operand(1), findingsAfter);
+    const QString first = call.positionalArguments().first();
+    const QString second = call.positionalArguments().last();
+    Findings firstFindings;
+    Findings secondFindings;
+    const ReleaseSet before = releaseset::readReleaseSet(first, firstFindings);
+    const ReleaseSet after = releaseset::readReleaseSet(second, secondFindings);
     const QStringList lines = releaseset::differencesOf(before, after);
     for (const QString& line : lines)
         print(stdout, line.toUtf8() + '\n');
-    std::fflush(stdout);
-    printFindings(findingsBefore, call.operand(0) + u'/');
-    printFindings(findingsAfter, call.operand(1) + u'/');
-    const qsizetype errors = findingsBefore.errors() + findingsAfter.errors();
+    printFindings(firstFindings, first + u'/');
+    printFindings(secondFindings, second + u'/');
+    const qsizetype errors = firstFindings.errors() + secondFindings.errors();
     return lines.isEmpty() && errors == 0 ? kFine : kFaulty;
 }
 
+/// What the first argument chooses.
 struct Command
 {
     QLatin1String name;
-    int (*run)(const QStringList& arguments);
+    QLatin1String operands; ///< with a blank between them
+    qsizetype folders; ///< how many of the operands, from the first on, are a set
+    int (*run)(const QCommandLineParser& call);
 };
 
 constexpr std::array kCommands = {
-    Command{QLatin1String("check"), runCheck},
-    Command{QLatin1String("convert"), runConvert},
-    Command{QLatin1String("sheet"), runSheet},
-    Command{QLatin1String("diff"), runDiff},
+    Command{QLatin1String("check"), QLatin1String("DIR"), 1, runCheck},
+    Command{QLatin1String("convert"), QLatin1String("IN OUT"), 0, runConvert},
+    Command{QLatin1String("sheet"), QLatin1String("DIR OUT.png"), 1, runSheet},
+    Command{QLatin1String("diff"), QLatin1String("DIR1 DIR2"), 2, runDiff},
 };
+
+QList<QCommandLineOption> optionsOf(const Command& command)
+{
+    if (command.run == runCheck)
+        return {{QStringLiteral("json"), {}}, {QStringLiteral("quiet"), {}}};
+    if (command.run == runConvert)
+        return {
+            {QStringLiteral("dither"), {}}, {QStringLiteral("name"), {}, QStringLiteral("TITLE")}};
+    return {};
+}
+
+/// What is wrong with a call of `command`; empty when nothing is.
+QString faultOf(const QCommandLineParser& call, const Command& command)
+{
+    const QStringList operands = call.positionalArguments();
+    if (operands.size() != command.operands.count(u' ') + 1)
+        return QStringLiteral("%1 takes %2").arg(command.name, command.operands);
+    for (const QString& folder : operands.first(command.folders)) {
+        if (!QFileInfo(folder).isDir())
+            return QStringLiteral("\"%1\" is not a folder").arg(folder);
+    }
+    return {};
+}
+
+int run(const QStringList& arguments)
+{
+    const QString advice = QStringLiteral("; release-set --help shows the calls");
+    const QString name = arguments.value(0);
+    const auto* const command = std::ranges::find(kCommands, name, &Command::name);
+    if (command == kCommands.end()) {
+        const QString fault = name.isEmpty()
+            ? QStringLiteral("a command is missing")
+            : QStringLiteral("there is no command \"%1\"").arg(name);
+        return complain(fault + advice, kWrongCall);
+    }
+    QCommandLineParser call;
+    call.addOptions(optionsOf(*command));
+    if (!call.parse(arguments))
+        return complain(call.errorText() + advice, kWrongCall);
+    const QString fault = faultOf(call, *command);
+    return fault.isEmpty() ? command->run(call) : complain(fault + advice, kWrongCall);
+}
+
+/// Only drawing letters takes a QGuiApplication; no command needs a display.
+std::unique_ptr<QCoreApplication> applicationFor(int& argc, char** argv)
+{
+    if (argc < 2 || QLatin1String(argv[1]) != QLatin1String("sheet"))
+        return std::make_unique<QCoreApplication>(argc, argv);
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    return std::make_unique<QGuiApplication>(argc, argv);
+}
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const QCoreApplication application(argc, argv);
-    // The parser's notes are for the updater's log.
-    QLoggingCategory::setFilterRules(QStringLiteral("updater.*=false"));
+    // The parser's notes are for the updater's log; Qt's own are about a desktop.
+    QLoggingCategory::setFilterRules(QStringLiteral("updater.*=false\ndefault=false"));
+    const std::unique_ptr<QCoreApplication> application = applicationFor(argc, argv);
     const QStringList arguments = QCoreApplication::arguments().mid(1);
-    if (arguments.isEmpty())
-        return wrongCall(QStringLiteral("no command"));
     const QStringList help{QStringLiteral("--help"), QStringLiteral("-h")};
-    if (help.contains(arguments.first()) || help.contains(arguments.last())) {
+    if (help.contains(arguments.value(0)) || help.contains(arguments.value(arguments.size() - 1))) {
         std::fputs(kUsage, stdout);
         return kFine;
     }
-    const auto* const command = std::ranges::find(kCommands, arguments.first(), &Command::name);
-    if (command == kCommands.end())
-        return wrongCall(QStringLiteral("unknown command \"%1\"").arg(arguments.first()));
-    return command->run(arguments);
+    return run(arguments);
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/python3
-"""test_tool.py TOOL SETS RES: the commands of the release set tool as they are called."""
+"""test_tool.py TOOL RES SCREENS: the commands of the release set tool as they are called."""
 
 import json
+import os
 import pathlib
 import shutil
 import struct
@@ -9,50 +10,69 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zlib
 
-TOOL, SETS, RES = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
-DOT = bytes([0xA5, 0x18, 0x84, 0x18, 0x00, 0xF8, 0xFF, 0xFF])
+import converters
+import sets
+
+TOOL, RES, SCREENS = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
 
 
-def run(*arguments):
-    return subprocess.run([TOOL, *map(str, arguments)], capture_output=True, text=True)
+def run(*arguments, **options):
+    return subprocess.run([TOOL, *map(str, arguments)], capture_output=True, text=True, **options)
 
 
-def literals(text):
+def literals(path):
     """The array's bytes, read without the tool."""
+    text = path.read_text()
     body = text[text.index("{") + 1 : text.index("}")]
     return bytes(int(word, 16) for word in body.split(",") if word.strip())
 
 
+def png(width, height, rgba):
+    def chunk(kind, data):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+    rows = b"".join(b"\0" + rgba[at : at + width * 4] for at in range(0, len(rgba), width * 4))
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 6, 0, 0, 0))
+            + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+
+
 class Scratch(unittest.TestCase):
     def setUp(self):
-        self.scratch = tempfile.TemporaryDirectory()
-        self.addCleanup(self.scratch.cleanup)
-        self.folder = pathlib.Path(self.scratch.name)
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.folder = pathlib.Path(scratch.name)
 
-    def copy_of(self, name, source=None):
-        target = self.folder / name
-        shutil.copytree(source or SETS / "good-plain", target)
-        return target
+    def set(self, name, files=None):
+        return sets.rewrite(self.folder / name, files)
+
+    def file(self, name, content):
+        path = self.folder / name
+        path.write_bytes(content.encode() if isinstance(content, str) else content)
+        return path
+
+    def convert(self, source, target, *options):
+        result = run("convert", *options, source, self.folder / target)
+        self.assertEqual((result.returncode, result.stderr, result.stdout), (0, "", ""))
+        return self.folder / target
 
 
 class Calls(Scratch):
-    def test_wrongCallsEndWithTwoAndTheUsage(self):
+    def test_wrongCallsEndWithTwoAndOneLine(self):
         for call in ([], ["eat"], ["check"], ["check", "no-such-folder"], ["check", "--loud", RES],
-                     ["check", RES, RES], ["convert", "one.c"], ["sheet", RES], ["diff", RES],
+                     ["check", RES, RES], ["convert", "one.c"], ["convert", "--name"], ["sheet", RES], ["diff", RES],
                      ["diff", RES, "no-such-folder"]):
             with self.subTest(call):
                 result = run(*call)
-                self.assertEqual(result.returncode, 2)
-                self.assertIn("usage: release-set", result.stderr)
-                self.assertEqual(result.stdout, "")
+                self.assertEqual((result.returncode, result.stdout), (2, ""))
+                self.assertRegex(result.stderr, r"\Arelease-set: [^\n]+\n\Z")
 
-    def test_helpIsGivenBeforeAndBehindACommand(self):
+    def test_helpIsGivenBeforeAndAfterACommand(self):
         for call in (["--help"], ["-h"], ["check", "--help"], ["diff", "-h"]):
             with self.subTest(call):
                 result = run(*call)
                 self.assertEqual((result.returncode, result.stderr), (0, ""))
-                self.assertIn("usage: release-set", result.stdout)
+                self.assertIn("release-set check", result.stdout)
 
 
 class Check(Scratch):
@@ -78,7 +98,7 @@ class Check(Scratch):
         self.assertEqual(report["startAddress"], 0x1400)
         self.assertEqual((report["errors"], report["warnings"]), (0, 0))
 
-    def test_jobTimeIsHeldAgainstAnIndependentCount(self):
+    def test_jobTimeAgreesWithAnIndependentCount(self):
         job = json.loads(run("check", "--json", RES).stdout)["jobMilliseconds"]
         lines = list(lines_of_a_job())
         crcs = [crc(line[1:].encode()) for line in lines]
@@ -119,7 +139,7 @@ def lines_of_a_job():
             yield f"$D,{at:X}," + ",".join(f"{byte:02X}" for byte in data)
         yield f"$P,{page:X},1000"
     for entry in json.loads((RES / "settings.json").read_text())["Images"]:
-        data = literals((RES / entry["FileName"]).read_text())
+        data = literals(RES / entry["FileName"])
         width, height = (340, 230) if len(data) == 156400 else (220, 165)
         yield f"$I,{entry['ImageName']:02X},{entry['ImageVersion']:02X},{width:02X},{height:02X}"
         for at in range(0, len(data), 256):
@@ -128,22 +148,9 @@ def lines_of_a_job():
     yield "$X"
 
 
-class Convert(Scratch):
-    def convert(self, source, target, *options):
-        result = run("convert", *options, source, target)
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
-        return target
-
-    def test_pictureToSourceAndBackIsExact(self):
-        for name in ("0.c", "5.c"):
-            for dither in ([], ["--dither"]):
-                with self.subTest(name=name, dither=dither):
-                    picture = self.convert(RES / name, self.folder / "back.png")
-                    again = self.convert(picture, self.folder / "again.c", *dither)
-                    self.assertEqual(literals(again.read_text()), literals((RES / name).read_text()))
-
-    def test_sourceHasTheUsualForm(self):
-        source = self.convert(SETS / "good-plain" / "dot.c", self.folder / "out.c")
+class ConvertSources(Scratch):
+    def test_sourceHasThePlainForm(self):
+        source = self.convert(self.file("dot.c", sets.SOURCE), "out.c")
         self.assertEqual(source.read_text(), """dot_2x2_map[] = {
 0xa5, 0x18, 0x84, 0x18,
 0x00, 0xf8, 0xff, 0xff,
@@ -160,64 +167,115 @@ const lv_img_dsc_t dot_2x2 = {
 };
 """)
 
-    def test_everyShapeThatAConverterWritesGivesTheSameBytes(self):
-        shapes = sorted(SETS.glob("good-*/dot.c")) + [SETS / "comment-in-array" / "dot.c",
-                                                      SETS / "decimal-literal" / "dot.c",
-                                                      SETS / "capital-prefix" / "dot.c"]
-        self.assertGreater(len(shapes), 9)
-        for shape in shapes:
-            with self.subTest(shape.parent.name):
-                out = self.convert(shape, self.folder / "out.c")
-                self.assertEqual(literals(out.read_text()), DOT)
+    def test_everyFormOfEveryVersionGivesThePlainForm(self):
+        plain = self.convert(self.file("dot.c", sets.SOURCE), "plain.c").read_text()
+        for name, (text, _) in converters.FORMS.items():
+            with self.subTest(name):
+                self.assertEqual(self.convert(self.file("dot.c", text), "out.c").read_text(), plain)
 
-    def test_conditionalBlocksGiveThePlainFormOfThe16BitBlock(self):
-        target = self.copy_of("set")
-        self.convert(SETS / "conditional-blocks" / "dot.c", target / "dot.c")
-        self.assertEqual(literals((target / "dot.c").read_text()), DOT)
-        self.assertEqual(run("check", target).returncode, 0)
+    def test_whatIsNoRgb565PictureIsRefusedByName(self):
+        for name, (text, said) in converters.REFUSED.items():
+            with self.subTest(name):
+                result = run("convert", self.file("dot.c", text), self.folder / "out.c")
+                self.assertEqual((result.returncode, result.stdout), (1, ""))
+                self.assertRegex(result.stderr, r"\Arelease-set: [^\n]+/dot\.c(:\d+)?: [^\n]+\n\Z")
+                self.assertIn(said, result.stderr)
+                self.assertFalse((self.folder / "out.c").exists())
 
-    def test_conditionalBlocksOfAWholeScreenAreToldInOneLine(self):
-        target = self.copy_of("set")
+    def test_commandThatTheCheckNamesMendsTheSet(self):
+        path = {**os.environ, "PATH": str(pathlib.Path(TOOL).parent) + ":" + os.environ["PATH"]}
+        cases = [("set", name, {"dot.c": text}, f"dot.c:{line}: error: ")
+                 for name, (text, line) in converters.FORMS.items() if line]
+        cases += [("set", name, files, said.partition("error")[0]) for name, (files, said) in sets.MENDED.items()]
+        cases += [(folder, "nested header", sets.MENDED["nested header"][0], "")
+                  for folder in ("the customer's set", "-set", "./two words")]
+        for folder, name, files, begins in cases:
+            with self.subTest(name, folder=folder):
+                self.set(folder, files)
+                refused = run("check", "--quiet", "--", folder, cwd=self.folder)
+                self.assertEqual(refused.returncode, 1)
+                [said] = refused.stderr.splitlines()
+                self.assertTrue(said.startswith(begins), said)
+                command = said[said.index("release-set convert "):]
+                subprocess.run(command, shell=True, check=True, cwd=self.folder, env=path)
+                mended = run("check", "--quiet", "--", folder, cwd=self.folder)
+                self.assertEqual((mended.returncode, mended.stderr), (0, ""))
+                self.assertEqual(literals(self.folder / folder / "dot.c"), sets.DOT)
+
+    def test_checkDoesNotNameACommandThatWouldFail(self):
+        for name, (text, said) in converters.REFUSED.items():
+            with self.subTest(name):
+                result = run("check", "--quiet", self.set("set", {"dot.c": text}))
+                self.assertNotIn("release-set convert", result.stderr)
+
+    def test_conditionalBlocksOfAWholeScreenAreReportedInOneLine(self):
         blocks = (("LV_COLOR_DEPTH == 1 || LV_COLOR_DEPTH == 8", 1),
                   ("LV_COLOR_DEPTH == 16 && LV_COLOR_16_SWAP == 0", 2),
                   ("LV_COLOR_DEPTH == 16 && LV_COLOR_16_SWAP != 0", 2),
                   ("LV_COLOR_DEPTH == 32", 4))
         body = "".join(f"#if {condition}\n  /*Pixel format*/\n" + "0x1f, " * (340 * 230 * size)
                        + "\n#endif\n" for condition, size in blocks)
-        source = (target / "dot.c").read_text().replace(".header.w = 2", ".header.w = 340")
-        source = source.replace(".header.h = 2", ".header.h = 230")
-        (target / "dot.c").write_text("Dot_map[] = {\n" + body + source[source.index("};"):])
+        descriptor = sets.DESCRIPTOR.replace(".w = 2", ".w = 340").replace(".h = 2", ".h = 230")
+        target = self.set("set", {"dot.c": "Dot_map[] = {\n" + body + "};\n" + descriptor})
         result = run("check", "--quiet", target)
         self.assertEqual(result.stderr.count("\n"), 1)
         self.assertIn("dot.c:2: error: 4 conditional blocks", result.stderr)
-        self.assertIn("703800 instead of 156400", result.stderr)
         self.convert(target / "dot.c", target / "dot.c")
         self.assertEqual(run("check", "--quiet", target).stderr, "")
 
+
+class ConvertPictures(Scratch):
+    def test_screensOfTheStandInGiveItsSourcesByteForByte(self):
+        for entry in json.loads((RES / "settings.json").read_text())["Images"]:
+            with self.subTest(entry["FileName"]):
+                source = RES / entry["FileName"]
+                title = source.read_text().partition("_")[0]
+                made = self.convert(SCREENS / f"{title}.png", "made.c")
+                self.assertEqual(made.read_bytes(), source.read_bytes())
+
+    def test_everyPixelSurvivesTheWayThroughAPicture(self):
+        pixels = bytes(byte for value in range(0x10000) for byte in (value & 0xFF, value >> 8))
+        text = sets.DESCRIPTOR.replace(".w = 2", ".w = 256").replace(".h = 2", ".h = 256")
+        source = self.file("all.c", "all_map[] = {\n" + converters.literals(pixels) + "};\n" + text)
+        picture = self.convert(source, "all.png")
+        for dither in ([], ["--dither"]):
+            with self.subTest(dither=dither):
+                self.assertEqual(literals(self.convert(picture, "again.c", *dither)), pixels)
+
+    def test_pixelsAreLowByteFirstAndWithoutTransparency(self):
+        picture = self.file("dot.png", png(4, 1, bytes.fromhex("ff0000ff 00ff00ff 0000ffff ff000000")))
+        self.assertEqual(literals(self.convert(picture, "dot.c")), bytes.fromhex("00f8 e007 1f00 00f8"))
+
     def test_nearestLevelWithoutDitheringAndAMixWithIt(self):
         # 8 by 8 pixels of one colour between two levels of red: 20 is 2.43 levels of 31.
-        picture = self.folder / "grey.ppm"
-        picture.write_bytes(b"P6 8 8 255\n" + bytes([20, 0, 0]) * 64)
-        reds = [byte >> 3 for byte in literals(self.convert(picture, self.folder / "a.c").read_text())[1::2]]
+        picture = self.file("red.ppm", b"P6 8 8 255\n" + bytes([20, 0, 0]) * 64)
+        reds = [byte >> 3 for byte in literals(self.convert(picture, "a.c"))[1::2]]
         self.assertEqual(set(reds), {2})
-        mixed = self.convert(picture, self.folder / "b.c", "--dither")
-        reds = [byte >> 3 for byte in literals(mixed.read_text())[1::2]]
+        reds = [byte >> 3 for byte in literals(self.convert(picture, "b.c", "--dither"))[1::2]]
         self.assertEqual(set(reds), {2, 3})
         self.assertAlmostEqual(sum(reds) / len(reds), 20 * 31 / 255, delta=0.05)
 
-    def test_whatCannotBeConvertedIsTold(self):
-        (self.folder / "empty.c").write_text("")
-        (self.folder / "text.png").write_text("no picture")
+    def test_nameGoesIntoTheSymbol(self):
+        picture = self.file("1 dot-2x1.png", png(2, 1, bytes(8)))
+        for options, symbol in (([], "_1_dot_2x1_2x1"), (["--name", "Main menu_2x1"], "Main_menu_2x1_2x1")):
+            with self.subTest(options):
+                text = self.convert(picture, "out.c", *options).read_text()
+                self.assertTrue(text.startswith(f"{symbol}_map[] = {{\n"), text)
+
+    def test_whatCannotBeConvertedIsReported(self):
+        self.file("dot.c", sets.SOURCE)
+        self.file("empty.c", "")
+        self.file("text.png", "no picture")
         for source, target, text in (
-            (self.folder / "none.png", "out.c", "none.png: "),
-            (self.folder / "text.png", "out.c", "text.png: "),
-            (self.folder / "empty.c", "out.png", "empty.c: there is no array of bytes"),
-            (SETS / "wrong-byte-count" / "dot.c", "out.png", "8 bytes are not 2 x 3 pixels"),
-            (SETS / "good-plain" / "dot.c", "no/such/folder/out.c", "out.c: "),
-            (SETS / "good-plain" / "dot.c", "no/such/folder/out.png", "out.png: "),
+            ("none.png", "out.c", "none.png: "),
+            ("none.c", "out.c", "none.c: "),
+            ("text.png", "out.c", "text.png: "),
+            ("empty.c", "out.png", "empty.c: there is no array of bytes"),
+            ("dot.c", "no/such/folder/out.c", "out.c: "),
+            ("dot.c", "no/such/folder/out.png", "out.png: "),
         ):
             with self.subTest(source=source, target=target):
-                result = run("convert", source, self.folder / target)
+                result = run("convert", self.folder / source, self.folder / target)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(text, result.stderr)
                 self.assertFalse((self.folder / target).exists())
@@ -237,8 +295,22 @@ class Sheet(Scratch):
         self.assertGreater(width, 3 * 340)
         self.assertGreater(height, 230 + 165)
 
+    def test_sheetNamesWhatItShows(self):
+        sheets = set()
+        for number in (1, 2):
+            shown = self.set("set", sets.image(ImageName=number))
+            self.assertEqual(run("sheet", shown, self.folder / "sheet.png").returncode, 0)
+            sheets.add((self.folder / "sheet.png").read_bytes())
+        self.assertEqual(len(sheets), 2)
+
+    def test_sheetNeedsNoDisplay(self):
+        bare = {key: value for key, value in os.environ.items() if key not in ("DISPLAY", "WAYLAND_DISPLAY")}
+        result = run("sheet", RES, self.folder / "sheet.png", env={**bare, "QT_QPA_PLATFORM": "xcb"})
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+
     def test_sheetIsDrawnOfAFaultySetAsWell(self):
-        result = run("sheet", SETS / "wrong-byte-count", self.folder / "sheet.png")
+        faulty = self.set("set", sets.SETS["wrong number of bytes"][0])
+        result = run("sheet", faulty, self.folder / "sheet.png")
         self.assertEqual(result.returncode, 1)
         self.assertIn("dot.c: error: 8 bytes", result.stderr)
         self.assertGreater(size_of_png(self.folder / "sheet.png")[0], 200)
@@ -250,46 +322,45 @@ class Diff(Scratch):
         self.assertEqual((result.returncode, result.stderr), (code, ""))
         return result.stdout.splitlines()
 
-    def edit(self, folder, name, old, new):
-        path = folder / name
-        text = path.read_text()
-        self.assertIn(old, text)
-        path.write_text(text.replace(old, new))
-
     def test_sameSetsHaveNoDifferences(self):
-        self.assertEqual(self.lines(RES, self.copy_of("same", RES), code=0), [])
+        self.assertEqual(self.lines(RES, shutil.copytree(RES, self.folder / "same"), code=0), [])
 
-    def test_aFaultIsToldWithItsSet(self):
-        before, after = SETS / "wrong-byte-count", SETS / "no-array"
+    def test_aFaultIsReportedWithItsSet(self):
+        before = self.set("before", sets.SETS["wrong number of bytes"][0])
+        after = self.set("after", sets.SETS["no array"][0])
         result = run("diff", before, after)
         self.assertEqual(result.returncode, 1)
         self.assertIn(f"{before}/dot.c: error: 8 bytes", result.stderr)
         self.assertIn(f"{after}/dot.c: error: there is no array", result.stderr)
 
     def test_versionsAndPixelsOfAnImage(self):
-        after = self.copy_of("after")
-        self.edit(after, "settings.json", '"ImageVersion": 1', '"ImageVersion": 2')
-        self.edit(after, "settings.json", "T.01", "T.02")
-        self.edit(after, "dot.c", "0x84, 0x18", "0x85, 0x18")
-        self.assertEqual(self.lines(SETS / "good-plain", after), [
+        after = {**sets.manifest(Version="T.02", Images=[{**sets.IMAGE, "ImageVersion": 2}]),
+                 **sets.array("0x84, 0x18", "0x85, 0x18")}
+        self.assertEqual(self.lines(self.set("before"), self.set("after", after)), [
             "set: version T.01 -> T.02",
             "image 0: version 1 -> 2; 1 of 4 pixels, within 1 x 1 at (1, 0)"])
 
     def test_pixelsThatChangeUnderOneVersionAreWarnedOf(self):
-        after = self.copy_of("after")
-        self.edit(after, "dot.c", "0x00, 0xf8", "0x00, 0x00")
-        self.assertEqual(self.lines(SETS / "good-plain", after), [
+        after = self.set("after", sets.array("0x00, 0xf8", "0x00, 0x00"))
+        self.assertEqual(self.lines(self.set("before"), after), [
             "image 0: 1 of 4 pixels, within 1 x 1 at (0, 1); "
             "version is still 1, so a board keeps the image it has"])
 
     def test_imagesThatCameAndWent(self):
-        after = self.copy_of("after")
-        self.edit(after, "settings.json", '"ImageName": 0', '"ImageName": 7')
-        self.assertEqual(self.lines(SETS / "good-plain", after),
-                         ["image 0: gone, dot.c", "image 7: new, dot.c"])
+        after = self.set("after", sets.image(ImageName=7))
+        self.assertEqual(self.lines(self.set("before"), after), ["image 0: gone, dot.c", "image 7: new, dot.c"])
+
+    def test_fileSizeAndOrderOfImages(self):
+        other = {"FileName": "other.c", "ImageName": 1, "ImageVersion": 1}
+        before = self.set("before", {**sets.images(sets.IMAGE, other), "other.c": sets.SOURCE})
+        after = {**sets.images({**other, "FileName": "new.c"}, sets.IMAGE), "new.c": sets.sized(4, 1)["dot.c"]}
+        self.assertEqual(self.lines(before, self.set("after", after)), [
+            "image 1: file other.c -> new.c; size 2 x 2 -> 4 x 1; other pixels; "
+            "version is still 1, so a board keeps the image it has",
+            "order of images: 0 1 -> 1 0"])
 
     def test_pagesOfTheFirmwareAndTheStartAddress(self):
-        after = self.copy_of("after", RES)
+        after = shutil.copytree(RES, self.folder / "after")
         firmware = bytearray((RES / "fw1.bin").read_bytes())
         firmware[0x3000] ^= 1
         firmware[0x8FFE] ^= 1

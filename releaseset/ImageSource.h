@@ -1,0 +1,34 @@
+#pragma once
+
+#include "releaseset/SourceText.h"
+
+#include <QSize>
+#include <QString>
+
+namespace releaseset {
+
+/// The largest width and height: what three hexadecimal digits of a header line hold.
+inline constexpr int kMaxExtent = 0xFFF;
+
+/// The image that a C source describes to a board with 16 bits a pixel, low byte first.
+struct SourceImage
+{
+    QByteArray pixels; ///< without padding; empty where they cannot be told
+    QSize size;
+    QString fault; ///< why this is no RGB565 image, and what to do; empty when it is one
+    int faultLine = 0; ///< from 1, or 0 for the whole file
+};
+
+/// Decodes what the image converters of LVGL 7, 8 and 9 write, and the plain form: of an array with
+/// conditional blocks the one for 16 bits without swapped bytes, of padded rows the pixels alone,
+/// literals as in C. Another colour format than RGB565 is a fault that names it; where everything
+/// else is in order, pixels and size are there even so.
+[[nodiscard]] SourceImage decodeSource(const SourceText& source);
+
+/// The form that the updater reads: the array of byte literals, one row of pixels a line, followed
+/// by the descriptor. `pixels` holds `size`.width × height × 2 bytes. The symbol is `title` with
+/// everything but ASCII letters, digits and "_" made "_", and the size, such as "Menu_340x230"; a
+/// title that starts with a digit gets a "_" before.
+[[nodiscard]] QByteArray plainSource(const QByteArray& pixels, QSize size, const QString& title);
+
+} // namespace releaseset
