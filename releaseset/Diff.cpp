@@ -1,16 +1,14 @@
 #include "releaseset/Diff.h"
 
-#include "bootload/Session.h"
 #include "protocol/Commands.h"
-#include "releaseset/Flash.h"
 #include "releaseset/Rgb565.h"
 
 #include <QMap>
 #include <QRect>
 
 #include <algorithm>
-
-using namespace protocol;
+#include <functional>
+#include <numeric>
 
 namespace releaseset {
 
@@ -138,29 +136,30 @@ void addOrder(QStringList& lines, const ReleaseSet& before, const ReleaseSet& af
     }
 }
 
-qsizetype differingBytes(const QByteArray& before, const QByteArray& after, qint64 page)
+/// How many of a page's bytes differ; where a firmware has none, they are those of erased flash.
+qsizetype differingBytes(const ReleaseSet& before, const ReleaseSet& after, qint64 page)
 {
-    qsizetype count = 0;
-    const qint64 end = std::min<qint64>(page + kPageSize, std::max(before.size(), after.size()));
-    for (qint64 at = page; at < end; ++at) {
-        const char old = at < before.size() ? before.at(at) : kErasedByte;
-        const char now = at < after.size() ? after.at(at) : kErasedByte;
-        count += old == now ? 0 : 1;
-    }
-    return count;
+    const qint64 end = std::max(before.firmware.size(), after.firmware.size());
+    const qint64 size = std::min<qint64>(protocol::kPageSize, end - page);
+    const QByteArray old = before.flash(page, size);
+    const QByteArray now = after.flash(page, size);
+    return size
+        - std::inner_product(
+            old.cbegin(), old.cend(), now.cbegin(), qsizetype{0}, std::plus<>(), std::equal_to<>());
 }
 
-void addFirmware(QStringList& lines, const QByteArray& before, const QByteArray& after)
+void addFirmware(QStringList& lines, const ReleaseSet& before, const ReleaseSet& after)
 {
-    if (before.size() != after.size()) {
-        lines.append(changeOf(QStringLiteral("firmware: bytes"), QString::number(before.size()),
-            QString::number(after.size())));
+    const qsizetype oldSize = before.firmware.size();
+    const qsizetype newSize = after.firmware.size();
+    if (oldSize != newSize) {
+        lines.append(changeOf(
+            QStringLiteral("firmware: bytes"), QString::number(oldSize), QString::number(newSize)));
     }
-    for (qint64 page = 0; page < std::max(before.size(), after.size()); page += kPageSize) {
+    for (qint64 page = 0; page < std::max(oldSize, newSize); page += protocol::kPageSize) {
         const qsizetype count = differingBytes(before, after, page);
-        if (count > 0) {
+        if (count > 0)
             lines.append(QStringLiteral("firmware: page %1: %2 bytes").arg(hex(page)).arg(count));
-        }
     }
 }
 
@@ -172,13 +171,12 @@ QStringList differencesOf(const ReleaseSet& before, const ReleaseSet& after)
     if (before.version != after.version)
         lines.append(changeOf(QStringLiteral("set: version"), before.version, after.version));
     if (before.startAddress != after.startAddress) {
-        lines.append(
-            changeOf(QStringLiteral("start address:"), hex(builtStartAddress(before.startAddress)),
-                hex(builtStartAddress(after.startAddress))));
+        lines.append(changeOf(
+            QStringLiteral("start address:"), hex(before.startAddress), hex(after.startAddress)));
     }
     addImages(lines, before, after);
     addOrder(lines, before, after);
-    addFirmware(lines, before.firmware, after.firmware);
+    addFirmware(lines, before, after);
     return lines;
 }
 

@@ -17,15 +17,4 @@ QString toLine(const Finding& finding)
     return line + finding.text;
 }
 
-void Findings::error(Place place, QString text)
-{
-    m_all.append({Severity::Error, std::move(place), std::move(text)});
-    ++m_errors;
-}
-
-void Findings::warning(Place place, QString text)
-{
-    m_all.append({Severity::Warning, std::move(place), std::move(text)});
-}
-
 } // namespace releaseset

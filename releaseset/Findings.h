@@ -5,16 +5,16 @@
 
 namespace releaseset {
 
-enum class Severity { Warning, Error };
-
 /// Where in a set something was found; what does not apply stays empty.
 struct Place
 {
     QString file; ///< relative to the set's folder
     int line = 0; ///< from 1
     int column = 0; ///< from 1
-    QString key; ///< of the manifest, such as "Images[0].FileName"
+    QString key{}; ///< of the manifest, such as "Images[0].FileName"
 };
+
+enum class Severity { Warning, Error };
 
 struct Finding
 {
@@ -30,8 +30,15 @@ struct Finding
 class Findings
 {
 public:
-    void error(Place place, QString text);
-    void warning(Place place, QString text);
+    void error(Place place, QString text)
+    {
+        m_all.append({Severity::Error, std::move(place), std::move(text)});
+        ++m_errors;
+    }
+    void warning(Place place, QString text)
+    {
+        m_all.append({Severity::Warning, std::move(place), std::move(text)});
+    }
 
     [[nodiscard]] const QList<Finding>& all() const { return m_all; }
     [[nodiscard]] qsizetype errors() const { return m_errors; }

@@ -101,17 +101,15 @@ ImageFile readImage(
     const SourceImage meant = decodeSource(source);
     const bool same = !meant.pixels.isEmpty() && image.data == meant.pixels
         && QSize(image.width, image.height) == meant.size;
-    const auto at
-        = [&file](int line) { return Place{.file = file, .line = line, .column = 0, .key = {}}; };
     if (!meant.fault.isEmpty()) {
         // The updater does not read the colour format: bytes that fit are sent whatever it says.
         if (same)
-            findings.warning(at(meant.faultLine), meant.fault);
+            findings.warning({.file = file, .line = meant.faultLine}, meant.fault);
         else
-            findings.error(at(meant.faultLine), meant.fault);
+            findings.error({.file = file, .line = meant.faultLine}, meant.fault);
     } else if (!same) {
         const Difference difference = differenceOf(source, meant, image);
-        findings.error(at(difference.line),
+        findings.error({.file = file, .line = difference.line},
             QStringLiteral("%1; mend it with: release-set convert %2 %2")
                 .arg(difference.text, shellWord(path)));
     }

@@ -3,15 +3,12 @@
 #include "bootload/Session.h"
 #include "protocol/Commands.h"
 
-#include <algorithm>
-
-using namespace protocol;
-
 namespace releaseset {
 
 namespace {
 
 using namespace std::chrono_literals;
+using protocol::Line;
 
 /// Start, ten probing lines, reopening, the bootloader heard, the load step; then the firmware's
 /// first line goes out in the fifth step.
@@ -22,95 +19,48 @@ constexpr int kStepsToFirstImage = kImageRestartWait + 1;
 constexpr int kStepsToClose = kFinishTicks;
 
 constexpr qint64 kMillisecondsPerSecond = 1000;
-constexpr int kHexBase = 16;
+/// Bits on the wire for a byte: start bit, eight data bits, stop bit.
+constexpr qint64 kBitsPerByte = 10;
 /// How long the board waits before it takes a line without line feed as ended.
 constexpr std::chrono::milliseconds kLineEndSilence = 3ms;
-/// A checksum of less than four digits loses the line its line feed.
-constexpr quint16 kFirstFourDigits = 0x1000;
-constexpr qint64 kFullEnding = 6; // "*", four digits, line feed
+constexpr qint64 kReplyEnding = 6; // "*", four digits, line feed
 
-/// The checksum of a line, here a second time because the plan keeps this folder off protocol/: all
-/// that is wanted of it is how many digits it has.
-quint16 checksumOf(QByteArrayView text)
+void countLine(JobTime& time, Line line)
 {
-    quint32 crc = 0xFFFF;
-    for (const char byte : text) {
-        quint32 x = (static_cast<unsigned char>(byte) ^ crc) & 0xFFU;
-        x = (x ^ x << 4U) & 0xFFU;
-        crc = (x << 8U ^ crc >> 8U ^ x >> 4U ^ x << 3U) & 0xFFFFU;
-    }
-    return static_cast<quint16>(crc);
+    if (!protocol::appendChecksum(line.buffer()))
+        return;
+    const QByteArrayView text = protocol::textOf(line.buffer());
+    time.bytesOut += text.size();
+    if (!text.endsWith('\n'))
+        ++time.unended;
 }
 
-QByteArray hex(qint64 value)
+/// A line and its reply, given without checksum.
+void countExchange(JobTime& time, const Line& line, const QByteArray& reply)
 {
-    return QByteArray::number(value, kHexBase).toUpper();
+    countLine(time, line);
+    time.bytesBack += reply.size() + kReplyEnding;
+    ++time.exchanges;
 }
 
-/// At least two digits.
-QByteArray hexByte(qint64 value)
+void countPage(JobTime& time, const ReleaseSet& set, qint32 page)
 {
-    return hex(value).rightJustified(2, '0');
+    countExchange(time, protocol::erasePageLine(page), "$EACK");
+    for (qint32 at = page; at < page + protocol::kPageSize; at += protocol::kDataLineSize)
+        countExchange(
+            time, protocol::dataLine(at, set.flash(at, protocol::kDataLineSize)), "$DACK");
+    countExchange(time, protocol::programPageLine(page), "$PACK");
 }
 
-/// The bytes of `data` from `offset`, at most `count` of them, each as "," and two digits.
-QByteArray fieldsOf(const QByteArray& data, qsizetype offset, qsizetype count)
+void countImage(JobTime& time, const ImageFile& image)
 {
-    const QByteArray digits = data.mid(offset, count).toHex(',').toUpper();
-    return digits.isEmpty() ? digits : ',' + digits;
-}
-
-class Counter
-{
-public:
-    explicit Counter(JobTime& time) : m_time(time) { }
-
-    void send(const QByteArray& line)
-    {
-        const quint16 checksum = checksumOf(QByteArrayView(line).sliced(1));
-        m_time.bytesOut += line.size();
-        if (checksum >= kFirstFourDigits) {
-            m_time.bytesOut += kFullEnding;
-        } else {
-            m_time.bytesOut += 1 + hex(checksum).size();
-            ++m_time.unended;
-        }
-    }
-
-    void exchange(const QByteArray& line, const QByteArray& answer)
-    {
-        send(line);
-        m_time.bytesBack += answer.size() + kFullEnding;
-        ++m_time.exchanges;
-    }
-
-private:
-    JobTime& m_time;
-};
-
-/// `flash` covers all of the firmware's area.
-void countPage(Counter& counter, const QByteArray& flash, qint64 page)
-{
-    counter.exchange(kWordErasePage.toByteArray() + hex(page) + ",1", "$EACK");
-    for (qint64 offset = 0; offset < kPageSize; offset += kDataLineSize) {
-        counter.exchange(
-            kWordData.toByteArray() + hex(offset) + fieldsOf(flash, page + offset, kDataLineSize),
-            "$DACK");
-    }
-    counter.exchange(kWordProgramPage.toByteArray() + hex(page) + ',' + hex(kPageSize), "$PACK");
-}
-
-void countImage(Counter& counter, const ImageFile& image)
-{
-    counter.exchange(kWordImage.toByteArray() + hexByte(image.imageName) + ','
-            + hexByte(image.imageVersion) + ',' + hexByte(image.width) + ','
-            + hexByte(image.height),
+    countExchange(time,
+        protocol::imageLine(image.imageName, image.imageVersion, image.width, image.height),
         "$IACK,0");
-    for (qsizetype offset = 0; offset < image.data.size(); offset += kBlockSize) {
-        const qsizetype block = offset / kBlockSize;
-        counter.exchange(
-            kWordBlock.toByteArray() + hexByte(block) + fieldsOf(image.data, offset, kBlockSize),
-            "$FACK," + hex(block));
+    qint32 block = 0;
+    for (qsizetype at = 0; at < image.data.size(); at += protocol::kBlockSize, ++block) {
+        countExchange(time, protocol::blockLine(block, image.data.mid(at, protocol::kBlockSize)),
+            "$FACK," + QByteArray::number(block, 16));
     }
 }
 
@@ -118,8 +68,8 @@ void countImage(Counter& counter, const ImageFile& image)
 
 std::chrono::milliseconds JobTime::onTheWire() const
 {
-    return std::chrono::milliseconds(
-        (bytesOut + bytesBack) * kBitsPerByte * kMillisecondsPerSecond / kBootloaderBaudRate);
+    return std::chrono::milliseconds((bytesOut + bytesBack) * kBitsPerByte * kMillisecondsPerSecond
+        / protocol::kBootloaderBaudRate);
 }
 
 std::chrono::milliseconds JobTime::silence() const
@@ -136,13 +86,12 @@ JobTime jobTimeOf(const ReleaseSet& set)
 {
     JobTime time;
     time.fixedWaits = kTickInterval * (kStepsToFirstLine + kStepsToFirstImage + kStepsToClose);
-    Counter counter(time);
-    const QByteArray flash = set.firmware.leftJustified(kFirmwareLast + 1, kErasedByte, true);
-    for (qint64 page = kFirmwareStart; page <= kFirmwareLast; page += kPageSize)
-        countPage(counter, flash, page);
+    for (qint32 page = protocol::kFirmwareStart; page <= protocol::kFirmwareLast;
+         page += protocol::kPageSize)
+        countPage(time, set, page);
     for (const SetImage& image : set.images)
-        countImage(counter, image.content);
-    counter.send(kWordExit.toByteArray());
+        countImage(time, image.content);
+    countLine(time, Line(protocol::kExit));
     return time;
 }
 

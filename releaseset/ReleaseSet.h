@@ -7,20 +7,27 @@
 
 namespace releaseset {
 
-/// An image of a set: where it comes from and what the program makes of it.
+/// An image of a set: where it comes from and what the updater makes of it.
 struct SetImage
 {
     QString file;
     ImageFile content; ///< number and version from the manifest
 };
 
-/// A release set as the program would send it.
+/// A release set as the updater would send it.
 struct ReleaseSet
 {
     QString version;
     QList<SetImage> images; ///< in the manifest's order; a missing one is there without bytes
     QByteArray firmware;
-    QByteArray startAddress; ///< the bytes of "Address.bin"
+    quint32 startAddress = 0;
+
+    /// `count` bytes of the firmware's flash from `address` on: those of erased flash where the
+    /// firmware has none.
+    [[nodiscard]] QByteArray flash(qsizetype address, qsizetype count) const
+    {
+        return firmware.mid(address, count).leftJustified(count, '\xFF');
+    }
 };
 
 /// Reads the set in the folder `directory` and checks it whole; what is wrong goes to `findings`.

@@ -1,8 +1,7 @@
 #include "releaseset/Report.h"
 
-#include "bootload/Session.h"
 #include "protocol/Commands.h"
-#include "releaseset/Flash.h"
+#include "releaseset/JobTime.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -10,8 +9,6 @@
 #include <QTextStream>
 
 #include <array>
-
-using namespace protocol;
 
 namespace releaseset {
 
@@ -27,9 +24,29 @@ constexpr int kNumberWidth = 9;
 constexpr int kLabelWidth = 16;
 constexpr int kHexBase = 16;
 
+/// How the pages of a firmware image are filled.
+struct PageCounts
+{
+    qsizetype pages = 0; ///< the first one and a broken last one included
+    qsizetype allZero = 0;
+    qsizetype allErased = 0; ///< every byte FF
+};
+
+PageCounts countPages(const QByteArray& firmware)
+{
+    PageCounts counts;
+    for (qsizetype at = 0; at < firmware.size(); at += protocol::kPageSize) {
+        const QByteArray page = firmware.mid(at, protocol::kPageSize);
+        ++counts.pages;
+        counts.allZero += page.count('\0') == page.size() ? 1 : 0;
+        counts.allErased += page.count('\xFF') == page.size() ? 1 : 0;
+    }
+    return counts;
+}
+
 qsizetype blocksOf(const ImageFile& image)
 {
-    return (image.data.size() + kBlockSize - 1) / kBlockSize;
+    return (image.data.size() + protocol::kBlockSize - 1) / protocol::kBlockSize;
 }
 
 QString number(qint64 value)
@@ -154,7 +171,7 @@ QByteArray tableOf(const ReleaseSet& set)
                               << " pages, of which " << pages.allZero << " all 00 and "
                               << pages.allErased << " all FF\n";
     labelled(out, "Start address")
-        << "0x" << QString::number(builtStartAddress(set.startAddress), kHexBase).toUpper() << '\n';
+        << "0x" << QString::number(set.startAddress, kHexBase).toUpper() << '\n';
     writeJobTime(out, jobTimeOf(set));
     out.flush();
     return text.toUtf8();
@@ -165,7 +182,7 @@ QByteArray jsonOf(const ReleaseSet& set, const Findings& findings)
     const QJsonObject report{{QStringLiteral("version"), set.version},
         {QStringLiteral("images"), imagesJson(set)},
         {QStringLiteral("firmware"), firmwareJson(set.firmware)},
-        {QStringLiteral("startAddress"), static_cast<qint64>(builtStartAddress(set.startAddress))},
+        {QStringLiteral("startAddress"), static_cast<qint64>(set.startAddress)},
         {QStringLiteral("jobMilliseconds"), jobTimeJson(jobTimeOf(set))},
         {QStringLiteral("errors"), findings.errors()},
         {QStringLiteral("warnings"), findings.warnings()},

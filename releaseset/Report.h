@@ -1,7 +1,6 @@
 #pragma once
 
 #include "releaseset/Findings.h"
-#include "releaseset/JobTime.h"
 #include "releaseset/ReleaseSet.h"
 
 #include <QByteArray>

@@ -2,7 +2,6 @@
 """test_build.py TOOL MODULES: what a release set does to the build that compiles it in."""
 
 import pathlib
-import shutil
 import subprocess
 import sys
 import tempfile
