@@ -6,13 +6,20 @@ import re
 PAGES = range(0x1000, 0xE0000, 0x1000)
 
 
+def shifted(value):
+    """Eight steps of CRC-16/MCRF4XX, bit by bit."""
+    for _ in range(8):
+        value = value >> 1 ^ 0x8408 if value & 1 else value >> 1
+    return value
+
+
+TABLE = [shifted(byte) for byte in range(256)]
+
+
 def crc(text):
-    """CRC-16/MCRF4XX, bit by bit."""
     value = 0xFFFF
     for byte in text.encode():
-        value ^= byte
-        for _ in range(8):
-            value = value >> 1 ^ 0x8408 if value & 1 else value >> 1
+        value = value >> 8 ^ TABLE[(value ^ byte) & 0xFF]
     return value
 
 
