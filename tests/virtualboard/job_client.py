@@ -57,7 +57,10 @@ class Port:
             left = max(end - time.monotonic(), 0)
             if not select.select([self.descriptor], [], [], left)[0]:
                 return False
-            self.received += os.read(self.descriptor, 4096)
+            arrived = os.read(self.descriptor, 4096)
+            if not arrived:
+                raise OSError("unplugged")
+            self.received += arrived
 
     def ask(self, line, answer):
         for _ in range(MOST_TRIES):
