@@ -45,9 +45,9 @@ public:
     }
     void ShowProgramProgress(int step) override { m_dialog.ui->progressBarLoad->setValue(step); }
     void ShowImageProgress(int bytes) override { m_dialog.ui->progressBarVerify->setValue(bytes); }
-    void ShowUnitVersion(const QString& version) override
+    void ShowUnitVersion(const QString& unitVersion) override
     {
-        m_dialog.ui->label_UnitVersion->setText(QStringLiteral("Unit Version: ") + version);
+        m_dialog.ui->label_UnitVersion->setText(QStringLiteral("Unit Version: ") + unitVersion);
     }
 
 private:
