@@ -39,11 +39,6 @@ Board::Board(BoardOptions options)
     advance(Time::zero());
 }
 
-void Board::setObserver(std::function<void(const RecordedLine&)> observer)
-{
-    m_observer = std::move(observer);
-}
-
 int Board::baudRate() const
 {
     const BoardProgram* const running = runningProgram();
@@ -61,11 +56,6 @@ BoardProgram* Board::runningProgram() const
         break;
     }
     return nullptr;
-}
-
-bool Board::isSilent(Time now) const
-{
-    return m_silentUntil && now < *m_silentUntil;
 }
 
 void Board::tell(RecordedLine::Way way, Time at, std::string_view text) const

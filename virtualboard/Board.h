@@ -1,6 +1,5 @@
 #pragma once
 
-#include "virtualboard/BoardApplications.h"
 #include "virtualboard/Bootloader.h"
 #include "virtualboard/FaultPlan.h"
 #include "virtualboard/LineReader.h"
@@ -80,7 +79,10 @@ public:
     [[nodiscard]] std::vector<Emission> takeDue(Time now);
 
     /// Called with every line as it passes.
-    void setObserver(std::function<void(const RecordedLine&)> observer);
+    void setObserver(std::function<void(const RecordedLine&)> observer)
+    {
+        m_observer = std::move(observer);
+    }
 
     [[nodiscard]] Runs runs() const { return m_runs; }
     /// The rate that the running program talks at; 0 while the board boots.
@@ -119,7 +121,7 @@ private:
     void startProgram(Time now);
     /// The program that runs; null while the board boots.
     [[nodiscard]] BoardProgram* runningProgram() const;
-    [[nodiscard]] bool isSilent(Time now) const;
+    [[nodiscard]] bool isSilent(Time now) const { return m_silentUntil && now < *m_silentUntil; }
     [[nodiscard]] std::optional<Time> nextStep() const;
     void step(Time now);
     void tell(RecordedLine::Way way, Time at, std::string_view text) const;

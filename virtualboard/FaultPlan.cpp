@@ -62,19 +62,6 @@ bool readRate(std::string_view text, double& rate)
     return rate > 0 && rate <= 1;
 }
 
-bool readTime(std::string_view text, std::optional<Time>& time)
-{
-    std::string_view unit;
-    double value = 0;
-    if (!readNumber(text, value, unit) || !(value >= 0))
-        return false;
-    const double factor = unit == "s" ? 1e6 : unit == "ms" ? 1e3 : unit == "us" ? 1 : 0;
-    if (factor == 0 || value * factor > static_cast<double>(kLongestTime.count()))
-        return false;
-    time = Time(std::llround(value * factor));
-    return true;
-}
-
 bool readSetting(std::string_view name, std::string_view value, FaultRule& rule)
 {
     if (name == "at")
@@ -84,7 +71,7 @@ bool readSetting(std::string_view name, std::string_view value, FaultRule& rule)
     if (name == "times")
         return readCount(value, rule.times);
     if (name == "for" || name == "by" || name == "gap")
-        return readTime(value, rule.length);
+        return (rule.length = readTime(value)).has_value();
     if (name == "bytes" || name == "lines")
         return readCount(value, rule.size);
     if (name == "word") {
@@ -95,6 +82,20 @@ bool readSetting(std::string_view name, std::string_view value, FaultRule& rule)
 }
 
 } // namespace
+
+std::optional<Time> readTime(std::string_view text, std::string_view plainUnit)
+{
+    std::string_view unit;
+    double value = 0;
+    if (!readNumber(text, value, unit) || !(value >= 0))
+        return std::nullopt;
+    if (unit.empty())
+        unit = plainUnit;
+    const double factor = unit == "s" ? 1e6 : unit == "ms" ? 1e3 : unit == "us" ? 1 : 0;
+    if (factor == 0 || value * factor > static_cast<double>(kLongestTime.count()))
+        return std::nullopt;
+    return Time(std::llround(value * factor));
+}
 
 std::optional<FaultRule> FaultRule::parse(std::string_view text, std::string& error)
 {

@@ -27,6 +27,10 @@ enum class FaultKind {
     JoinLines,
 };
 
+/// Reads a time of a day at most: "2s", "1.5ms", "20us", or a bare number in `plainUnit`. None when
+/// it is not understood.
+[[nodiscard]] std::optional<Time> readTime(std::string_view text, std::string_view plainUnit = {});
+
 /// One line of a fault plan.
 struct FaultRule
 {

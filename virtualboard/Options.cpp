@@ -4,6 +4,7 @@
 #include <QFile>
 
 #include <climits>
+#include <functional>
 #include <stdexcept>
 
 using namespace Qt::StringLiterals;
@@ -14,236 +15,212 @@ namespace {
 
 constexpr int kMostBoards = 64;
 constexpr int kMostPorts = 100'000;
-constexpr double kMilliseconds = 1e3; // in microseconds
-constexpr double kSeconds = 1e6;
 
-void addOptions(QCommandLineParser& parser)
+/// Takes an option's value; throws std::runtime_error when it is not understood.
+using Setter = std::function<void(const QString&)>;
+
+struct Row
 {
-    const auto add = [&parser](const char* name, const char* value, const char* description) {
-        parser.addOption({QLatin1String(name), QLatin1String(description), QLatin1String(value)});
-    };
-    add("boards", "N", "number of boards (1)");
-    add("first-port", "N", "ttyUSBN is the first of them (0)");
-    add("serial", "PORT", "serve a port of this computer");
-    add("kind", "KIND", "display, asked by $MVER (default), or service");
-    add("version", "TEXT", "what the application says that it is");
-    add("holds", "NUMBER:VERSION", "an image that it has; repeatable");
-    add("line-rate", "", "bytes take their bit times; realistic own times");
-    add("adapter-latency", "MS", "of the adapter's timer (0; 16 is usual)");
-    add("boot", "MS", "from a restart on (100; with --line-rate 300)");
-    add("erase", "MS", "of a page (0; with --line-rate 45)");
-    add("program", "MS", "of a page (0; with --line-rate 12)");
-    add("image-erase", "MS", "of all images (1000; with --line-rate 20000)");
-    add("fault", "WHAT WHEN", "see below; repeatable");
-    add("fault-file", "FILE", "faults, one a line");
-    add("seed", "N", "of the faults' random numbers (1)");
-    add("release-set", "DIR", "what should arrive");
-    add("expect", "JOB", "update, images or erase (the one received)");
-    add("progress", "", "a line on the terminal");
-    add("window", "", "the board's display and flash");
-    add("pictures", "DIR", "received images as PNG");
-    add("record", "FILE", "every line with its time");
-    add("report", "FILE", "figures as JSON");
-    add("stop-when-done", "S", "end PROGRAM this long after the last board");
-    add("timeout", "S", "end PROGRAM after this time anyway");
-    parser.addOption({{u"h"_s, u"help"_s}, u"this text"_s});
-}
+    const char* name;
+    const char* value; ///< what help calls it; empty: the option has none
+    const char* description;
+    Setter set;
+};
 
 [[noreturn]] void refuse(const QString& reason)
 {
     throw std::runtime_error(reason.toStdString());
 }
 
-[[noreturn]] void refuse(const QString& option, const QString& value)
+void require(bool understood, const QString& value)
 {
-    refuse(u"--%1: \"%2\" is not understood"_s.arg(option, value));
+    if (!understood)
+        refuse(u"\"%1\" is not understood"_s.arg(value));
 }
 
-bool parseNumber(const QString& text, int least, int most, int& number)
+bool readNumber(const QString& text, int least, int most, int& number)
 {
     bool ok = false;
     number = text.toInt(&ok);
     return ok && number >= least && number <= most;
 }
 
-/// "20" is in `plainUnit`; "20ms" and "1.5s" name their own unit.
-bool parseTime(const QString& text, double plainUnit, Time& time)
+Setter flag(bool& target)
 {
-    QString digits = text;
-    double unit = plainUnit;
-    if (text.endsWith("ms"_L1)) {
-        digits.chop(2);
-        unit = kMilliseconds;
-    } else if (text.endsWith(u's')) {
-        digits.chop(1);
-        unit = kSeconds;
-    }
-    bool ok = false;
-    const double value = digits.toDouble(&ok) * unit;
-    constexpr double kDay = 86'400e6;
-    if (!ok || !(value >= 0 && value <= kDay))
-        return false;
-    time = Time(qRound64(value));
-    return true;
+    return [&target](const QString&) { target = true; };
 }
 
-FaultRule parseFault(const QString& option, const QString& line)
+Setter text(QString& target)
+{
+    return [&target](const QString& value) {
+        require(!value.isEmpty(), value);
+        target = value;
+    };
+}
+
+Setter number(int least, int most, int& target)
+{
+    return [least, most, &target](const QString& value) {
+        if (!readNumber(value, least, most, target))
+            refuse(u"a number from %1 to %2, not \"%3\""_s.arg(least).arg(most).arg(value));
+    };
+}
+
+/// "20" is in `plainUnit`; "20ms" and "1.5s" name their own unit.
+template <typename Target> Setter time(const char* plainUnit, Target& target)
+{
+    return [plainUnit, &target](const QString& value) {
+        const auto time = readTime(value.toStdString(), plainUnit);
+        require(time.has_value(), value);
+        target = *time;
+    };
+}
+
+Setter seed(std::uint64_t& target)
+{
+    return [&target](const QString& value) {
+        bool ok = false;
+        target = value.toULongLong(&ok);
+        require(ok, value);
+    };
+}
+
+Setter kind(Kind& target)
+{
+    return [&target](const QString& value) {
+        require(value == "display"_L1 || value == "service"_L1, value);
+        target = value == "service"_L1 ? Kind::Service : Kind::Display;
+    };
+}
+
+Setter held(BoardOptions& board)
+{
+    return [&board](const QString& value) {
+        const QStringList parts = value.split(u':');
+        int number = 0;
+        int version = 0;
+        require(parts.size() == 2 && readNumber(parts.first(), 0, INT_MAX, number)
+                && readNumber(parts.last(), 0, INT_MAX, version),
+            value);
+        board.held.emplace_back(number, version);
+    };
+}
+
+void addFault(const QString& line, BoardOptions& board)
 {
     std::string error;
     auto rule = FaultRule::parse(line.simplified().toStdString(), error);
     if (!rule)
-        refuse(u"--%1: %2"_s.arg(option, QString::fromStdString(error)));
-    return std::move(*rule);
+        refuse(QString::fromStdString(error));
+    board.faults.push_back(std::move(*rule));
 }
 
-/// What a command line gives. An option that is absent leaves its target as it is; a value that is
-/// not understood throws.
-class Reader
+void addFaultFile(const QString& path, BoardOptions& board)
 {
-public:
-    explicit Reader(const QCommandLineParser& parser) : m_parser(parser) { }
-
-    void number(const QString& option, int least, int most, int& target) const
-    {
-        if (!m_parser.isSet(option))
-            return;
-        const QString value = m_parser.value(option);
-        if (!parseNumber(value, least, most, target))
-            refuse(u"--%1: a number from %2 to %3, not \"%4\""_s.arg(
-                option, QString::number(least), QString::number(most), value));
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        refuse(file.errorString());
+    const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
+    for (const QString& line : lines) {
+        const QString rule = line.section(u'#', 0, 0).trimmed();
+        if (!rule.isEmpty())
+            addFault(rule, board);
     }
+}
 
-    void text(const QString& option, QString& target) const
-    {
-        if (!m_parser.isSet(option))
-            return;
-        target = m_parser.value(option);
-        if (target.isEmpty())
-            refuse(option, target);
-    }
-
-    template <typename Target>
-    void time(const QString& option, double plainUnit, Target& target) const
-    {
-        Time time{};
-        if (!m_parser.isSet(option))
-            return;
-        if (!parseTime(m_parser.value(option), plainUnit, time))
-            refuse(option, m_parser.value(option));
-        target = time;
-    }
-
-    void board(BoardOptions& board) const;
-    void faults(std::vector<FaultRule>& faults) const;
-    void expected(std::optional<Job>& job) const;
-
-private:
-    void held(std::vector<std::pair<std::uint32_t, std::uint32_t>>& images) const;
-
-    const QCommandLineParser& m_parser;
-};
-
-void Reader::board(BoardOptions& board) const
+/// All options, with setters into `options`. They are read in this order: what --line-rate gives
+/// the times is overridden by the options after it.
+std::vector<Row> rows(Options& options)
 {
-    QString kind = u"display"_s;
-    text(u"kind"_s, kind);
-    if (kind != "display"_L1 && kind != "service"_L1)
-        refuse(u"kind"_s, kind);
-    board.kind = kind == "service"_L1 ? Kind::Service : Kind::Display;
-    if (m_parser.isSet(u"version"_s))
-        board.version = m_parser.value(u"version"_s).toStdString();
-    held(board.held);
-
-    board.lineRate = m_parser.isSet(u"line-rate"_s);
-    if (board.lineRate)
+    BoardOptions& board = options.board;
+    OwnTimes& times = board.times;
+    const auto lineRate = [&board](const QString&) {
+        board.lineRate = true;
         board.times = OwnTimes::realistic();
-    time(u"adapter-latency"_s, kMilliseconds, board.adapterLatency);
-    time(u"boot"_s, kMilliseconds, board.times.boot);
-    time(u"erase"_s, kMilliseconds, board.times.erase);
-    time(u"program"_s, kMilliseconds, board.times.program);
-    time(u"image-erase"_s, kMilliseconds, board.times.imageErase);
-    faults(board.faults);
-    if (const QString seed = m_parser.value(u"seed"_s); !seed.isNull()) {
-        bool ok = false;
-        board.seed = seed.toULongLong(&ok);
-        if (!ok)
-            refuse(u"seed"_s, seed);
+    };
+    const auto job = [&options](const QString& value) {
+        options.expected = jobOfName(value);
+        require(options.expected.has_value(), value);
+    };
+    return {
+        {"boards", "N", "number of boards (1)", number(1, kMostBoards, options.boards)},
+        {"first-port", "N", "ttyUSBN is the first of them (0)",
+            number(0, kMostPorts, options.firstPort)},
+        {"serial", "PORT", "serve a port of this computer", text(options.serialPort)},
+        {"kind", "KIND", "display, asked by $MVER (default), or service", kind(board.kind)},
+        {"version", "TEXT", "what the application says that it is",
+            [&board](const QString& value) { board.version = value.toStdString(); }},
+        {"holds", "NUMBER:VERSION", "an image that it has; repeatable", held(board)},
+        {"line-rate", "", "bytes take their bit times; realistic own times", lineRate},
+        {"adapter-latency", "MS", "of the adapter's timer (0; 16 is usual)",
+            time("ms", board.adapterLatency)},
+        {"boot", "MS", "from a restart on (100; with --line-rate 300)", time("ms", times.boot)},
+        {"erase", "MS", "of a page (0; with --line-rate 45)", time("ms", times.erase)},
+        {"program", "MS", "of a page (0; with --line-rate 12)", time("ms", times.program)},
+        {"image-erase", "MS", "of all images (1000; with --line-rate 20000)",
+            time("ms", times.imageErase)},
+        {"fault", "WHAT WHEN", "see below; repeatable",
+            [&board](const QString& value) { addFault(value, board); }},
+        {"fault-file", "FILE", "faults, one a line",
+            [&board](const QString& value) { addFaultFile(value, board); }},
+        {"seed", "N", "of the faults' random numbers (1)", seed(board.seed)},
+        {"release-set", "DIR", "what should arrive", text(options.releaseSet)},
+        {"expect", "JOB", "update, images or erase (the one received)", job},
+        {"progress", "", "a line on the terminal", flag(options.progress)},
+        {"window", "", "the board's display and flash", flag(options.window)},
+        {"pictures", "DIR", "received images as PNG", text(options.pictures)},
+        {"record", "FILE", "every line with its time", text(options.record)},
+        {"report", "FILE", "figures as JSON", text(options.report)},
+        {"stop-when-done", "S", "end PROGRAM this long after the last board",
+            time("s", options.stopWhenDone)},
+        {"timeout", "S", "end PROGRAM after this time anyway", time("s", options.timeout)},
+        {"help", "", "this text", flag(options.help)},
+    };
+}
+
+void addOptions(const std::vector<Row>& rows, QCommandLineParser& parser)
+{
+    for (const Row& row : rows) {
+        QStringList names{QLatin1String(row.name)};
+        if (names.first() == "help"_L1)
+            names.prepend(u"h"_s);
+        parser.addOption({names, QLatin1String(row.description), QLatin1String(row.value)});
     }
 }
 
-void Reader::held(std::vector<std::pair<std::uint32_t, std::uint32_t>>& images) const
+void set(const Row& row, const QString& value)
 {
-    const QStringList values = m_parser.values(u"holds"_s);
-    for (const QString& value : values) {
-        const QStringList parts = value.split(u':');
-        int number = 0;
-        int version = 0;
-        if (parts.size() != 2 || !parseNumber(parts.first(), 0, INT_MAX, number)
-            || !parseNumber(parts.last(), 0, INT_MAX, version))
-            refuse(u"holds"_s, value);
-        images.emplace_back(number, version);
+    try {
+        row.set(value);
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::string("--") + row.name + ": " + error.what());
     }
-}
-
-void Reader::faults(std::vector<FaultRule>& faults) const
-{
-    const QStringList given = m_parser.values(u"fault"_s);
-    for (const QString& fault : given)
-        faults.push_back(parseFault(u"fault"_s, fault));
-    const QStringList paths = m_parser.values(u"fault-file"_s);
-    for (const QString& path : paths) {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly))
-            refuse(u"--fault-file: %1: %2"_s.arg(path, file.errorString()));
-        const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
-        for (const QString& line : lines) {
-            const QString rule = line.section(u'#', 0, 0).trimmed();
-            if (!rule.isEmpty())
-                faults.push_back(parseFault(u"fault-file"_s, rule));
-        }
-    }
-}
-
-void Reader::expected(std::optional<Job>& job) const
-{
-    QString name;
-    text(u"expect"_s, name);
-    job = jobOfName(name);
-    if (!name.isEmpty() && !job)
-        refuse(u"expect"_s, name);
 }
 
 } // namespace
 
 Options Options::parse(const QStringList& arguments)
 {
+    Options options;
+    options.releaseSet = QStringLiteral(VIRTUALBOARD_RELEASE_SET);
+    const std::vector<Row> all = rows(options);
     QCommandLineParser parser;
-    addOptions(parser);
+    addOptions(all, parser);
     // What follows "--" is the program with its own options.
-    const qsizetype end = arguments.indexOf(u"--"_s);
+    const qsizetype end = arguments.indexOf("--"_L1);
     if (!parser.parse(QStringList{QString()} + arguments.mid(0, end)))
         refuse(parser.errorText());
     if (!parser.positionalArguments().isEmpty())
         refuse(u"\"%1\" is no option; a program goes after \"--\""_s.arg(
             parser.positionalArguments().first()));
-
-    const Reader read(parser);
-    Options options;
-    options.help = parser.isSet(u"help"_s);
-    options.releaseSet = QStringLiteral(VIRTUALBOARD_RELEASE_SET);
-    read.board(options.board);
-    read.number(u"boards"_s, 1, kMostBoards, options.boards);
-    read.number(u"first-port"_s, 0, kMostPorts, options.firstPort);
-    read.text(u"serial"_s, options.serialPort);
-    read.text(u"release-set"_s, options.releaseSet);
-    read.text(u"pictures"_s, options.pictures);
-    read.text(u"record"_s, options.record);
-    read.text(u"report"_s, options.report);
-    read.expected(options.expected);
-    options.progress = parser.isSet(u"progress"_s);
-    options.window = parser.isSet(u"window"_s);
-    read.time(u"stop-when-done"_s, kSeconds, options.stopWhenDone);
-    read.time(u"timeout"_s, kSeconds, options.timeout);
+    for (const Row& row : all) {
+        const QString name = QLatin1String(row.name);
+        const QStringList values = *row.value != 0 ? parser.values(name)
+            : parser.isSet(name)                   ? QStringList{QString()}
+                                                   : QStringList();
+        for (const QString& value : values)
+            set(row, value);
+    }
     if (end >= 0)
         options.program = arguments.mid(end + 1);
     if (!options.serialPort.isEmpty() && (options.boards > 1 || !options.program.isEmpty()))
@@ -253,12 +230,13 @@ Options Options::parse(const QStringList& arguments)
 
 QString Options::helpText()
 {
+    Options options;
     QCommandLineParser parser;
-    addOptions(parser);
+    addOptions(rows(options), parser);
     parser.setApplicationDescription(QStringLiteral(
         "A display board in software: starts PROGRAM on a mocked USB bus with an FTDI adapter for "
-        "each\n"
-        "board, and says what they received. Without PROGRAM it prints the port that it serves."));
+        "each\nboard, and says what they received. Without PROGRAM it prints the port that it "
+        "serves."));
     parser.addPositionalArgument(
         u"PROGRAM"_s, u"is started on the boards"_s, u"[-- PROGRAM [ARGUMENTS]]"_s);
     return parser.helpText() + QStringLiteral(R"(

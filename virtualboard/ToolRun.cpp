@@ -89,8 +89,12 @@ bool ToolRun::start()
         complain(QStringLiteral("%1: %2").arg(m_options.record, m_transcript.errorString()));
         return false;
     }
-    if (m_options.window)
-        openWindow();
+    if (m_options.window) {
+        QStringList names;
+        for (int index = 0; index < m_options.boards; ++index)
+            names << boardName(index);
+        m_window = std::make_unique<WatchWindow>(m_server, names);
+    }
     addBoards();
     m_server.start();
     if (m_window)
@@ -101,14 +105,6 @@ bool ToolRun::start()
         return m_program.start(m_options.program, m_bus->environment());
     announcePorts();
     return true;
-}
-
-void ToolRun::openWindow()
-{
-    QStringList names;
-    for (int index = 0; index < m_options.boards; ++index)
-        names << boardName(index);
-    m_window = std::make_unique<WatchWindow>(m_server, names);
 }
 
 void ToolRun::announcePorts()

@@ -43,7 +43,6 @@ private:
     void addBoard(int index, std::unique_ptr<BoardPort> port);
     [[nodiscard]] QString boardName(int index) const;
     void announcePorts();
-    void openWindow();
     void catchSignals();
     void look();
     void showProgress();

@@ -113,23 +113,14 @@ private slots:
         QVERIFY(two.output.contains(QStringLiteral("VERDICT: NOT EXACT (1 of 2 boards exact)")));
     }
 
-    void recoversFromFaultsAndSaysThem_data()
-    {
-        QTest::addColumn<QString>("fault");
-        for (const char* fault : {"drop-command rate=3% times=5", "drop-reply rate=3% times=5",
-                 "corrupt-command rate=3% times=5", "split-reply rate=3% times=5",
-                 "join-lines rate=10% times=5", "garbage rate=3% times=5",
-                 "long-line rate=3% times=5", "announce rate=5% times=5",
-                 "silence at=100 for=700ms"})
-            QTest::newRow(fault) << QString::fromLatin1(fault);
-    }
-
     void recoversFromFaultsAndSaysThem()
     {
-        QFETCH(QString, fault);
-        const Run images = job(QStringLiteral("images"), {"--fault", fault});
+        const QStringList faults{"drop-reply at=50", "split-reply rate=3% times=5"};
+        const Run images
+            = job(QStringLiteral("images"), {"--fault", faults.first(), "--fault", faults.last()});
         QVERIFY2(images.exitCode == 0, qPrintable(images.output + images.errors));
-        QVERIFY(images.output.contains(QStringLiteral("s: ") + fault));
+        for (const QString& fault : faults)
+            QVERIFY2(images.output.contains(QStringLiteral("s: ") + fault), qPrintable(fault));
     }
 
     void readsFaultsFromAFile()

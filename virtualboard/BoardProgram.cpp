@@ -1,4 +1,4 @@
-#include "virtualboard/BoardApplications.h"
+#include "virtualboard/BoardProgram.h"
 
 namespace vboard {
 
