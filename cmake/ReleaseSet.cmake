@@ -4,8 +4,8 @@
 # image that the manifest names. Left uncompressed: images are read once while the dialog opens and
 # the firmware is read at random positions, so both are wanted as plain memory.
 #
-# The set is checked by "release-set check" before anything of TARGET is compiled; what is wrong with
-# it stops the build with the check's lines. Here only the list of files is found out.
+# "release-set check" runs before anything of TARGET is compiled; an error stops the build with the
+# check's lines. What is done here is to list the files.
 function(add_release_set TARGET DIRECTORY)
     get_filename_component(directory "${DIRECTORY}" ABSOLUTE BASE_DIR "${CMAKE_SOURCE_DIR}")
     if(NOT IS_DIRECTORY "${directory}")
@@ -18,7 +18,7 @@ function(add_release_set TARGET DIRECTORY)
         if(EXISTS "${directory}/${name}" AND NOT IS_DIRECTORY "${directory}/${name}")
             list(APPEND paths "${directory}/${name}")
         else()
-            # Missing files are the check's to tell; look again when the folder has changed.
+            # The check reports missing files; look again when the folder has changed.
             set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${directory}")
         endif()
     endforeach()

@@ -16,9 +16,8 @@ struct Conversion
 };
 
 /// Converts between a picture and the C-source form of an image, by the two files' endings: ".c" is
-/// the C source, everything else a picture format that Qt knows. From C source to C source gives
-/// the plain form of what it holds. Returns what went wrong, naming
-/// the file, or an empty text.
+/// the C source, everything else a picture format that Qt knows. From C source to C source writes
+/// the plain form. Returns what went wrong, naming the file, or an empty text.
 [[nodiscard]] QString convert(const Conversion& conversion);
 
 } // namespace releaseset

@@ -21,8 +21,8 @@ constexpr QByteArrayView kPrefix("0x");
 
 const SourceWord* firstDropped(const SourceText& source)
 {
-    for (const SourceBlock& block : source.blocks) {
-        for (const SourceWord& word : block.words) {
+    for (const SourceBranch& branch : source.branches) {
+        for (const SourceWord& word : branch.words) {
             if (!source.at(word).startsWith(kPrefix))
                 return &word;
         }
@@ -34,7 +34,7 @@ Difference differenceOf(const SourceText& source, const SourceImage& meant, cons
 {
     if (source.conditions > 0) {
         return {source.firstDirective,
-            QStringLiteral("%1 conditional blocks in the array, of which every literal would be "
+            QStringLiteral("%1 conditional branches in the array, of which every literal would be "
                            "sent (%2 instead of %3 bytes)")
                 .arg(source.conditions)
                 .arg(image.data.size())

@@ -16,17 +16,17 @@ constexpr std::array kRgb565Formats = {QByteArrayView("LV_IMG_CF_TRUE_COLOR"),
 
 constexpr char kStride[] = ".header.stride";
 
-/// The block for 16 bits with the low byte first, or a null pointer.
-const SourceBlock* plainBlock(const SourceText& source)
+/// The branch for 16 bits with the low byte first, or a null pointer.
+const SourceBranch* plainBranch(const SourceText& source)
 {
-    const auto isPlain16 = [](const SourceBlock& block) {
-        const QByteArray condition = block.condition.simplified().replace(' ', "");
+    const auto isPlain16 = [](const SourceBranch& branch) {
+        const QByteArray condition = branch.condition.simplified().replace(' ', "");
         return condition.contains("DEPTH==16")
             && (condition.contains("SWAP==0") || condition.contains("!LV_COLOR_16_SWAP")
                 || !condition.contains("SWAP"));
     };
-    const auto found = std::ranges::find_if(source.blocks, isPlain16);
-    return found == source.blocks.cend() ? nullptr : &*found;
+    const auto found = std::ranges::find_if(source.branches, isPlain16);
+    return found == source.branches.cend() ? nullptr : &*found;
 }
 
 class Decoder
@@ -121,25 +121,27 @@ private:
 
     void readPixels()
     {
-        static const SourceBlock kEmpty;
-        const SourceBlock* block = m_source.blocks.isEmpty() ? &kEmpty : &m_source.blocks.first();
+        static const SourceBranch kEmpty;
+        const SourceBranch* branch
+            = m_source.branches.isEmpty() ? &kEmpty : &m_source.branches.first();
         if (m_source.conditions > 0)
-            block = plainBlock(m_source);
-        if (block == nullptr) {
+            branch = plainBranch(m_source);
+        if (branch == nullptr) {
             fail(m_source.firstDirective,
-                QStringLiteral("no block is for LV_COLOR_DEPTH == 16 without swapped bytes; export "
-                               "the picture in that"));
-        } else if (const std::optional<QByteArray> bytes = bytesOf(*block)) {
+                QStringLiteral(
+                    "no branch is for LV_COLOR_DEPTH == 16 without swapped bytes; export "
+                    "the picture in that"));
+        } else if (const std::optional<QByteArray> bytes = bytesOf(*branch)) {
             takeRows(*bytes);
         }
     }
 
-    std::optional<QByteArray> bytesOf(const SourceBlock& block)
+    std::optional<QByteArray> bytesOf(const SourceBranch& branch)
     {
         constexpr uint kMaxByte = 0xff;
         QByteArray bytes;
-        bytes.reserve(static_cast<qsizetype>(block.words.size()));
-        for (const SourceWord& word : block.words) {
+        bytes.reserve(static_cast<qsizetype>(branch.words.size()));
+        for (const SourceWord& word : branch.words) {
             bool isNumber = false;
             const uint value = m_source.at(word).toByteArray().toUInt(&isNumber, 0);
             if (!isNumber || value > kMaxByte || word.joined) {

@@ -7,20 +7,20 @@
 
 namespace releaseset {
 
-/// The largest width and height: what three hexadecimal digits of a header line hold.
+/// The largest width and height: what fits into three hexadecimal digits of a header line.
 inline constexpr int kMaxExtent = 0xFFF;
 
 /// The image that a C source describes to a board with 16 bits a pixel, low byte first.
 struct SourceImage
 {
-    QByteArray pixels; ///< without padding; empty where they cannot be told
+    QByteArray pixels; ///< without padding; empty where they cannot be decoded
     QSize size;
     QString fault; ///< why this is no RGB565 image, and what to do; empty when it is one
     int faultLine = 0; ///< from 1, or 0 for the whole file
 };
 
 /// Decodes what the image converters of LVGL 7, 8 and 9 write, and the plain form: of an array with
-/// conditional blocks the one for 16 bits without swapped bytes, of padded rows the pixels alone,
+/// conditional branches the one for 16 bits without swapped bytes, of padded rows the pixels alone,
 /// literals as in C. Another colour format than RGB565 is a fault that names it; where everything
 /// else is in order, pixels and size are there even so.
 [[nodiscard]] SourceImage decodeSource(const SourceText& source);

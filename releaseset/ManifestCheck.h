@@ -8,7 +8,7 @@ namespace releaseset {
 
 /// Notes everything in `text`, the content of the manifest, that the updater would read as a
 /// default or pass over without a word. Agrees with docs/manifest.schema.json, except that a schema
-/// cannot tell two images with one number.
+/// cannot compare the numbers of two images.
 void checkManifest(const QByteArray& text, Findings& findings);
 
 /// Whether `fileName`, relative to a set's folder, names something outside of it.

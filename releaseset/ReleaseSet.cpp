@@ -66,8 +66,8 @@ void checkStartAddress(const QByteArray& bytes, Findings& findings)
     if (built != written) {
         findings.error(place,
             QStringLiteral(
-                "%1 becomes %2 by the way the program builds it; the fourth byte must be 00 "
-                "and each other below 80")
+                "the updater builds %2 from the bytes of %1; the fourth byte must be 00 and each "
+                "other below 80")
                 .arg(hex(written), hex(built)));
     }
 }

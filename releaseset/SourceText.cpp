@@ -11,8 +11,8 @@ bool isBlank(char c)
     return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
 }
 
-/// Walks the text once, as the first phases of a C compiler do: comments and preprocessor lines are
-/// told from the rest.
+/// Walks the text once, as the first phases of a C compiler do, which take comments and
+/// preprocessor lines out.
 class Reader
 {
 public:
@@ -22,12 +22,12 @@ public:
     {
         while (m_at < m_source.text.size())
             step();
-        endBlock();
+        endBranch();
         return std::move(m_source);
     }
 
 private:
-    enum class Place { Before, Array, Descriptor, After };
+    enum class Stage { Before, Array, Descriptor, After };
 
     [[nodiscard]] QByteArrayView rest() const { return QByteArrayView(m_source.text).sliced(m_at); }
 
@@ -40,7 +40,7 @@ private:
             skipComment("*/", 2);
         else if (c == '#' && m_lineIsBlank)
             skipDirective();
-        else if (m_place == Place::Array && !isBlank(c) && c != ',' && c != '{' && c != '}')
+        else if (m_stage == Stage::Array && !isBlank(c) && c != ',' && c != '{' && c != '}')
             takeWord();
         else
             takeCharacter(c);
@@ -48,7 +48,7 @@ private:
 
     void skipComment(QByteArrayView end, qsizetype endLength)
     {
-        if (m_place == Place::Array && m_source.firstComment == 0)
+        if (m_stage == Stage::Array && m_source.firstComment == 0)
             m_source.firstComment = m_line;
         const qsizetype found = m_source.text.indexOf(end, m_at + 2);
         advanceTo(found < 0 ? m_source.text.size() : found + endLength);
@@ -63,7 +63,7 @@ private:
         } while (end > 0 && endsInContinuation(end));
         if (end < 0)
             end = m_source.text.size();
-        if (m_place == Place::Array)
+        if (m_stage == Stage::Array)
             noteDirective(m_source.text.sliced(m_at + 1, end - m_at - 1).simplified(), line);
         advanceTo(end);
     }
@@ -77,12 +77,12 @@ private:
     {
         if (m_source.firstDirective == 0)
             m_source.firstDirective = line;
-        endBlock();
+        endBranch();
         if (directive.startsWith("if")) {
             ++m_source.conditions;
-            m_block.condition = directive.mid(directive.startsWith("if ") ? 3 : 2).trimmed();
+            m_branch.condition = directive.mid(directive.startsWith("if ") ? 3 : 2).trimmed();
         } else if (directive.startsWith("elif")) {
-            m_block.condition = directive.mid(4).trimmed();
+            m_branch.condition = directive.mid(4).trimmed();
         }
     }
 
@@ -93,24 +93,24 @@ private:
             return isBlank(c) || c == ',' || c == '{' || c == '}' || c == '/' || c == '#';
         });
         const qsizetype length = std::max<qsizetype>(end - view.begin(), 1);
-        m_block.words.push_back({m_at, length, m_line, !m_separated});
+        m_branch.words.push_back({m_at, length, m_line, !m_separated});
         m_separated = false;
         advanceTo(m_at + length);
     }
 
     void takeCharacter(char c)
     {
-        if (m_place == Place::Before && c == '{') {
-            m_place = Place::Array;
+        if (m_stage == Stage::Before && c == '{') {
+            m_stage = Stage::Array;
             m_source.arrayBrace = m_at;
             m_source.arrayLine = m_line;
-        } else if (m_place == Place::Array && (c == '}' || c == '{')) {
-            m_place = Place::Descriptor;
+        } else if (m_stage == Stage::Array && (c == '}' || c == '{')) {
+            m_stage = Stage::Descriptor;
             m_source.closed = c == '}';
-            endBlock();
-        } else if (m_place == Place::Array && c == ',') {
+            endBranch();
+        } else if (m_stage == Stage::Array && c == ',') {
             m_separated = true;
-        } else if (m_place == Place::Descriptor) {
+        } else if (m_stage == Stage::Descriptor) {
             takeFromDescriptor(c);
         }
         advanceTo(m_at + 1);
@@ -124,7 +124,7 @@ private:
             endEntry();
             m_scopes.removeLast();
             if (m_scopes.isEmpty())
-                m_place = Place::After;
+                m_stage = Stage::After;
         } else if (c == ',') {
             endEntry();
         } else if (c == '=') {
@@ -164,11 +164,11 @@ private:
         beginEntry();
     }
 
-    void endBlock()
+    void endBranch()
     {
-        if (!m_block.words.empty())
-            m_source.blocks.append(std::move(m_block));
-        m_block = {};
+        if (!m_branch.words.empty())
+            m_source.branches.append(std::move(m_branch));
+        m_branch = {};
         m_separated = true;
     }
 
@@ -183,13 +183,13 @@ private:
     }
 
     SourceText m_source;
-    SourceBlock m_block;
+    SourceBranch m_branch;
     QByteArray m_key;
     SourceEntry m_entry;
     QList<QByteArray> m_scopes; ///< of the descriptor: the names before the entries, by open brace
     qsizetype m_at = 0;
     int m_line = 1;
-    Place m_place = Place::Before;
+    Stage m_stage = Stage::Before;
     bool m_inValue = false;
     bool m_lineIsBlank = true;
     bool m_separated = true;

@@ -14,11 +14,11 @@ struct SourceWord
     qsizetype position; ///< in SourceText::text
     qsizetype length;
     int line; ///< from 1
-    bool joined; ///< no "," stands between this word and the one before it
+    bool joined; ///< no "," comes between the word before it and this one
 };
 
 /// A stretch of the array under one preprocessor condition.
-struct SourceBlock
+struct SourceBranch
 {
     QByteArray condition; ///< what follows "#if", or empty outside conditions
     std::vector<SourceWord> words;
@@ -39,7 +39,7 @@ struct SourceText
     qsizetype arrayBrace = -1; ///< position of the "{" that opens the array, or -1
     int arrayLine = 0;
     bool closed = false; ///< whether the array's "}" was found, before another "{"
-    QList<SourceBlock> blocks; ///< of the array, in order; blocks without words are left out
+    QList<SourceBranch> branches; ///< of the array, in order; branches without words are left out
     int conditions = 0; ///< number of "#if" lines inside the array
     int firstComment = 0; ///< line of the first comment inside the array, or 0
     int firstDirective = 0; ///< line of the first preprocessor line inside the array, or 0

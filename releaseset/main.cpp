@@ -109,7 +109,7 @@ int runDiff(const QCommandLineParser& call)
 }
 
 /// What the first argument chooses.
-struct Command
+struct Subcommand
 {
     QLatin1String name;
     QLatin1String operands; ///< with a blank between them
@@ -117,14 +117,14 @@ struct Command
     int (*run)(const QCommandLineParser& call);
 };
 
-constexpr std::array kCommands = {
-    Command{QLatin1String("check"), QLatin1String("DIR"), 1, runCheck},
-    Command{QLatin1String("convert"), QLatin1String("IN OUT"), 0, runConvert},
-    Command{QLatin1String("sheet"), QLatin1String("DIR OUT.png"), 1, runSheet},
-    Command{QLatin1String("diff"), QLatin1String("DIR1 DIR2"), 2, runDiff},
+constexpr std::array kSubcommands = {
+    Subcommand{QLatin1String("check"), QLatin1String("DIR"), 1, runCheck},
+    Subcommand{QLatin1String("convert"), QLatin1String("IN OUT"), 0, runConvert},
+    Subcommand{QLatin1String("sheet"), QLatin1String("DIR OUT.png"), 1, runSheet},
+    Subcommand{QLatin1String("diff"), QLatin1String("DIR1 DIR2"), 2, runDiff},
 };
 
-QList<QCommandLineOption> optionsOf(const Command& command)
+QList<QCommandLineOption> optionsOf(const Subcommand& command)
 {
     if (command.run == runCheck)
         return {{QStringLiteral("json"), {}}, {QStringLiteral("quiet"), {}}};
@@ -135,7 +135,7 @@ QList<QCommandLineOption> optionsOf(const Command& command)
 }
 
 /// What is wrong with a call of `command`; empty when nothing is.
-QString faultOf(const QCommandLineParser& call, const Command& command)
+QString faultOf(const QCommandLineParser& call, const Subcommand& command)
 {
     const QStringList operands = call.positionalArguments();
     if (operands.size() != command.operands.count(u' ') + 1)
@@ -151,8 +151,8 @@ int run(const QStringList& arguments)
 {
     const QString advice = QStringLiteral("; release-set --help shows the calls");
     const QString name = arguments.value(0);
-    const auto* const command = std::ranges::find(kCommands, name, &Command::name);
-    if (command == kCommands.end()) {
+    const auto* const command = std::ranges::find(kSubcommands, name, &Subcommand::name);
+    if (command == kSubcommands.end()) {
         const QString fault = name.isEmpty()
             ? QStringLiteral("a command is missing")
             : QStringLiteral("there is no command \"%1\"").arg(name);

@@ -1,6 +1,6 @@
 """The forms in which image converters write the good set's image, and data that is no RGB565 picture."""
 
-from sets import ARRAY, BLOCKS, DOT, ROWS
+from sets import ARRAY, BRANCHES, DOT, ROWS
 
 HEAD_7 = """\
 #if defined(LV_LVGL_H_INCLUDE_SIMPLE)
@@ -132,10 +132,10 @@ def padded(data, row, stride):
 
 # By name: the C source, and the line from which the check refuses it, or 0 where the updater reads it.
 FORMS = {
-    "7, blocks": (HEAD_7 + BLOCKS + "};\n" + FLAT_7, 16),
+    "7, branches": (HEAD_7 + BRANCHES + "};\n" + FLAT_7, 16),
     "7, plain": (HEAD_7 + ROWS + "};\n" + FLAT_7, 0),
-    "8, blocks": (HEAD_8 + BLOCKS + "};\n" + FLAT_8, 24),
-    "8, blocks of lv_img_dsc_t with a nested header": (HEAD_8 + BLOCKS + "};\n" + NESTED_8, 24),
+    "8, branches": (HEAD_8 + BRANCHES + "};\n" + FLAT_8, 24),
+    "8, branches of lv_img_dsc_t with a nested header": (HEAD_8 + BRANCHES + "};\n" + NESTED_8, 24),
     "8, plain": (HEAD_8 + ROWS + "};\n" + FLAT_8, 0),
     "8, nested": (ARRAY + NESTED_8, 7),
     "9, flat": (HEAD_9 + literals(DOT) + "};\n" + FLAT_9, 0),
@@ -154,10 +154,10 @@ FORMS = {
 # By name: the C source and what is said of it.
 REFUSED = {
     "8, with alpha": (
-        HEAD_8 + BLOCKS + "};\n" + FLAT_8.replace("TRUE_COLOR", "TRUE_COLOR_ALPHA"),
+        HEAD_8 + BRANCHES + "};\n" + FLAT_8.replace("TRUE_COLOR", "TRUE_COLOR_ALPHA"),
         "the colour format is LV_IMG_CF_TRUE_COLOR_ALPHA"),
     "8, with a transparent colour": (
-        HEAD_8 + BLOCKS + "};\n" + FLAT_8.replace("TRUE_COLOR", "TRUE_COLOR_CHROMA_KEYED"),
+        HEAD_8 + BRANCHES + "};\n" + FLAT_8.replace("TRUE_COLOR", "TRUE_COLOR_CHROMA_KEYED"),
         "the colour format is LV_IMG_CF_TRUE_COLOR_CHROMA_KEYED"),
     "8, palette": (
         HEAD_8 + literals(bytes(8)) + "};\n" + FLAT_8.replace("TRUE_COLOR", "INDEXED_1BIT"),
@@ -179,7 +179,7 @@ REFUSED = {
     "9, size that is no number": (nested(w="DOT_WIDTH"), ".header.w is DOT_WIDTH, not a number"),
     "no size": (ARRAY, "the image has no .header.w"),
     "no height": (nested().replace(".h = 2,", ""), "the image has no .header.h"),
-    "only swapped blocks": (
-        HEAD_8 + BLOCKS[BLOCKS.index("#if LV_COLOR_DEPTH == 16 && LV_COLOR_16_SWAP != 0"):] + "};\n" + FLAT_8,
-        "no block is for LV_COLOR_DEPTH == 16 without swapped bytes"),
+    "only swapped branches": (
+        HEAD_8 + BRANCHES[BRANCHES.index("#if LV_COLOR_DEPTH == 16 && LV_COLOR_16_SWAP != 0"):] + "};\n" + FLAT_8,
+        "no branch is for LV_COLOR_DEPTH == 16 without swapped bytes"),
 }

@@ -29,7 +29,7 @@ FIRMWARE = bytes(0x1000) + bytes(range(64))
 ADDRESS = b"\x00\x14\x00\x00"
 GOOD = {"settings.json": json.dumps(MANIFEST), "dot.c": SOURCE, "fw1.bin": FIRMWARE, "Address.bin": ADDRESS}
 
-FOLDER = object()  # stands for a folder of a file's name
+FOLDER = object()  # a folder in place of a file
 MISSING = object()  # a key that is taken out
 
 
@@ -106,7 +106,7 @@ CONVERTER_HEAD = """\
 /* Made by a converter. */
 const LV_ATTRIBUTE_MEM_ALIGN LV_ATTRIBUTE_LARGE_CONST uint8_t """
 
-BLOCKS = """\
+BRANCHES = """\
 #if LV_COLOR_DEPTH == 1 || LV_COLOR_DEPTH == 8
   /*Pixel format: Red: 3 bit, Green: 3 bit, Blue: 2 bit*/
   0x05, 0x04,
@@ -164,9 +164,9 @@ MENDED = {
     "comment before the width": (
         descriptor(".header.w", "/* pixels */ .header.w"),
         "dot.c:10: error: the updater reads 8 bytes for 0 x 2 pixels instead of 8 for 2 x 2" + MEND),
-    "conditional blocks": (
-        array(ROWS, BLOCKS),
-        "dot.c:2: error: 4 conditional blocks in the array, of which every literal would be sent "
+    "conditional branches": (
+        array(ROWS, BRANCHES),
+        "dot.c:2: error: 4 conditional branches in the array, of which every literal would be sent "
         "(32 instead of 8 bytes)" + MEND),
     "nested header": (
         descriptor(".header.w = 2,\n  .header.h = 2", ".header = { .w = 2, .h = 2 }"),
@@ -181,7 +181,7 @@ FIRST_PAGE = ("fw1.bin: error: the first page is not empty, but it belongs to th
 NOT_CLOSED = 'dot.c:1: error: the array that begins here is not closed; end it with "};"'
 NO_ARRAY = "dot.c: error: there is no array of bytes; convert the picture again"
 NO_BYTE = "is not a byte between commas; write 0x and two hexadecimal digits"
-BUILT = "by the way the program builds it; the fourth byte must be 00 and each other below 80"
+FOURTH = "the fourth byte must be 00 and each other below 80"
 
 # What is wrong, how it differs from the good set, and every line that the check says.
 CHECKED = [(name, files, []) for name, files in SPELLINGS.items()] + [
@@ -306,9 +306,9 @@ CHECKED = [(name, files, []) for name, files in SPELLINGS.items()] + [
     ("start address too short", address(0, 0x14, 0),
      ["Address.bin: error: 3 bytes; write the start address as 4 bytes, the low one first"]),
     ("start address filled up", address(0, 0x14, 0x80, 0),
-     [f"Address.bin: error: 801400 becomes FF801400 {BUILT}"]),
+     [f"Address.bin: error: the updater builds FF801400 from the bytes of 801400; {FOURTH}"]),
     ("start address without its fourth byte", address(0, 0x14, 0, 1),
-     [f"Address.bin: error: 1001400 becomes 11400 {BUILT}"]),
+     [f"Address.bin: error: the updater builds 11400 from the bytes of 1001400; {FOURTH}"]),
 ]
 
 SETS = {name: (files, lines) for name, files, lines in CHECKED}

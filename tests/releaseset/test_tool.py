@@ -208,18 +208,18 @@ const lv_img_dsc_t dot_2x2 = {
                 result = run("check", "--quiet", self.set("set", {"dot.c": text}))
                 self.assertNotIn("release-set convert", result.stderr)
 
-    def test_conditionalBlocksOfAWholeScreenAreReportedInOneLine(self):
-        blocks = (("LV_COLOR_DEPTH == 1 || LV_COLOR_DEPTH == 8", 1),
+    def test_conditionalBranchesOfAWholeScreenAreReportedInOneLine(self):
+        branches = (("LV_COLOR_DEPTH == 1 || LV_COLOR_DEPTH == 8", 1),
                   ("LV_COLOR_DEPTH == 16 && LV_COLOR_16_SWAP == 0", 2),
                   ("LV_COLOR_DEPTH == 16 && LV_COLOR_16_SWAP != 0", 2),
                   ("LV_COLOR_DEPTH == 32", 4))
         body = "".join(f"#if {condition}\n  /*Pixel format*/\n" + "0x1f, " * (340 * 230 * size)
-                       + "\n#endif\n" for condition, size in blocks)
+                       + "\n#endif\n" for condition, size in branches)
         descriptor = sets.DESCRIPTOR.replace(".w = 2", ".w = 340").replace(".h = 2", ".h = 230")
         target = self.set("set", {"dot.c": "Dot_map[] = {\n" + body + "};\n" + descriptor})
         result = run("check", "--quiet", target)
         self.assertEqual(result.stderr.count("\n"), 1)
-        self.assertIn("dot.c:2: error: 4 conditional blocks", result.stderr)
+        self.assertIn("dot.c:2: error: 4 conditional branches", result.stderr)
         self.convert(target / "dot.c", target / "dot.c")
         self.assertEqual(run("check", "--quiet", target).stderr, "")
 
