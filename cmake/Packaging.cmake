@@ -4,6 +4,8 @@
 include(GNUInstallDirs)
 
 set(packaging "${CMAKE_SOURCE_DIR}/packaging")
+set(RELEASE_SET_VERSION "" CACHE STRING "The release set's version, for the properties of the program for Windows")
+set(UPDATER_NOTE "" CACHE STRING "What a person must know of this build, for the same place")
 set(VIRTUALBOARD_RELEASE_SET "${RELEASE_SET}" CACHE PATH
     "Folder that the virtual board takes the expected release set from when it is told none")
 
@@ -25,6 +27,7 @@ function(package_program TARGET)
         configure_file("${packaging}/windows/annealing-db-updater.rc.in" "${resource}" @ONLY)
         target_sources(${TARGET} PRIVATE "${resource}")
         set_target_properties(${TARGET} PROPERTIES WIN32_EXECUTABLE ON)
+        install_windows_libraries()
     elseif(APPLE)
         set(icon "${packaging}/icon/annealing-db-updater.icns")
         target_sources(${TARGET} PRIVATE "${icon}")
@@ -34,11 +37,31 @@ function(package_program TARGET)
     endif()
     install(TARGETS ${TARGET} COMPONENT program
         BUNDLE DESTINATION . RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-    if(WIN32 OR APPLE)
-        # Qt's libraries and plugins go beside the program; elsewhere the system brings them.
+    if(APPLE)
+        # Qt's libraries and plugins go into the bundle; on Linux the system brings them.
         qt_generate_deploy_app_script(TARGET ${TARGET} FILENAME_VARIABLE deploy NO_UNSUPPORTED_PLATFORM_ERROR)
         install(SCRIPT "${deploy}" COMPONENT program)
     endif()
+endfunction()
+
+# install_windows_libraries(): the libraries beside the program, and their licences. Qt's own tool for
+# this runs on Windows alone.
+function(install_windows_libraries)
+    set(libraries Qt6Core Qt6Gui Qt6Widgets Qt6SerialPort)
+    list(TRANSFORM libraries PREPEND "${QT_WINDOWS}/bin/")
+    list(TRANSFORM libraries APPEND ".dll")
+    foreach(name IN ITEMS libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
+        execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${name}
+            OUTPUT_VARIABLE library OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+        list(APPEND libraries "${library}")
+    endforeach()
+    install(FILES ${libraries} DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
+    foreach(plugin IN ITEMS platforms/qwindows styles/qwindowsvistastyle)
+        get_filename_component(folder "${plugin}" DIRECTORY)
+        install(FILES "${QT_WINDOWS}/plugins/${plugin}.dll"
+            DESTINATION "${CMAKE_INSTALL_BINDIR}/${folder}" COMPONENT program)
+    endforeach()
+    install(DIRECTORY "${QT_WINDOWS}/licenses/" DESTINATION licenses COMPONENT program)
 endfunction()
 
 # package_tool(TARGET): a tool for developers.

@@ -1,3 +1,6 @@
+set(RELEASE_SET_TOOL release-set CACHE STRING
+    "What checks the release set: the tool that is built here or, when building for another system, this computer's")
+
 # add_release_set(TARGET DIRECTORY)
 #
 # Compiles a release set into TARGET under ":/res/": settings.json, fw1.bin, Address.bin and every
@@ -57,9 +60,9 @@ endfunction()
 function(check_release_set TARGET directory files)
     set(stamp "${CMAKE_BINARY_DIR}/${TARGET}_release_set.checked")
     add_custom_command(OUTPUT "${stamp}"
-        COMMAND release-set check --quiet "${directory}"
+        COMMAND "${RELEASE_SET_TOOL}" check --quiet "${directory}"
         COMMAND "${CMAKE_COMMAND}" -E touch "${stamp}"
-        DEPENDS release-set ${files}
+        DEPENDS "${RELEASE_SET_TOOL}" ${files}
         COMMENT "Checking the release set in ${directory}"
         VERBATIM)
     add_custom_target(${TARGET}_release_set DEPENDS "${stamp}")

@@ -1,0 +1,169 @@
+; The installer of the updater for Windows 10 and 11. packaging/windows/pack calls it with:
+;
+;   VERSION      the program's, as in 1.0.0
+;   SET_VERSION  the release set's, as in D.02n
+;   NOTE         empty, or what the person must know of this build
+;   CONTENTS     a file that defines the macros InstallFiles and RemoveFiles
+;   ICON, OUT    the icon and the installer's own file
+;
+; /S installs and removes without asking. It ends with 1 when the person cancels it, and with 2, having
+; changed nothing, while the updater is running.
+Unicode true
+Target amd64-unicode ; the default is 32 bit
+
+!define NAME "Annealing DB Updater"
+!define PROGRAM "annealing-db-updater.exe"
+!define UNINSTALL "Software\Microsoft\Windows\CurrentVersion\Uninstall\annealing-db-updater"
+!define OWN "Software\annealing-db-updater"
+!define MENU "$SMPROGRAMS\${NAME}"
+
+!include "MUI2.nsh"
+!include "LogicLib.nsh"
+!include "FileFunc.nsh"
+!include "x64.nsh"
+!include "latency.nsh"
+!include "${CONTENTS}"
+
+Name "${NAME}"
+OutFile "${OUT}"
+InstallDir "$PROGRAMFILES64\${NAME}"
+RequestExecutionLevel admin
+SetCompressor /SOLID lzma
+SetDateSave off ; the same files give the same installer
+BrandingText "${NAME} ${VERSION}, release set ${SET_VERSION}"
+
+VIProductVersion "${VERSION}.0"
+VIAddVersionKey ProductName "${NAME}"
+VIAddVersionKey ProductVersion "${VERSION}, release set ${SET_VERSION}"
+VIAddVersionKey FileDescription "${NAME} setup"
+VIAddVersionKey FileVersion "${VERSION}"
+VIAddVersionKey LegalCopyright ""
+!if "${NOTE}" == ""
+    !define NOTICE ""
+!else
+    VIAddVersionKey Comments "${NOTE}"
+    !define NOTICE "${NOTE}.$\r$\n$\r$\n"
+!endif
+
+!define MUI_ICON "${ICON}"
+!define MUI_UNICON "${ICON}"
+!define MUI_WELCOMEPAGE_TITLE "${NAME} ${VERSION}"
+!define MUI_WELCOMEPAGE_TEXT "${NOTICE}This installs the updater with release set ${SET_VERSION}, for all who use this computer.$\r$\n$\r$\nIt also sets the latency timer of every FTDI adapter that this computer has seen to 1 ms, without which an update takes minutes longer."
+!insertmacro MUI_PAGE_WELCOME
+!insertmacro MUI_PAGE_DIRECTORY
+!insertmacro MUI_PAGE_INSTFILES
+!define MUI_FINISHPAGE_TITLE "The updater is installed"
+!define MUI_FINISHPAGE_TEXT "$0"
+!define MUI_FINISHPAGE_RUN
+!define MUI_FINISHPAGE_RUN_TEXT "Start the updater"
+!define MUI_FINISHPAGE_RUN_FUNCTION StartUpdater
+!define MUI_PAGE_CUSTOMFUNCTION_PRE TellLatency
+!insertmacro MUI_PAGE_FINISH
+!insertmacro MUI_UNPAGE_CONFIRM
+!insertmacro MUI_UNPAGE_INSTFILES
+!insertmacro MUI_LANGUAGE "English"
+
+; As the person who is signed in, not with the installer's rights.
+Function StartUpdater
+    Exec '"$WINDIR\explorer.exe" "$INSTDIR\${PROGRAM}"'
+FunctionEnd
+
+; A program that is running can be read and not written. It is not closed from here: a machine may be
+; in the middle of its update.
+!macro LeaveWhileItRuns
+    ${Do}
+        ${IfNot} ${FileExists} "$INSTDIR\${PROGRAM}"
+            ${Break}
+        ${EndIf}
+        ClearErrors
+        FileOpen $0 "$INSTDIR\${PROGRAM}" a
+        ${IfNot} ${Errors}
+            FileClose $0
+            ${Break}
+        ${EndIf}
+        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION "The updater is running. Let it finish, close it, then press Retry." /SD IDCANCEL IDCANCEL`
+            SetErrorLevel 2
+            Quit
+        ${EndIf}
+    ${Loop}
+!macroend
+
+Function .onInit
+    SetRegView 64
+    ${IfNot} ${RunningX64}
+        MessageBox MB_OK|MB_ICONSTOP "The updater needs 64-bit Windows." /SD IDOK
+        SetErrorLevel 2
+        Quit
+    ${EndIf}
+    ; An older one is replaced where it is; /D=FOLDER has the last word.
+    ReadRegStr $0 HKLM "${OWN}" "InstallDir"
+    ${If} $0 != ""
+    ${AndIf} $INSTDIR == "$PROGRAMFILES64\${NAME}"
+        StrCpy $INSTDIR $0
+    ${EndIf}
+    !insertmacro LeaveWhileItRuns
+FunctionEnd
+
+Function un.onInit
+    SetRegView 64
+    !insertmacro LeaveWhileItRuns
+FunctionEnd
+
+Section
+    SetShellVarContext all
+    ; The older one removes itself by its own list of files.
+    ReadRegStr $0 HKLM "${OWN}" "InstallDir"
+    ${If} ${FileExists} "$0\uninstall.exe"
+        DetailPrint "Removing the version that is installed"
+        ExecWait '"$0\uninstall.exe" /S _?=$0' $1
+        ${If} $1 <> 0
+            MessageBox MB_OK|MB_ICONSTOP "The version that is installed cannot be removed." /SD IDOK
+            SetErrorLevel 2
+            Quit
+        ${EndIf}
+        Delete "$0\uninstall.exe"
+        RMDir "$0"
+    ${EndIf}
+
+    SetOutPath "$INSTDIR"
+    !insertmacro InstallFiles
+    WriteUninstaller "$INSTDIR\uninstall.exe"
+
+    SetOutPath "$INSTDIR" ; where the programs start
+    CreateDirectory "${MENU}"
+    CreateShortcut "${MENU}\${NAME}.lnk" "$INSTDIR\${PROGRAM}"
+    CreateShortcut "${MENU}\${NAME} with a log.lnk" "$INSTDIR\annealing-db-updater-log.exe" "" "$INSTDIR\${PROGRAM}"
+    CreateShortcut "${MENU}\Set the adapter's latency.lnk" "$INSTDIR\set-latency.exe"
+    CreateShortcut "${MENU}\${NAME} doctor.lnk" "$SYSDIR\WindowsPowerShell\v1.0\powershell.exe" \
+        '-NoProfile -NoExit -ExecutionPolicy Bypass -File "$INSTDIR\annealing-db-updater-doctor.ps1"' "$INSTDIR\${PROGRAM}"
+
+    WriteRegStr HKLM "${OWN}" "InstallDir" "$INSTDIR"
+    WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "${NAME}"
+    WriteRegStr HKLM "${UNINSTALL}" "DisplayVersion" "${VERSION}+${SET_VERSION}"
+    WriteRegStr HKLM "${UNINSTALL}" "DisplayIcon" "$INSTDIR\${PROGRAM}"
+    WriteRegStr HKLM "${UNINSTALL}" "Comments" "${NOTE}"
+    WriteRegStr HKLM "${UNINSTALL}" "InstallLocation" "$INSTDIR"
+    WriteRegStr HKLM "${UNINSTALL}" "UninstallString" '"$INSTDIR\uninstall.exe"'
+    WriteRegStr HKLM "${UNINSTALL}" "QuietUninstallString" '"$INSTDIR\uninstall.exe" /S'
+    WriteRegDWORD HKLM "${UNINSTALL}" "NoModify" 1
+    WriteRegDWORD HKLM "${UNINSTALL}" "NoRepair" 1
+    ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
+    WriteRegDWORD HKLM "${UNINSTALL}" "EstimatedSize" $0
+
+    Call SetLatency
+    Call TellLatency
+    DetailPrint "$0"
+SectionEnd
+
+Section "Uninstall"
+    SetShellVarContext all
+    !insertmacro RestoreLatency
+    RMDir /r "${MENU}"
+    ; Only what was installed: a folder that the person chose may hold other things.
+    !insertmacro RemoveFiles
+    Delete "$INSTDIR\uninstall.exe"
+    SetOutPath "$TEMP" ; a folder in use would stay
+    RMDir "$INSTDIR"
+    DeleteRegKey HKLM "${UNINSTALL}"
+    DeleteRegKey HKLM "${OWN}"
+SectionEnd
