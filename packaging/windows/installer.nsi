@@ -135,7 +135,7 @@ Section
     CreateShortcut "${MENU}\${NAME} with a log.lnk" "$INSTDIR\annealing-db-updater-log.exe" "" "$INSTDIR\${PROGRAM}"
     CreateShortcut "${MENU}\Set the adapter's latency.lnk" "$INSTDIR\set-latency.exe"
     CreateShortcut "${MENU}\${NAME} doctor.lnk" "$SYSDIR\WindowsPowerShell\v1.0\powershell.exe" \
-        '-NoProfile -NoExit -ExecutionPolicy Bypass -File "$INSTDIR\annealing-db-updater-doctor.ps1"' "$INSTDIR\${PROGRAM}"
+        '-NoProfile -ExecutionPolicy Bypass -File "$INSTDIR\annealing-db-updater-doctor.ps1" -Stay' "$INSTDIR\${PROGRAM}"
 
     WriteRegStr HKLM "${OWN}" "InstallDir" "$INSTDIR"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "${NAME}"
