@@ -9,6 +9,7 @@ Target amd64-unicode ; the default is 32 bit
 !include "latency.nsh"
 
 Name "Set the adapter's latency"
+Caption "Set the adapter's latency"
 OutFile "${OUT}"
 Icon "${ICON}"
 RequestExecutionLevel admin
