@@ -10,7 +10,8 @@ namespace protocol {
 
 namespace {
 
-// A walk along a line ends here even when no NUL has been met: far longer than any line of the protocol.
+// A walk along a line ends here even when no NUL has been met: far longer than any line of the
+// protocol.
 constexpr std::size_t kFieldWalkLimit = 65535;
 
 // A field that is read as a decimal number is cut at this length first.

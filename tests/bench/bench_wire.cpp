@@ -25,7 +25,7 @@ constexpr QByteArrayView kAcknowledgement{"$DACK*AB09\n"};
 
 void writeLine(int descriptor, QByteArrayView line)
 {
-    if (::write(descriptor, line.data(), static_cast<std::size_t>(line.size())) != line.size())
+    if (::write(descriptor, line.buffer().data(), static_cast<std::size_t>(line.size())) != line.size())
         throw std::runtime_error("a line was not taken whole");
 }
 
@@ -83,7 +83,7 @@ void sendItself(benchmark::State& state)
     const protocol::Line line = dataLine(kPage, QByteArray(kDataLineSize, '\x5A'));
     for (auto _ : state) {
         protocol::Line copy = line;
-        session.dialog().AddCRC_nSend(&session.port(), copy.data());
+        session.dialog().AddCRC_nSend(&session.port(), copy.buffer().data());
         readLine(session.farEnd());
     }
 }
