@@ -45,7 +45,7 @@ DataLineBytes readFirmware(QFile& file, qint64 address)
 {
     DataLineBytes bytes;
     qint64 count = 0;
-    // Never asked to seek past its end: a resource that was once does not come back from there.
+    // A resource that has been sought past its end cannot be read again.
     if (file.isOpen() && address < file.size() && file.seek(address))
         count = std::max<qint64>(file.read(bytes.data(), protocol::kDataLineSize), 0);
     std::fill(bytes.begin() + count, bytes.end(), kErasedByte);

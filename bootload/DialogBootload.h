@@ -10,6 +10,8 @@
 #include <QList>
 #include <QTimer>
 
+#include <memory>
+
 class DialogBootloadProbe;
 class QLabel;
 class QSerialPortInfo;
@@ -22,8 +24,8 @@ inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
 /// What the computer and the adapter may keep a line for before it is on the wire.
 inline constexpr std::chrono::milliseconds kAdapterDelay{50};
 
-/// The lines that come and go paint the activity indicators no more often than this, besides each
-/// step: a character cannot be read faster, and painting costs more than a line.
+/// The activity indicators are painted at each tick, and for lines in between no more often than
+/// this: a character cannot be read faster, and painting costs more than a line.
 inline constexpr std::chrono::milliseconds kActivityInterval{100};
 
 /// The modal dialog that runs one job: it finds every FTDI port, loads the images of the
@@ -95,6 +97,8 @@ private:
     // Construction (DialogBootload.cpp)
     void ReadManifest();
     [[nodiscard]] QString Title() const;
+
+    // The job's surroundings (DialogBootload.cpp)
     void StepAllPorts();
 
     // Ports (Ports.cpp)

@@ -171,7 +171,7 @@ ReplyEffect UpdateJob::GotPACK(PortTest* port, QByteArrayView)
     return effect;
 }
 
-// Dormant, like all that the phases of checking and verifying lead to: nothing sets these phases.
+// Dormant, like all that belongs to the checking: nothing sets `PhaseChecking`.
 ReplyEffect UpdateJob::GotCACK(PortTest* port, QByteArrayView)
 {
     if (port->state != StateFirmware || port->phase != PhaseChecking

@@ -57,7 +57,8 @@ public:
     /// True from an erase line to its acknowledgement: until then the page takes no data.
     bool eraseUnanswered = false;
 
-    /// True from an image's last block to its acknowledgement, or to the image's next header.
+    /// True from an image's last block until it is acknowledged, or the image is announced again or
+    /// left out.
     bool lastBlockUnanswered = false;
 
     /// Until when what was sent last may still be on its way to the board.

@@ -4,6 +4,7 @@
 #include "protocol/Commands.h"
 #include "protocol/WireText.h"
 
+#include <algorithm>
 #include <array>
 
 using protocol::Line;

@@ -9,7 +9,7 @@
 
 #include <optional>
 
-/// What a job needs of the world: the update dialog, and in a test whatever the test wants.
+/// What a job needs of the world around it. The update dialog gives it.
 class JobHost
 {
 public:
@@ -46,8 +46,8 @@ public:
 /// stands.
 [[nodiscard]] int firmwareProgress(int address);
 
-/// What a reply brings about besides the numbers of its session. Progress is shown when the next
-/// line is out.
+/// What has to follow once a reply has been handled: the step of all ports, which sends the next
+/// line, and after it the progress to show.
 struct ReplyEffect
 {
     bool acts = true; ///< false where the session is not where the reply acts

@@ -104,16 +104,16 @@ class TheProtocolsPage(unittest.TestCase):
         self.assertEqual([], [word for word in words if not re.search(rf"`{re.escape(word)}\b", page)])
 
     def test_has_every_command(self):
-        source = (ROOT / "bootload/Wire.h").read_text(encoding="utf-8")
+        source = "".join((ROOT / f"protocol/Commands.{ending}").read_text(encoding="utf-8") for ending in ("h", "cpp"))
         self.holds([f"${word}" for word in re.findall(r'"\$([A-Z]+)', source)])
 
     def test_has_every_reply(self):
-        source = (ROOT / "bootload/Replies.cpp").read_text(encoding="utf-8")
-        self.holds([f"${word}" for word in re.findall(r'\{"\$(\w+)", &DialogBootload::', source)])
+        source = (ROOT / "bootload/UpdateJob.cpp").read_text(encoding="utf-8")
+        self.holds([f"${word}" for word in re.findall(r'\{"\$(\w+)", &UpdateJob::', source)])
 
     def test_has_every_state(self):
         page = (ROOT / "docs/protocol.md").read_text(encoding="utf-8")
-        source = (ROOT / "bootload/Wire.h").read_text(encoding="utf-8")
+        source = (ROOT / "bootload/Session.h").read_text(encoding="utf-8")
         states = source[source.index("enum SessionState"):].split("};")[0]
         table = page[page.index("\n## States\n"):].split("| Phase |")[0]
         told = {number for cell in re.findall(r"^\| ([\d, ]+)", table, re.MULTILINE) for number in re.findall(r"\d+", cell)}
@@ -131,7 +131,7 @@ class TheCheckItself(unittest.TestCase):
 
     def test_finds_what_is_there(self):
         document = ROOT / "ARCHITECTURE.md"
-        for word in ("app/main.cpp", "tests/", "Session.cpp", "./package --check", "packaging/man/*.1.in",
+        for word in ("app/main.cpp", "tests/", "UpdateJob.cpp", "./package --check", "packaging/man/*.1.in",
                      "serial/Serial_{Hunt,Receive}.cpp", "$DACK", "build/package/x", "0x1000/2"):
             self.assertIsNone(missing_name(document, word), word)
 

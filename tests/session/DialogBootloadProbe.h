@@ -16,7 +16,7 @@ public:
     [[nodiscard]] int txSpin() const { return m_dialog.txSpin; }
     [[nodiscard]] int rxSpin() const { return m_dialog.rxSpin; }
 
-    /// Adds `port` as if it had been found; it stays the caller's.
+    /// Adds `port` as if it had been found: the dialog frees it when it is closed.
     void addPort(PortTest* port)
     {
         QObject::connect(port, SIGNAL(readyRead()), &m_dialog, SLOT(readyRead()));
