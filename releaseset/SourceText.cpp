@@ -77,12 +77,13 @@ private:
     {
         if (m_source.firstDirective == 0)
             m_source.firstDirective = line;
-        endBranch();
         if (directive.startsWith("if")) {
             ++m_source.conditions;
-            m_branch.condition = directive.mid(directive.startsWith("if ") ? 3 : 2).trimmed();
+            beginBranch(directive.mid(2));
         } else if (directive.startsWith("elif")) {
-            m_branch.condition = directive.mid(4).trimmed();
+            beginBranch(directive.mid(4));
+        } else if (directive.startsWith("else") || directive.startsWith("endif")) {
+            beginBranch({});
         }
     }
 
@@ -164,12 +165,18 @@ private:
         beginEntry();
     }
 
+    void beginBranch(const QByteArray& condition)
+    {
+        endBranch();
+        m_branch = {condition.trimmed(), {}};
+        m_separated = true;
+    }
+
     void endBranch()
     {
         if (!m_branch.words.empty())
             m_source.branches.append(std::move(m_branch));
         m_branch = {};
-        m_separated = true;
     }
 
     void advanceTo(qsizetype position)

@@ -156,8 +156,8 @@ MENDED = {
     "comment in the array": (array("0x00", "/* second row */\n0x00"), "dot.c:3: " + COMMENT),
     "comment at a line's end": (array("0x18,\n", "0x18, // first row\n"), "dot.c:2: " + COMMENT),
     "preprocessor line in the array": (
-        array("{\n", "{\n#pragma rows\n"),
-        "dot.c:2: error: a preprocessor line inside the array merges with the literals beside it" + MEND),
+        array("0x00", "#pragma second row\n0x00"),
+        "dot.c:3: error: a preprocessor line inside the array merges with the literals beside it" + MEND),
     "brace in a comment": (
         {"dot.c": "/* made\n   by {tool} */\n" + SOURCE},
         'dot.c:2: error: a "{" before the array is taken for its start' + MEND),
