@@ -1,6 +1,5 @@
 #include "tests/fuzz/Reference.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 
@@ -15,7 +14,7 @@ std::string hex(unsigned value)
 
 std::optional<std::string> dialogFrame(const std::string& buffer)
 {
-    constexpr std::size_t kLastEnd = 993; // "*", four digits, line feed and NUL fit behind it
+    constexpr std::size_t kLastEnd = 993; // "*", four digits, line feed and NUL fit after it
     const std::size_t dollar = buffer.find('$');
     if (dollar == std::string::npos)
         return std::nullopt;
@@ -85,26 +84,6 @@ std::uint32_t decimal(const std::string& text)
         value = (value * 10 + static_cast<std::uint64_t>(c - '0')) % 0x100000000U;
     }
     return static_cast<std::uint32_t>(value);
-}
-
-std::string arrayBytes(const std::string& text)
-{
-    std::string bytes;
-    std::string token;
-    const std::size_t open = text.find('{');
-    for (std::size_t i = open; i != std::string::npos && ++i < text.size();) {
-        const char c = text[i];
-        if (std::isalnum(static_cast<unsigned char>(c)) != 0)
-            token += c;
-        if (c != ',' && c != '}')
-            continue;
-        if (token.rfind("0x", 0) == 0)
-            bytes += static_cast<char>(hexadecimal(token.substr(2)));
-        token.clear();
-        if (c == '}')
-            break;
-    }
-    return bytes;
 }
 
 std::uint32_t hexadecimal(const std::string& text)

@@ -7,8 +7,8 @@
 #include <string>
 
 /// \file
-/// The wire's rules once more, written down plainly and without anything of the program's: what the
-/// fuzz targets hold the program against.
+/// The rules of the line once more, written plainly and without anything of the program: the fuzz
+/// targets compare the program with them.
 
 namespace reference {
 
@@ -32,9 +32,6 @@ namespace reference {
 
 /// The leading decimal digits, modulo 2^32.
 [[nodiscard]] std::uint32_t decimal(const std::string& text);
-
-/// The bytes of the array in the image source `text`, taken character by character.
-[[nodiscard]] std::string arrayBytes(const std::string& text);
 
 /// The last eight characters as hexadecimal digits, every other character as 0.
 [[nodiscard]] std::uint32_t hexadecimal(const std::string& text);

@@ -3,8 +3,7 @@
 #include "protocol/Crc.h"
 #include "protocol/Line.h"
 #include "protocol/WireText.h"
-#include "tests/fuzz/Expect.h"
-#include "tests/fuzz/Input.h"
+#include "tests/fuzz/Fuzzing.h"
 #include "tests/fuzz/Reference.h"
 
 #include <cstring>

@@ -1,25 +1,22 @@
-// Text into the image parser.
+// Text into the image parser. What it reads from an image is tested by rows (tst_imageparser); here
+// any text has to be read to its end, twice with the same result.
 
 #include "bootload/ImageParser.h"
-#include "tests/fuzz/Expect.h"
-#include "tests/fuzz/Quiet.h"
-#include "tests/fuzz/Reference.h"
-
-#include <cstdint>
+#include "tests/fuzz/Fuzzing.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const bool quiet = (beQuiet(), true);
-    Q_UNUSED(quiet)
+    static const bool silent = (silenceTheLog(), true);
+    Q_UNUSED(silent)
     const QByteArray text(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     ImageFile image;
     parseImage(text, image);
-    const std::string bytes = reference::arrayBytes(text.toStdString());
-    expect(image.data == QByteArray::fromStdString(bytes), "the bytes of the array");
+    expect(
+        image.data.size() <= text.count(',') + 1, "no more bytes than there is room for literals");
     expect(text.contains(".header.w") || image.width == 0, "a width only where it is named");
     expect(text.contains(".header.h") || image.height == 0, "a height only where it is named");
 
-    // What it has read before is kept: the bytes are appended.
+    // What was read before is kept: the bytes are appended.
     const QByteArray once = image.data;
     parseImage(text, image);
     expect(image.data == once + once, "reading again appends the same");

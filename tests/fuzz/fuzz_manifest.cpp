@@ -1,9 +1,7 @@
 // Text into the manifest reading.
 
 #include "bootload/CompiledSet.h"
-#include "tests/fuzz/Expect.h"
-
-#include <cstdint>
+#include "tests/fuzz/Fuzzing.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

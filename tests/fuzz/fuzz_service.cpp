@@ -2,9 +2,7 @@
 // what arrives. Some bytes that are in no line of the wire stand for events, see `Event`.
 
 #include "serial/Settings.h"
-#include "tests/fuzz/Application.h"
-#include "tests/fuzz/Expect.h"
-#include "tests/fuzz/Input.h"
+#include "tests/fuzz/Fuzzing.h"
 #include "tests/fuzz/Reference.h"
 #include "tests/serial/SerialConnectProbe.h"
 #include "tests/support/MemoryPort.h"

@@ -1,5 +1,0 @@
-#pragma once
-
-#include "tests/session/BusFixture.h"
-
-using SessionBench = BusFixture;
