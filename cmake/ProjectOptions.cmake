@@ -30,11 +30,20 @@ else()
 endif()
 
 if(UPDATER_SANITIZE)
+    # With clang, everything also tells a fuzzer where it has been.
+    set(UPDATER_FUZZ OFF)
+    set(sanitizers address,undefined)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        set(UPDATER_FUZZ ON)
+        string(APPEND sanitizers ,fuzzer-no-link)
+        # As GCC has it by itself.
+        target_compile_definitions(project_options INTERFACE __SANITIZE_ADDRESS__)
+    endif()
     # GCC takes values that only the sanitizers' own code touches for uninitialised.
     target_compile_options(project_options INTERFACE
-        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
+        -fsanitize=${sanitizers} -fno-sanitize-recover=undefined -fno-omit-frame-pointer
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-    target_link_options(project_options INTERFACE -fsanitize=address,undefined)
+    target_link_options(project_options INTERFACE -fsanitize=${sanitizers})
 
     # For tests that preload a library or open the main window: the preloaded library comes before the
     # sanitizers' own, and some objects live until the process ends on purpose.
@@ -43,8 +52,47 @@ if(UPDATER_SANITIZE)
         "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0")
 endif()
 
-if(UPDATER_FUZZ)
-    # Everything tells the fuzzer where it has been; only the fuzzers themselves get its main().
-    target_compile_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
-    target_link_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+# clazy reads along with clang, which saves a second pass over all sources; what it says is an error as
+# every warning is. Left out: connect-by-name and connect-non-signal, since the windows' slots are bound
+# by name and one request for a connection is made to be refused; qstring-ref, about a class of Qt 5; and
+# in the tests lambda-in-connect, since what is connected there lives as long as the test, and
+# non-pod-global-static, since that is how a test registers itself.
+if(UPDATER_CLAZY)
+    find_library(CLAZY_PLUGIN ClazyPlugin.so REQUIRED)
+    set(clazy_checks level0,level1,no-connect-by-name,no-connect-non-signal,no-qstring-ref)
+    set(is_test "$<BOOL:$<FILTER:$<TARGET_PROPERTY:SOURCE_DIR>,INCLUDE,^${CMAKE_SOURCE_DIR}/tests>>")
+    target_compile_options(project_options INTERFACE
+        -fplugin=${CLAZY_PLUGIN} "SHELL:-Xclang -add-plugin -Xclang clazy" "SHELL:-Xclang -plugin-arg-clazy -Xclang \
+${clazy_checks}$<${is_test}:$<COMMA>no-lambda-in-connect$<COMMA>no-non-pod-global-static>")
 endif()
+
+# share_qt_headers(): compiles <QTest>, and with it most of Qt, once for all targets of clang that use Qt. No
+# other header, so that a test which forgets one does not compile: every test includes this one. To be called
+# when all targets are there.
+function(share_qt_headers)
+    file(WRITE "${CMAKE_BINARY_DIR}/qt_headers.cpp" "")
+    add_library(qt_headers OBJECT "${CMAKE_BINARY_DIR}/qt_headers.cpp")
+    set_target_properties(qt_headers PROPERTIES AUTOMOC OFF AUTOUIC OFF)
+    target_link_libraries(qt_headers PRIVATE project_options Qt6::Widgets)
+    # Not linked with it: its definitions name each test's own folder.
+    target_include_directories(qt_headers SYSTEM PRIVATE
+        $<TARGET_PROPERTY:Qt6::Test,INTERFACE_INCLUDE_DIRECTORIES>)
+    target_precompile_headers(qt_headers PRIVATE <QTest>)
+    share_qt_headers_in("${CMAKE_SOURCE_DIR}")
+endfunction()
+
+function(share_qt_headers_in directory)
+    get_property(targets DIRECTORY "${directory}" PROPERTY BUILDSYSTEM_TARGETS)
+    foreach(target IN LISTS targets)
+        get_target_property(type ${target} TYPE)
+        get_target_property(uses_qt ${target} AUTOMOC)
+        # glib, in the mocked bus, has members of a name that is a macro of Qt's.
+        if(uses_qt AND type MATCHES "EXECUTABLE|STATIC_LIBRARY|OBJECT_LIBRARY" AND NOT target STREQUAL usb_bus)
+            target_precompile_headers(${target} REUSE_FROM qt_headers)
+        endif()
+    endforeach()
+    get_property(folders DIRECTORY "${directory}" PROPERTY SUBDIRECTORIES)
+    foreach(folder IN LISTS folders)
+        share_qt_headers_in("${folder}")
+    endforeach()
+endfunction()
