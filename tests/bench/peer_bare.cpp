@@ -1,0 +1,90 @@
+// peer_bare PORT JOB: the update job JOB (see JobLines) by system calls alone: what a turnaround
+// takes without a toolkit.
+
+#include "tests/bench/JobLines.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr useconds_t kUntilHeard
+    = 500'000; // until the board has surely heard it, at the slow speed
+
+[[noreturn]] void fail(const char* what)
+{
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+void setSpeed(int port, speed_t speed)
+{
+    termios settings{};
+    cfmakeraw(&settings);
+    settings.c_cflag |= CREAD | CLOCAL;
+    settings.c_cc[VMIN] = 1;
+    cfsetspeed(&settings, speed);
+    if (tcsetattr(port, TCSADRAIN, &settings) != 0)
+        fail("tcsetattr");
+}
+
+void send(int port, std::string_view bytes)
+{
+    if (write(port, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+        fail("write");
+}
+
+/// The next line; valid until the next call.
+std::string_view receive(int port)
+{
+    static std::array<char, 1024> line;
+    std::size_t size = 0;
+    do {
+        const ssize_t got = read(port, line.data() + size, line.size() - size);
+        if (got <= 0)
+            fail("read");
+        size += static_cast<std::size_t>(got);
+    } while (line.at(size - 1) != '\n');
+    return {line.data(), size};
+}
+
+void run(const char* portName, const char* job)
+{
+    JobLines lines(job);
+    const int port = open(portName, O_RDWR | O_NOCTTY);
+    if (port < 0)
+        fail(portName);
+    setSpeed(port, B19200);
+    send(port, JobLines::kAskForBootloader);
+    usleep(kUntilHeard);
+    setSpeed(port, B921600);
+    while (!lines.finished())
+        send(port, lines.answerTo(receive(port)));
+    tcdrain(port);
+    close(port);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    if (argc != 3) {
+        std::fputs("usage: peer_bare PORT JOB\n", stderr);
+        return 2;
+    }
+    try {
+        run(argv[1], argv[2]);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "peer_bare: %s\n", failure.what());
+        return 1;
+    }
+    return 0;
+}
