@@ -210,9 +210,9 @@ Options Options::parse(const QStringList& arguments)
     const qsizetype end = arguments.indexOf("--"_L1);
     if (!parser.parse(QStringList{QString()} + arguments.mid(0, end)))
         refuse(parser.errorText());
-    if (!parser.positionalArguments().isEmpty())
-        refuse(u"\"%1\" is no option; a program goes after \"--\""_s.arg(
-            parser.positionalArguments().first()));
+    const QStringList stray = parser.positionalArguments();
+    if (!stray.isEmpty())
+        refuse(u"\"%1\" is no option; a program goes after \"--\""_s.arg(stray.first()));
     for (const Row& row : all) {
         const QString name = QLatin1String(row.name);
         const QStringList values = *row.value != 0 ? parser.values(name)
