@@ -58,7 +58,8 @@ void printFindings(const Findings& findings, const QString& prefix = {})
 int runCheck(const QCommandLineParser& call)
 {
     Findings findings;
-    const ReleaseSet set = releaseset::readReleaseSet(call.positionalArguments().first(), findings);
+    const ReleaseSet set
+        = releaseset::readReleaseSet(call.positionalArguments().constFirst(), findings);
     if (call.isSet(QStringLiteral("json"))) {
         print(stdout, releaseset::jsonOf(set, findings));
     } else {
@@ -72,8 +73,8 @@ int runCheck(const QCommandLineParser& call)
 int runConvert(const QCommandLineParser& call)
 {
     const bool dither = call.isSet(QStringLiteral("dither"));
-    const QString fault = releaseset::convert({.input = call.positionalArguments().first(),
-        .output = call.positionalArguments().last(),
+    const QString fault = releaseset::convert({.input = call.positionalArguments().constFirst(),
+        .output = call.positionalArguments().constLast(),
         .name = call.value(QStringLiteral("name")),
         .dither = dither ? releaseset::Dither::Ordered : releaseset::Dither::None});
     return fault.isEmpty() ? kFine : complain(fault, kFaulty);
@@ -82,9 +83,10 @@ int runConvert(const QCommandLineParser& call)
 int runSheet(const QCommandLineParser& call)
 {
     Findings findings;
-    const ReleaseSet set = releaseset::readReleaseSet(call.positionalArguments().first(), findings);
+    const ReleaseSet set
+        = releaseset::readReleaseSet(call.positionalArguments().constFirst(), findings);
     printFindings(findings);
-    const QString path = call.positionalArguments().last();
+    const QString path = call.positionalArguments().constLast();
     QImageWriter writer(path);
     if (!writer.write(releaseset::contactSheetOf(set)))
         return complain(path + QStringLiteral(": ") + writer.errorString(), kFaulty);
@@ -93,8 +95,8 @@ int runSheet(const QCommandLineParser& call)
 
 int runDiff(const QCommandLineParser& call)
 {
-    const QString first = call.positionalArguments().first();
-    const QString second = call.positionalArguments().last();
+    const QString first = call.positionalArguments().constFirst();
+    const QString second = call.positionalArguments().constLast();
     Findings firstFindings;
     Findings secondFindings;
     const ReleaseSet before = releaseset::readReleaseSet(first, firstFindings);
