@@ -81,14 +81,15 @@ void TestJobFaults::endsExactInSpiteOfAFault_data()
 {
     addColumns();
     for (const FaultyJob& job : kJobs) {
-        for (const QString fault : {"drop-command", "corrupt-command", "garbage", "long-line",
-                 "announce", "silence for=3s"})
+        for (const QString& fault : std::initializer_list<QString>{"drop-command",
+                 "corrupt-command", "garbage", "long-line", "announce", "silence for=3s"})
             addRow(fault, job, {fault + ' ' + job.command});
-        for (const QString fault :
-            {"drop-reply", "delay-reply", "delay-reply by=2s", "split-reply", "join-lines"})
+        for (const QString& fault : std::initializer_list<QString>{
+                 "drop-reply", "delay-reply", "delay-reply by=2s", "split-reply", "join-lines"})
             addRow(fault, job, {fault + ' ' + job.reply});
-        for (const QString fault : {"drop-reply", "delay-reply by=400ms", "delay-reply by=2s",
-                 "double-reply", "double-reply by=100ms", "double-reply by=1s"}) {
+        for (const QString& fault : std::initializer_list<QString>{"drop-reply",
+                 "delay-reply by=400ms", "delay-reply by=2s", "double-reply",
+                 "double-reply by=100ms", "double-reply by=1s"}) {
             QStringList faults;
             const QStringList answers = QString::fromLatin1(job.answers).split(u';');
             for (const QString& answer : answers)

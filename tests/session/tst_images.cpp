@@ -58,7 +58,6 @@ int verifyBar(const SessionFixture& session)
 // Bytes of the small set's images.
 constexpr int kSizeA = 600;
 constexpr int kSizeB = 256;
-constexpr int kSizeC = 16;
 
 } // namespace
 
