@@ -2,6 +2,7 @@
 """test_build.py TOOL MODULES: what a release set does to the build that compiles it in."""
 
 import pathlib
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -14,15 +15,20 @@ PROJECT = pathlib.Path(__file__).parent / "smallproject"
 
 
 class Build(unittest.TestCase):
-    def setUp(self):
+    """One build tree for all tests: to find the compiler takes longer than all the rest."""
+
+    @classmethod
+    def setUpClass(cls):
         scratch = tempfile.TemporaryDirectory()
-        self.addCleanup(scratch.cleanup)
-        self.set = pathlib.Path(scratch.name) / "set"
-        self.tree = pathlib.Path(scratch.name) / "build"
+        cls.addClassCleanup(scratch.cleanup)
+        cls.set = pathlib.Path(scratch.name) / "set"
+        cls.tree = pathlib.Path(scratch.name) / "build"
 
     def configure(self, name, folder=None):
         if not folder:
             sets.rewrite(self.set, sets.SETS[name][0])
+        (self.tree / "program").unlink(missing_ok=True)
+        shutil.rmtree(self.tree / "CMakeFiles" / "program.dir", ignore_errors=True)
         return subprocess.run(
             ["cmake", "-G", "Ninja", "-S", PROJECT, "-B", self.tree, f"-DTOOL={TOOL}",
              f"-DMODULES={MODULES}", f"-DRELEASE_SET={folder or self.set}"], capture_output=True, text=True)
