@@ -1,12 +1,12 @@
 // The service wired as it is meant to be: the port's readyRead() to SerialGotData(), a periodic
 // timer to OnTimeout(). Three adapters are on the bus, and one of them has a board.
 
-#include "tests/serial/HuntBench.h"
+#include "tests/serial/HuntFixture.h"
+#include "tests/support/TestProgram.h"
 #include "virtualboard/Board.h"
 
 #include <QElapsedTimer>
 #include <QSocketNotifier>
-#include <QTest>
 #include <QTimer>
 
 #include <array>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr auto kTick = 10ms;
 
-// The board lives faster than others, so that its report of every second fits the ticks.
+// The board's time runs faster, so that its report of every second fits the ticks.
 constexpr int kBoardHaste = 10;
 
 /// What is connected to an adapter.
@@ -130,77 +130,73 @@ class TestServiceWired : public QObject
     Q_OBJECT
 
 private slots:
-    void findsTheBoardAmongThree_data();
-    void findsTheBoardAmongThree();
-    void findsNothingWhileSendingIsDisabled();
+    void findsTheBoardAmongThree_data()
+    {
+        QTest::addColumn<int>("place");
+        QTest::newRow("first") << 0;
+        QTest::newRow("second") << 1;
+        QTest::newRow("third") << 2;
+    }
+
+    void findsTheBoardAmongThree()
+    {
+        QFETCH(int, place);
+        HuntFixture hunt;
+        const QString name = QStringLiteral("port %1").arg(place);
+        // The system lists the ports in the order of plugging.
+        std::unique_ptr<ReportingBoard> board;
+        std::vector<std::unique_ptr<FarEnd>> others;
+        for (int i = 0; i < 3; ++i) {
+            if (i == place) {
+                board = std::make_unique<ReportingBoard>(hunt.plug(i));
+                continue;
+            }
+            PluggedAdapter& adapter = hunt.plug(i);
+            if (others.empty())
+                others.push_back(std::make_unique<FarEnd>(adapter)); // says nothing
+            else
+                others.push_back(std::make_unique<NoisyDevice>(adapter));
+        }
+        QStringList lines;
+        connect(
+            &hunt.service, &Serial_Connect::GotMessage, this, [&hunt, &lines](const QString& line) {
+                lines << hunt.portState() + QLatin1Char(' ') + line;
+            });
+        hunt.probe.sendEnabled = true;
+        connect(&hunt.port, SIGNAL(readyRead()), &hunt.service, SLOT(SerialGotData()));
+        connect(&hunt.probe.timer, SIGNAL(timeout()), &hunt.service, SLOT(OnTimeout()));
+        hunt.probe.timer.start(kTick);
+
+        QTRY_VERIFY_WITH_TIMEOUT(hunt.settings.deviceReady, 30000);
+        QCOMPARE(hunt.portState(), name + QStringLiteral(" at 115200"));
+        QCOMPARE(board->runs(), vboard::Runs::Bootloader);
+        QVERIFY(board->heard().endsWith("$BOOTLOADM*9FEC\n"));
+        const QStringList boardLines = lines.filter(name);
+        QCOMPARE(boardLines.first(), name + QStringLiteral(" at 19200 $STATUS*3BC1\n"));
+        QCOMPARE(boardLines.last(), name + QStringLiteral(" at 115200 $Bootloader\n"));
+        for (const auto& other : others)
+            QVERIFY(!other->heard().contains("$BOOTLOADM"));
+
+        // Once found, the port stays open and is read on.
+        const auto heard = lines.size();
+        QTRY_VERIFY(lines.size() > heard);
+        QCOMPARE(hunt.portState(), name + QStringLiteral(" at 115200"));
+    }
+
+    void findsNothingWhileSendingIsDisabled()
+    {
+        HuntFixture hunt;
+        const ReportingBoard board(hunt.plug(3));
+        connect(&hunt.port, &QSerialPort::readyRead, &hunt.service, &Serial_Connect::SerialGotData);
+        connect(&hunt.probe.timer, &QTimer::timeout, &hunt.service, &Serial_Connect::OnTimeout);
+        hunt.probe.timer.start(kTick);
+        QTRY_COMPARE_WITH_TIMEOUT(hunt.probe.portIndex, 1, 30000);
+        QVERIFY(!hunt.settings.deviceReady);
+        QCOMPARE(board.runs(), vboard::Runs::Application);
+        QVERIFY(board.heard().startsWith("$V"));
+        QVERIFY(!board.heard().contains("$BOOTLOADM"));
+    }
 };
 
-void TestServiceWired::findsTheBoardAmongThree_data()
-{
-    QTest::addColumn<int>("place");
-    QTest::newRow("first") << 0;
-    QTest::newRow("second") << 1;
-    QTest::newRow("third") << 2;
-}
-
-void TestServiceWired::findsTheBoardAmongThree()
-{
-    QFETCH(int, place);
-    HuntBench bench;
-    const QString name = QStringLiteral("port %1").arg(place);
-    // The system lists the ports in the order of plugging.
-    std::unique_ptr<ReportingBoard> board;
-    std::vector<std::unique_ptr<FarEnd>> others;
-    for (int i = 0; i < 3; ++i) {
-        if (i == place) {
-            board = std::make_unique<ReportingBoard>(bench.plug(i));
-            continue;
-        }
-        PluggedAdapter& adapter = bench.plug(i);
-        if (others.empty())
-            others.push_back(std::make_unique<FarEnd>(adapter)); // says nothing
-        else
-            others.push_back(std::make_unique<NoisyDevice>(adapter));
-    }
-    QStringList lines;
-    connect(
-        &bench.service, &Serial_Connect::GotMessage, this, [&bench, &lines](const QString& line) {
-            lines << bench.portState() + QLatin1Char(' ') + line;
-        });
-    bench.probe.sendEnabled = true;
-    connect(&bench.port, SIGNAL(readyRead()), &bench.service, SLOT(SerialGotData()));
-    connect(&bench.probe.timer, SIGNAL(timeout()), &bench.service, SLOT(OnTimeout()));
-    bench.probe.timer.start(kTick);
-
-    QTRY_VERIFY_WITH_TIMEOUT(bench.settings.deviceReady, 30000);
-    QCOMPARE(bench.portState(), name + QStringLiteral(" at 115200"));
-    QCOMPARE(board->runs(), vboard::Runs::Bootloader);
-    QVERIFY(board->heard().endsWith("$BOOTLOADM*9FEC\n"));
-    const QStringList boardLines = lines.filter(name);
-    QCOMPARE(boardLines.first(), name + QStringLiteral(" at 19200 $STATUS*3BC1\n"));
-    QCOMPARE(boardLines.last(), name + QStringLiteral(" at 115200 $Bootloader\n"));
-    for (const auto& other : others)
-        QVERIFY(!other->heard().contains("$BOOTLOADM"));
-
-    // Found is found: the port stays open, and the board is heard on.
-    const auto heard = lines.size();
-    QTRY_VERIFY(lines.size() > heard);
-    QCOMPARE(bench.portState(), name + QStringLiteral(" at 115200"));
-}
-
-void TestServiceWired::findsNothingWhileSendingIsDisabled()
-{
-    HuntBench bench;
-    const ReportingBoard board(bench.plug(3));
-    connect(&bench.port, &QSerialPort::readyRead, &bench.service, &Serial_Connect::SerialGotData);
-    connect(&bench.probe.timer, &QTimer::timeout, &bench.service, &Serial_Connect::OnTimeout);
-    bench.probe.timer.start(kTick);
-    QTRY_COMPARE_WITH_TIMEOUT(bench.probe.portIndex, 1, 30000);
-    QVERIFY(!bench.settings.deviceReady);
-    QCOMPARE(board.runs(), vboard::Runs::Application);
-    QVERIFY(board.heard().startsWith("$V"));
-    QVERIFY(!board.heard().contains("$BOOTLOADM"));
-}
-
-QTEST_GUILESS_MAIN(TestServiceWired)
+static const RegisteredTest<TestServiceWired> registered(__FILE__);
 #include "tst_service_wired.moc"

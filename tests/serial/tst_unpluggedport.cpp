@@ -1,10 +1,10 @@
 // What tells a lost adapter from a line that is only full, on real terminals.
 
 #include "serial/UnpluggedPort.h"
+#include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
-#include <QTest>
 
 #include <array>
 #include <cerrno>
@@ -85,127 +85,119 @@ class TestUnpluggedPort : public QObject
     Q_OBJECT
 
 private slots:
-    void closesAPortWhoseAdapterWentAtOnce_data();
-    void closesAPortWhoseAdapterWentAtOnce();
-    void closesWhateverTheErrorSays_data();
-    void closesWhateverTheErrorSays();
-    void keepsAPortWhoseLineIsFull();
-    void keepsAPortThatWorks_data();
-    void keepsAPortThatWorks();
-    void goesOnReadingAfterAnotherProgramHasTakenWhatArrived();
+    void closesAPortWhoseAdapterWentAtOnce_data()
+    {
+        QTest::addColumn<bool>("waiting");
+        QTest::newRow("nothing waits to be sent") << false;
+        QTest::newRow("bytes wait to be sent") << true;
+    }
+
+    void closesAPortWhoseAdapterWentAtOnce()
+    {
+        QFETCH(bool, waiting);
+        for (int trial = 0; trial < kTrials; ++trial) {
+            Link link;
+            if (waiting) {
+                link.port.write(QByteArray(kMoreThanATerminalHolds, 'x'));
+                link.port.flush();
+                QVERIFY(link.port.bytesToWrite() > 0);
+            }
+            link.unplug();
+            // What an earlier call left: reading a terminal that hung up does not set
+            // it.
+            errno = EAGAIN;
+            QTRY_VERIFY(!link.port.isOpen());
+            QCOMPARE(link.closed, 1);
+        }
+    }
+
+    void closesWhateverTheErrorSays_data()
+    {
+        QTest::addColumn<QSerialPort::SerialPortError>("error");
+        QTest::newRow("resource") << QSerialPort::ResourceError;
+        QTest::newRow("read") << QSerialPort::ReadError;
+        QTest::newRow("write") << QSerialPort::WriteError;
+        QTest::newRow("unknown") << QSerialPort::UnknownError;
+    }
+
+    void closesWhateverTheErrorSays()
+    {
+        QFETCH(QSerialPort::SerialPortError, error);
+        Link link;
+        link.unplug();
+        QVERIFY(!closeIfUnplugged(link.port, QSerialPort::NoError));
+        QVERIFY(closeIfUnplugged(link.port, error));
+        QVERIFY(!link.port.isOpen());
+        QVERIFY(!closeIfUnplugged(link.port, error));
+    }
+
+    void keepsAPortWhoseLineIsFull()
+    {
+        Link link;
+        QByteArray sent(kMoreThanATerminalHolds, '\0');
+        for (qsizetype i = 0; i < sent.size(); ++i)
+            sent[i] = static_cast<char>(i * 7 + i / 251);
+        link.port.write(sent);
+        // Asked again while it takes nothing, the line says so by an error.
+        for (int i = 0; i < 3; ++i)
+            link.port.flush();
+        QVERIFY(link.errors > 0);
+        QVERIFY(link.port.isOpen());
+        QByteArray arrived;
+        QTRY_VERIFY((arrived += link.arrived()).size() >= sent.size());
+        QCOMPARE(arrived, sent);
+        QVERIFY(link.port.isOpen());
+
+        // And it goes on reading.
+        QCOMPARE(::write(link.far, "$A", 2), ssize_t{2});
+        QTRY_COMPARE(link.port.bytesAvailable(), qint64{2});
+    }
+
+    void keepsAPortThatWorks_data()
+    {
+        QTest::addColumn<QSerialPort::SerialPortError>("error");
+        QTest::newRow("no error") << QSerialPort::NoError;
+        QTest::newRow("resource") << QSerialPort::ResourceError;
+        QTest::newRow("read") << QSerialPort::ReadError;
+        QTest::newRow("write") << QSerialPort::WriteError;
+        QTest::newRow("timeout") << QSerialPort::TimeoutError;
+    }
+
+    void keepsAPortThatWorks()
+    {
+        QFETCH(QSerialPort::SerialPortError, error);
+        Link link;
+        QVERIFY(!closeIfUnplugged(link.port, error));
+        QVERIFY(link.port.isOpen());
+    }
+
+    void goesOnReadingAfterAnotherProgramHasTakenWhatArrived()
+    {
+        Link link;
+        // It hears of the same bytes in the same turn of the event loop, and first: what the port
+        // reads then is an error.
+        link.port.close();
+        const int other = ::open(("/dev/" + link.port.portName().toLocal8Bit()).constData(),
+            O_RDWR | O_NOCTTY | O_NONBLOCK);
+        QVERIFY(other >= 0);
+        QSocketNotifier notifier(other, QSocketNotifier::Read);
+        connect(&notifier, &QSocketNotifier::activated, this, [other] {
+            std::array<char, 64> bytes{};
+            QVERIFY(::read(other, bytes.data(), bytes.size()) == 1);
+            errno = EAGAIN; // the port's own read finds nothing, and leaves this
+        });
+        QVERIFY(link.port.open(QIODevice::ReadWrite));
+        link.errors = 0;
+        QCOMPARE(::write(link.far, "x", 1), ssize_t{1});
+        QTRY_VERIFY(link.errors > 0);
+        notifier.setEnabled(false);
+        ::close(other);
+
+        QVERIFY(link.port.isOpen());
+        QCOMPARE(::write(link.far, "$A", 2), ssize_t{2});
+        QTRY_COMPARE(link.port.bytesAvailable(), qint64{2});
+    }
 };
 
-void TestUnpluggedPort::closesAPortWhoseAdapterWentAtOnce_data()
-{
-    QTest::addColumn<bool>("waiting");
-    QTest::newRow("nothing waits to be sent") << false;
-    QTest::newRow("bytes wait to be sent") << true;
-}
-
-void TestUnpluggedPort::closesAPortWhoseAdapterWentAtOnce()
-{
-    QFETCH(bool, waiting);
-    for (int trial = 0; trial < kTrials; ++trial) {
-        Link link;
-        if (waiting) {
-            link.port.write(QByteArray(kMoreThanATerminalHolds, 'x'));
-            link.port.flush();
-            QVERIFY(link.port.bytesToWrite() > 0);
-        }
-        link.unplug();
-        // What an earlier call has left behind: reading a terminal that hung up does not set it.
-        errno = EAGAIN;
-        QTRY_VERIFY(!link.port.isOpen());
-        QCOMPARE(link.closed, 1);
-    }
-}
-
-void TestUnpluggedPort::closesWhateverTheErrorSays_data()
-{
-    QTest::addColumn<QSerialPort::SerialPortError>("error");
-    QTest::newRow("resource") << QSerialPort::ResourceError;
-    QTest::newRow("read") << QSerialPort::ReadError;
-    QTest::newRow("write") << QSerialPort::WriteError;
-    QTest::newRow("unknown") << QSerialPort::UnknownError;
-}
-
-void TestUnpluggedPort::closesWhateverTheErrorSays()
-{
-    QFETCH(QSerialPort::SerialPortError, error);
-    Link link;
-    link.unplug();
-    QVERIFY(!closeIfUnplugged(link.port, QSerialPort::NoError));
-    QVERIFY(closeIfUnplugged(link.port, error));
-    QVERIFY(!link.port.isOpen());
-    QVERIFY(!closeIfUnplugged(link.port, error));
-}
-
-void TestUnpluggedPort::keepsAPortWhoseLineIsFull()
-{
-    Link link;
-    QByteArray sent(kMoreThanATerminalHolds, '\0');
-    for (qsizetype i = 0; i < sent.size(); ++i)
-        sent[i] = static_cast<char>(i * 7 + i / 251);
-    link.port.write(sent);
-    // Asked again while it takes nothing, the line says so by an error.
-    for (int i = 0; i < 3; ++i)
-        link.port.flush();
-    QVERIFY(link.errors > 0);
-    QVERIFY(link.port.isOpen());
-    QByteArray arrived;
-    QTRY_VERIFY((arrived += link.arrived()).size() >= sent.size());
-    QCOMPARE(arrived, sent);
-    QVERIFY(link.port.isOpen());
-
-    // And it goes on reading.
-    QCOMPARE(::write(link.far, "$A", 2), ssize_t{2});
-    QTRY_COMPARE(link.port.bytesAvailable(), qint64{2});
-}
-
-void TestUnpluggedPort::keepsAPortThatWorks_data()
-{
-    QTest::addColumn<QSerialPort::SerialPortError>("error");
-    QTest::newRow("no error") << QSerialPort::NoError;
-    QTest::newRow("resource") << QSerialPort::ResourceError;
-    QTest::newRow("read") << QSerialPort::ReadError;
-    QTest::newRow("write") << QSerialPort::WriteError;
-    QTest::newRow("timeout") << QSerialPort::TimeoutError;
-}
-
-void TestUnpluggedPort::keepsAPortThatWorks()
-{
-    QFETCH(QSerialPort::SerialPortError, error);
-    Link link;
-    QVERIFY(!closeIfUnplugged(link.port, error));
-    QVERIFY(link.port.isOpen());
-}
-
-void TestUnpluggedPort::goesOnReadingAfterAnotherProgramHasTakenWhatArrived()
-{
-    Link link;
-    // It hears of the same bytes in the same turn of the event loop, and first: what the port reads
-    // then is an error.
-    link.port.close();
-    const int other = ::open(
-        ("/dev/" + link.port.portName().toLocal8Bit()).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
-    QVERIFY(other >= 0);
-    QSocketNotifier notifier(other, QSocketNotifier::Read);
-    connect(&notifier, &QSocketNotifier::activated, this, [other] {
-        std::array<char, 64> bytes{};
-        QVERIFY(::read(other, bytes.data(), bytes.size()) == 1);
-        errno = EAGAIN; // the port's own read finds nothing, and leaves this
-    });
-    QVERIFY(link.port.open(QIODevice::ReadWrite));
-    link.errors = 0;
-    QCOMPARE(::write(link.far, "x", 1), ssize_t{1});
-    QTRY_VERIFY(link.errors > 0);
-    notifier.setEnabled(false);
-    ::close(other);
-
-    QVERIFY(link.port.isOpen());
-    QCOMPARE(::write(link.far, "$A", 2), ssize_t{2});
-    QTRY_COMPARE(link.port.bytesAvailable(), qint64{2});
-}
-
-QTEST_GUILESS_MAIN(TestUnpluggedPort)
+static const RegisteredTest<TestUnpluggedPort> registered(__FILE__);
 #include "tst_unpluggedport.moc"

@@ -1,10 +1,7 @@
-# add_unit_test(NAME SOURCE LIBRARIES...): a Qt Test that needs neither a port nor a window.
-function(add_unit_test NAME SOURCE)
-    qt_add_executable(${NAME} ${SOURCE})
-    target_link_libraries(${NAME} PRIVATE project_options Qt6::Test ${ARGN})
-    add_test(NAME ${NAME} COMMAND ${NAME})
-    set_tests_properties(${NAME} PROPERTIES LABELS unit)
-endfunction()
+# For every Qt Test: no screen, and a limit above those of ctest, which come first.
+set(QT_TEST_ENVIRONMENT
+    "QT_QPA_PLATFORM=offscreen" "QTEST_FUNCTION_TIMEOUT=2000000" # milliseconds
+    ${SANITIZER_ENVIRONMENT})
 
 # add_test_program(NAME [MAIN main.cpp] TESTS tst_a.cpp... LIBRARIES...)
 #
@@ -21,6 +18,13 @@ function(add_test_program NAME)
         cmake_path(GET source STEM test)
         add_test(NAME ${test} COMMAND ${NAME} ${test})
         set_tests_properties(${test} PROPERTIES LABELS unit
-            ENVIRONMENT "QT_QPA_PLATFORM=offscreen;${SANITIZER_ENVIRONMENT}")
+            ENVIRONMENT "${QT_TEST_ENVIRONMENT}")
     endforeach()
+endfunction()
+
+# on_mocked_bus(TEST): lets a ctest test run with the preloaded library that makes its process see the
+# adapters that it plugs into a mocked USB bus (virtualboard/UsbBus.h).
+function(on_mocked_bus TEST)
+    set_tests_properties(${TEST} PROPERTIES LABELS session
+        ENVIRONMENT "LD_PRELOAD=libumockdev-preload.so.0;${QT_TEST_ENVIRONMENT}")
 endfunction()

@@ -11,13 +11,13 @@
 #include <vector>
 
 /// A service with a closed port on a mocked bus; the test is its timer.
-class HuntBench
+class HuntFixture
 {
 public:
-    HuntBench();
-    ~HuntBench() = default;
-    HuntBench(const HuntBench&) = delete;
-    HuntBench& operator=(const HuntBench&) = delete;
+    HuntFixture();
+    ~HuntFixture() = default;
+    HuntFixture(const HuntFixture&) = delete;
+    HuntFixture& operator=(const HuntFixture&) = delete;
 
     /// Plugs in an adapter whose port is uniquePortName(`number`).
     PluggedAdapter& plug(int number, const QString& manufacturer = QStringLiteral("FTDI"));

@@ -1,4 +1,4 @@
-#include "tests/serial/HuntBench.h"
+#include "tests/serial/HuntFixture.h"
 
 #include "tests/support/PortNames.h"
 
@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-HuntBench::HuntBench()
+HuntFixture::HuntFixture()
     : settings{&port, false, {}, {}, false},
       service(&settings, QStringLiteral("A.20a"), QStringLiteral("1.00a")), probe(service)
 {
@@ -14,7 +14,7 @@ HuntBench::HuntBench()
         qFatal("this test runs with the preloaded library of the mocked bus");
 }
 
-PluggedAdapter& HuntBench::plug(int number, const QString& manufacturer)
+PluggedAdapter& HuntFixture::plug(int number, const QString& manufacturer)
 {
     Adapter adapter;
     adapter.portName = uniquePortName(number);
@@ -23,7 +23,7 @@ PluggedAdapter& HuntBench::plug(int number, const QString& manufacturer)
     return *m_adapters.back();
 }
 
-QString HuntBench::portState() const
+QString HuntFixture::portState() const
 {
     if (!port.isOpen())
         return QStringLiteral("closed");
@@ -31,7 +31,7 @@ QString HuntBench::portState() const
     return QStringLiteral("port %1 at %2").arg(number).arg(port.baudRate());
 }
 
-QStringList HuntBench::watch(int ticks)
+QStringList HuntFixture::watch(int ticks)
 {
     QStringList states;
     for (int tick = 0; tick < ticks; ++tick) {
@@ -41,7 +41,7 @@ QStringList HuntBench::watch(int ticks)
     return states;
 }
 
-QStringList HuntBench::counted(const QStringList& states)
+QStringList HuntFixture::counted(const QStringList& states)
 {
     QStringList runs;
     int length = 0;
@@ -55,7 +55,7 @@ QStringList HuntBench::counted(const QStringList& states)
     return runs;
 }
 
-void HuntBench::receive(const PluggedAdapter& adapter, const QByteArray& bytes)
+void HuntFixture::receive(const PluggedAdapter& adapter, const QByteArray& bytes)
 {
     constexpr int kArrivalTimeout = 2000; // ms
     QCOMPARE(::write(adapter.masterFd(), bytes.constData(), static_cast<std::size_t>(bytes.size())),
