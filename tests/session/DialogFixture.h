@@ -22,9 +22,8 @@ using reference::framedAll;
 /// "fileOpen".
 using SessionFields = QMap<QByteArray, qint32>;
 
-/// A dialog with its timer stopped: the test steps the sessions and plays the board. What kind of
-/// ports it has is for the classes of this one to say: in memory (`SessionFixture`) or on a mocked
-/// USB bus (`BusFixture`).
+/// A dialog with its timer stopped: the test steps the sessions and plays the board. A derived
+/// class gives it ports: in memory (`SessionFixture`) or on a mocked USB bus (`BusFixture`).
 class DialogFixture
 {
 public:

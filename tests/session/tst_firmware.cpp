@@ -42,7 +42,7 @@ QByteArray dataLine(const QByteArray& firmware, int address)
     return line;
 }
 
-/// Every line of the firmware's way to the board, in order.
+/// Every line that sends the firmware, in order.
 QByteArrayList wholeWalk(const QByteArray& firmware)
 {
     QByteArrayList lines;
@@ -73,108 +73,101 @@ void enterFirmware(SessionFixture& session)
 
 } // namespace
 
-/// The firmware's way to the board.
+/// How the firmware is sent.
 class TestFirmware : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void walksThroughAllPages_data();
-    void walksThroughAllPages();
-    void beginsWithTheFifthStep();
-    void takesDataFromTheOffsetOfItsAddress_data();
-    void takesDataFromTheOffsetOfItsAddress();
-    void announcesTheFirstImageSevenStepsAfterTheLastPage();
-};
-
-void TestFirmware::walksThroughAllPages_data()
-{
-    QTest::addColumn<QByteArray>("firmware");
-    QTest::newRow("ends within a line") << firmwareOfSize(0xDE7A9);
-    QTest::newRow("longer than the area") << firmwareOfSize(0xE0000 + 500);
-}
-
-void TestFirmware::walksThroughAllPages()
-{
-    QFETCH(QByteArray, firmware);
-    const QByteArrayList walk = wholeWalk(firmware);
-    QCOMPARE(walk.size(), qsizetype(223 * 66));
-    SessionFixture session(JobUpdate, 1, setWithFirmware(firmware));
-    enterFirmware(session);
-    session.step();
-
-    int stored = 0;
-    for (const QByteArray& line : walk) {
-        QCOMPARE(session.sent(), framed(line));
-        QCOMPARE(session.port().state, 11);
-        stored += line.startsWith("$D") ? 64 : 0;
-        session.reply(answerTo(line));
-        const bool done = stored == kAreaEnd - kAreaStart && line.startsWith("$P");
-        const int shown = done ? 0xDF006 : qMin(stored, 0xDEFFF);
-        QCOMPARE(session.bar("progressBarLoad").value(), shown);
+    void walksThroughAllPages_data()
+    {
+        QTest::addColumn<QByteArray>("firmware");
+        QTest::newRow("ends within a line") << firmwareOfSize(0xDE7A9);
+        QTest::newRow("longer than the area") << firmwareOfSize(0xE0000 + 500);
     }
-    QCOMPARE(session.port().state, 5);
-    QCOMPARE(session.sent(), QByteArray());
-    QCOMPARE(session.log(), QString());
-    QCOMPARE(session.bar("progressBarVerify").value(), 0);
-}
 
-void TestFirmware::beginsWithTheFifthStep()
-{
-    SessionFixture session;
-    enterFirmware(session);
-    QCOMPARE(session.sent(), QByteArray());
-    session.step();
-    QCOMPARE(session.sent(), framed("$E,1000,1"));
-    session.reply("$EACK");
-    const QByteArray firmware = smallReleaseSet().value(QStringLiteral("fw1.bin"));
-    QCOMPARE(session.sent(), framed(dataLine(firmware, 0x1000)));
-}
-
-void TestFirmware::takesDataFromTheOffsetOfItsAddress_data()
-{
-    QTest::addColumn<int>("size");
-    QTest::addColumn<QList<int>>("addresses");
-    const auto row = [](int size, const QList<int>& addresses) {
-        QTest::addRow("%x bytes", static_cast<unsigned>(size)) << size << addresses;
-    };
-    // The size that ships, up to its end and after it.
-    row(0xDF000, {0x1000, 0x1040, 0xDEF80, 0xDEFC0, 0xDF000, 0xDFFC0});
-    for (const int size : {0x203F, 0x2040, 0x2041, 0x207F, 0x2080})
-        row(size, {0x2000, 0x2040, 0x2080});
-    row(0x1001, {0x1000, 0x1040});
-    row(0x800, {0x1000});
-    row(0, {0x1000, 0xDFFC0});
-    row(0xDFFFF, {0xDFFC0});
-    row(0xE0001, {0xDFFC0});
-}
-
-void TestFirmware::takesDataFromTheOffsetOfItsAddress()
-{
-    QFETCH(int, size);
-    QFETCH(QList<int>, addresses);
-    const QByteArray firmware = firmwareOfSize(size);
-    SessionFixture session(JobUpdate, 1, setWithFirmware(firmware));
-    enterFirmware(session);
-    for (const int address : addresses) {
-        session.setFields({{"fwStep", 1}, {"ticks", 4}, {"flashAddress", address}});
+    void walksThroughAllPages()
+    {
+        QFETCH(QByteArray, firmware);
+        const QByteArrayList walk = wholeWalk(firmware);
+        QCOMPARE(walk.size(), qsizetype(223 * 66));
+        SessionFixture session(JobUpdate, 1, setWithFirmware(firmware));
+        enterFirmware(session);
         session.step();
-        QCOMPARE(session.sent(), framed(dataLine(firmware, address)));
-    }
-}
 
-void TestFirmware::announcesTheFirstImageSevenStepsAfterTheLastPage()
-{
-    SessionFixture session;
-    session.enterBootloader();
-    session.setFields({{"flashAddress", 0xE0000}, {"fwStep", 2}});
-    session.reply("$PACK");
-    // The step that follows the acknowledgement begins the wait.
-    session.step(6);
-    QCOMPARE(session.sent(), QByteArray());
-    session.step();
-    QCOMPARE(session.sent(), framed("$I,00,01,12C,01"));
-}
+        int stored = 0;
+        for (const QByteArray& line : walk) {
+            QCOMPARE(session.sent(), framed(line));
+            QCOMPARE(session.port().state, 11);
+            stored += line.startsWith("$D") ? 64 : 0;
+            session.reply(answerTo(line));
+            const bool done = stored == kAreaEnd - kAreaStart && line.startsWith("$P");
+            const int shown = done ? 0xDF006 : qMin(stored, 0xDEFFF);
+            QCOMPARE(session.bar("progressBarLoad").value(), shown);
+        }
+        QCOMPARE(session.port().state, 5);
+        QCOMPARE(session.sent(), QByteArray());
+        QCOMPARE(session.log(), QString());
+        QCOMPARE(session.bar("progressBarVerify").value(), 0);
+    }
+
+    void beginsWithTheFifthStep()
+    {
+        SessionFixture session;
+        enterFirmware(session);
+        QCOMPARE(session.sent(), QByteArray());
+        session.step();
+        QCOMPARE(session.sent(), framed("$E,1000,1"));
+        session.reply("$EACK");
+        const QByteArray firmware = smallReleaseSet().value(QStringLiteral("fw1.bin"));
+        QCOMPARE(session.sent(), framed(dataLine(firmware, 0x1000)));
+    }
+
+    void takesDataFromTheOffsetOfItsAddress_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<QList<int>>("addresses");
+        const auto row = [](int size, const QList<int>& addresses) {
+            QTest::addRow("%x bytes", static_cast<unsigned>(size)) << size << addresses;
+        };
+        // The size that ships, up to its end and after it.
+        row(0xDF000, {0x1000, 0x1040, 0xDEF80, 0xDEFC0, 0xDF000, 0xDFFC0});
+        for (const int size : {0x203F, 0x2040, 0x2041, 0x207F, 0x2080})
+            row(size, {0x2000, 0x2040, 0x2080});
+        row(0x1001, {0x1000, 0x1040});
+        row(0x800, {0x1000});
+        row(0, {0x1000, 0xDFFC0});
+        row(0xDFFFF, {0xDFFC0});
+        row(0xE0001, {0xDFFC0});
+    }
+
+    void takesDataFromTheOffsetOfItsAddress()
+    {
+        QFETCH(int, size);
+        QFETCH(QList<int>, addresses);
+        const QByteArray firmware = firmwareOfSize(size);
+        SessionFixture session(JobUpdate, 1, setWithFirmware(firmware));
+        enterFirmware(session);
+        for (const int address : addresses) {
+            session.setFields({{"fwStep", 1}, {"ticks", 4}, {"flashAddress", address}});
+            session.step();
+            QCOMPARE(session.sent(), framed(dataLine(firmware, address)));
+        }
+    }
+
+    void announcesTheFirstImageSevenStepsAfterTheLastPage()
+    {
+        SessionFixture session;
+        session.enterBootloader();
+        session.setFields({{"flashAddress", 0xE0000}, {"fwStep", 2}});
+        session.reply("$PACK");
+        // The step that follows the acknowledgement begins the wait.
+        session.step(6);
+        QCOMPARE(session.sent(), QByteArray());
+        session.step();
+        QCOMPARE(session.sent(), framed("$I,00,01,12C,01"));
+    }
+};
 
 static const RegisteredTest<TestFirmware> registered(__FILE__);
 #include "tst_firmware.moc"

@@ -28,7 +28,7 @@ QByteArray oddReply(QRandomGenerator& random, const PortTest& port)
     return line;
 }
 
-/// What a healthy board says to `sent`, as far as it takes to see every state.
+/// A healthy board's answer to `sent`; enough of them to reach every state.
 QByteArray goodReply(const QByteArray& sent, const PortTest& port)
 {
     static const QMap<QByteArray, QByteArray> kAnswers{
@@ -53,7 +53,7 @@ bool isSound(const PortTest& port, qsizetype images)
 
 } // namespace
 
-/// Boards and cables that do what none should.
+/// A board that sends anything at any time.
 class TestHostile : public QObject
 {
     Q_OBJECT

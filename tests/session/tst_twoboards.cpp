@@ -1,5 +1,5 @@
 #include "tests/session/DebugLog.h"
-#include "tests/session/SessionSamples.h"
+#include "tests/session/SessionFixture.h"
 #include "tests/support/TestProgram.h"
 
 namespace {
@@ -38,214 +38,204 @@ class TestTwoBoards : public QObject
     Q_OBJECT
 
 private slots:
-    void stepsBothInListOrder();
-    void everyAcknowledgementStepsBothOnce_data();
-    void everyAcknowledgementStepsBothOnce();
-    void otherRepliesStepNeither_data();
-    void otherRepliesStepNeither();
-    void advancesTheOthersTimeouts();
-    void probesOnWhileTheOtherWrites();
-    void keepsTheSessionsApart();
-    void finishesBothJobs();
-    void goesOnWhenTheOtherHasClosed();
-};
-
-void TestTwoBoards::stepsBothInListOrder()
-{
-    SessionFixture session(JobUpdate, 2);
-    session.step();
-    const DebugLog log;
-    session.step();
-    // Both lines are logged as they are sent.
-    const QStringList sending = log.with(QStringLiteral("$MVER"));
-    QCOMPARE(sending.size(), qsizetype(2));
-    QVERIFY(sending.at(0).contains(session.port(0).portName()));
-    QVERIFY(sending.at(1).contains(session.port(1).portName()));
-}
-
-void TestTwoBoards::everyAcknowledgementStepsBothOnce_data()
-{
-    QTest::addColumn<SessionFields>("given");
-    QTest::addColumn<QByteArray>("reply");
-    const auto row = [](const SessionFields& given, const QByteArray& reply) {
-        QTest::newRow(reply.left(12)) << somewhere(given) << reply;
-    };
-    row({{"state", 5}, {"imageStep", 0}}, "$IACK,0");
-    row({{"state", 5}, {"imageStep", 0}}, "$IACK,1");
-    row({{"state", 5}}, "$IACK,7");
-    row({{"state", 5}}, "$FACK,9");
-    row({{"state", 5}}, "$FACK,8,1");
-    row({{"state", 5}}, "$FACK,8");
-    row({{"state", 11}, {"fwStep", 0}}, "$EACK");
-    row({{"state", 11}}, "$DACK");
-    row({{"state", 11}, {"fwStep", 2}}, "$PACK");
-    row({{"state", 11}, {"fwStep", 2}, {"phase", 2}}, "$CACK");
-    row({{"state", 11}, {"fwStep", 3}, {"phase", 2}}, "$PACK,2");
-    row({{"state", 5}, {"phase", 3}}, "$VACK,5" + QByteArray(",00").repeated(64));
-}
-
-void TestTwoBoards::everyAcknowledgementStepsBothOnce()
-{
-    QFETCH(SessionFields, given);
-    QFETCH(QByteArray, reply);
-    SessionFixture session(JobUpdate, 2);
-    for (const int answering : {0, 1}) {
-        const int other = 1 - answering;
-        session.setFields(given, answering);
-        session.setFields(somewhere({{"state", 2}}), other);
-        const SessionFields expected = with(session.fields(other), {{"retries", 3}});
-        session.reply(reply, answering);
-        QCOMPARE(toText(session.fields(other)), toText(expected));
-        QCOMPARE(session.sent(other), framed("$MVER"));
-        // At most one line a step.
-        QVERIFY(session.sent(answering).count('$') <= 1);
+    void stepsBothInListOrder()
+    {
+        SessionFixture session(JobUpdate, 2);
+        session.step();
+        const DebugLog log;
+        session.step();
+        // Both lines are logged as they are sent.
+        const QStringList sending = log.with(QStringLiteral("$MVER"));
+        QCOMPARE(sending.size(), qsizetype(2));
+        QVERIFY(sending.at(0).contains(session.port(0).portName()));
+        QVERIFY(sending.at(1).contains(session.port(1).portName()));
     }
-}
 
-void TestTwoBoards::otherRepliesStepNeither_data()
-{
-    QTest::addColumn<SessionFields>("given");
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<QByteArray>("answer");
-    const auto row = [](const char* reply, const SessionFields& given, const QByteArray& answer) {
-        QTest::newRow(reply) << somewhere(given) << QByteArray(reply) << answer;
-    };
-    row("$Bootloader", {{"phase", 0}}, "$G\n");
-    row("$GACK", {{"phase", 0}}, {});
-    row("$MVERR,3", {}, framed("$BOOTLOADM"));
-    row("$AACK,0", {{"state", 4}}, {});
-    row("$AACK,1", {{"state", 4}}, framed("$X"));
-    // Out of place.
-    row("$DACK", {{"state", 5}}, {});
-    row("$EACK", {{"state", 5}}, {});
-    row("$PACK", {{"state", 11}}, {});
-    row("$FACK,9", {{"state", 11}}, {});
-    row("$IACK,0", {{"state", 5}, {"imageStep", 1}}, {});
-    row("$HELLO", {}, {});
-}
+    void everyAcknowledgementStepsBothOnce_data()
+    {
+        QTest::addColumn<SessionFields>("given");
+        QTest::addColumn<QByteArray>("reply");
+        const auto row = [](const SessionFields& given, const QByteArray& reply) {
+            QTest::newRow(reply.left(12)) << somewhere(given) << reply;
+        };
+        row({{"state", 5}, {"imageStep", 0}}, "$IACK,0");
+        row({{"state", 5}, {"imageStep", 0}}, "$IACK,1");
+        row({{"state", 5}}, "$IACK,7");
+        row({{"state", 5}}, "$FACK,9");
+        row({{"state", 5}}, "$FACK,8,1");
+        row({{"state", 5}}, "$FACK,8");
+        row({{"state", 11}, {"fwStep", 0}}, "$EACK");
+        row({{"state", 11}}, "$DACK");
+        row({{"state", 11}, {"fwStep", 2}}, "$PACK");
+        row({{"state", 11}, {"fwStep", 2}, {"phase", 2}}, "$CACK");
+        row({{"state", 11}, {"fwStep", 3}, {"phase", 2}}, "$PACK,2");
+        row({{"state", 5}, {"phase", 3}}, "$VACK,5" + QByteArray(",00").repeated(64));
+    }
 
-void TestTwoBoards::otherRepliesStepNeither()
-{
-    QFETCH(SessionFields, given);
-    QFETCH(QByteArray, reply);
-    QFETCH(QByteArray, answer);
-    SessionFixture session(JobUpdate, 2);
-    session.setFields(given, 0);
-    session.setFields(somewhere({{"state", 2}}), 1);
-    const QString before = toText(session.fields(1));
-    session.reply(reply, 0);
-    QCOMPARE(toText(session.fields(1)), before);
-    QCOMPARE(session.sent(1), QByteArray());
-    QCOMPARE(session.sent(0), answer);
-}
-
-void TestTwoBoards::advancesTheOthersTimeouts()
-{
-    SessionFixture session(JobImagesOnly, 2);
-    session.setFields(somewhere({{"state", 11}}), 0);
-    session.setFields(
-        somewhere({{"state", 5}, {"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 3}}), 1);
-    for (int i = 0; i < 3; ++i)
-        session.reply("$DACK", 0);
-    QCOMPARE(session.sent(1), QByteArray());
-    session.reply("$DACK", 0);
-    QCOMPARE(session.sent(1), framed(kHeaderA));
-}
-
-void TestTwoBoards::probesOnWhileTheOtherWrites()
-{
-    SessionFixture session(JobUpdate, 2);
-    session.setFields(somewhere({{"state", 11}}), 0);
-    session.setFields(somewhere({{"state", 1}}), 1);
-    for (int i = 0; i < 12; ++i)
-        session.reply("$DACK", 0);
-    QCOMPARE(session.port(1).state, 3);
-    QCOMPARE(session.port(1).baudRate(), 921600);
-    QCOMPARE(session.port(0).baudRate(), 19200);
-    QByteArrayList expected(8, "$MVER");
-    expected += QByteArrayList(2, "$BOOTLOADM");
-    QCOMPARE(session.sent(1), framedAll(expected));
-    QCOMPARE(session.port(0).flashAddress, 0x1040 + 12 * 64);
-}
-
-void TestTwoBoards::keepsTheSessionsApart()
-{
-    SessionFixture session(JobImagesOnly, 2);
-    const SessionFields announced
-        = somewhere({{"state", 5}, {"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 3}});
-    session.setFields(announced, 0);
-    session.setFields(announced, 1);
-    session.reply("$IACK,1", 0);
-    QCOMPARE(session.port(0).imageIndex, 1);
-    QCOMPARE(session.port(1).imageIndex, 0);
-    QCOMPARE(session.port(1).imageWait, 2);
-    QCOMPARE(session.sent(0), framed(kHeaderB));
-    session.reply("$IACK,0", 1);
-    QCOMPARE(session.port(0).imageStep, 0);
-    QCOMPARE(session.port(0).imageWait, 2);
-    QCOMPARE(session.port(1).imageStep, 1);
-    QVERIFY(session.sent(1).startsWith("$F,00,"));
-    QCOMPARE(session.sent(0), QByteArray());
-
-    // Each reads the firmware for itself.
-    session.setFields({{"state", 0}}, 0);
-    session.setFields({{"state", 0}}, 1);
-    session.step();
-    QVERIFY(&session.port(0).file != &session.port(1).file);
-    QVERIFY(session.port(0).file.isOpen());
-    QVERIFY(session.port(1).file.isOpen());
-    session.receive("$MVE", 0);
-    session.receive("$MVERR,2\n", 1);
-    QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 2"));
-    session.receive("RR,1\n", 0);
-    QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 1"));
-}
-
-void TestTwoBoards::finishesBothJobs()
-{
-    SessionFixture session(JobImagesOnly, 2);
-    session.step(13);
-    session.reply("$Bootloader", 0);
-    session.reply("$Bootloader", 1);
-    session.step(2 + 8);
-    (void)session.sent(0);
-    (void)session.sent(1);
-    // Both headers are out; each board answers whatever it has been sent, the first one first.
-    QByteArrayList words[2] = {{"$I"}, {"$I"}};
-    QByteArray pending[2];
-    session.reply("$IACK,0", 0);
-    session.reply("$IACK,0", 1);
-    for (int turn = 0; turn < 40; ++turn) {
-        for (const int board : {0, 1}) {
-            pending[board] += session.sent(board);
-            const QByteArray line = takeLine(pending[board]);
-            words[board] += line.isEmpty() ? QByteArrayList() : QByteArrayList{line.left(2)};
-            if (!answerTo(line).isEmpty())
-                session.reply(answerTo(line), board);
+    void everyAcknowledgementStepsBothOnce()
+    {
+        QFETCH(SessionFields, given);
+        QFETCH(QByteArray, reply);
+        SessionFixture session(JobUpdate, 2);
+        for (const int answering : {0, 1}) {
+            const int other = 1 - answering;
+            session.setFields(given, answering);
+            session.setFields(somewhere({{"state", 2}}), other);
+            const SessionFields expected = with(session.fields(other), {{"retries", 3}});
+            session.reply(reply, answering);
+            QCOMPARE(toText(session.fields(other)), toText(expected));
+            QCOMPARE(session.sent(other), framed("$MVER"));
+            // At most one line a step.
+            QVERIFY(session.sent(answering).count('$') <= 1);
         }
     }
-    for (const int board : {0, 1}) {
-        QCOMPARE(words[board].join(' '), kJobWords.toByteArray());
-        QCOMPARE(session.port(board).state, 15);
-    }
-    session.step(4);
-    QVERIFY(!session.port(0).isOpen());
-    QVERIFY(!session.port(1).isOpen());
-    QCOMPARE(session.log(), QStringLiteral("Bootload Complete\nBootload Complete"));
-}
 
-void TestTwoBoards::goesOnWhenTheOtherHasClosed()
-{
-    SessionFixture session(JobUpdate, 2);
-    session.setFields(somewhere({{"state", 11}}), 0);
-    session.setFields(somewhere({{"state", 11}}), 1);
-    session.port(0).close();
-    session.reply("$DACK", 1);
-    QCOMPARE(session.port(1).flashAddress, 0x1080);
-    QVERIFY(session.sent(1).startsWith("$D,80,"));
-    session.step(40);
-    QVERIFY(session.port(1).isOpen());
-}
+    void otherRepliesStepNeither_data()
+    {
+        QTest::addColumn<SessionFields>("given");
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<QByteArray>("answer");
+        const auto row
+            = [](const char* reply, const SessionFields& given, const QByteArray& answer) {
+                  QTest::newRow(reply) << somewhere(given) << QByteArray(reply) << answer;
+              };
+        row("$Bootloader", {{"phase", 0}}, "$G\n");
+        row("$GACK", {{"phase", 0}}, {});
+        row("$MVERR,3", {}, framed("$BOOTLOADM"));
+        row("$AACK,0", {{"state", 4}}, {});
+        row("$AACK,1", {{"state", 4}}, framed("$X"));
+        // Out of place.
+        row("$DACK", {{"state", 5}}, {});
+        row("$EACK", {{"state", 5}}, {});
+        row("$PACK", {{"state", 11}}, {});
+        row("$FACK,9", {{"state", 11}}, {});
+        row("$IACK,0", {{"state", 5}, {"imageStep", 1}}, {});
+        row("$HELLO", {}, {});
+    }
+
+    void otherRepliesStepNeither()
+    {
+        QFETCH(SessionFields, given);
+        QFETCH(QByteArray, reply);
+        QFETCH(QByteArray, answer);
+        SessionFixture session(JobUpdate, 2);
+        session.setFields(given, 0);
+        session.setFields(somewhere({{"state", 2}}), 1);
+        const QString before = toText(session.fields(1));
+        session.reply(reply, 0);
+        QCOMPARE(toText(session.fields(1)), before);
+        QCOMPARE(session.sent(1), QByteArray());
+        QCOMPARE(session.sent(0), answer);
+    }
+
+    void advancesTheOthersTimeouts()
+    {
+        SessionFixture session(JobImagesOnly, 2);
+        session.setFields(somewhere({{"state", 11}}), 0);
+        session.setFields(
+            somewhere({{"state", 5}, {"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 3}}), 1);
+        for (int i = 0; i < 3; ++i)
+            session.reply("$DACK", 0);
+        QCOMPARE(session.sent(1), QByteArray());
+        session.reply("$DACK", 0);
+        QCOMPARE(session.sent(1), framed(kHeaderA));
+    }
+
+    void probesOnWhileTheOtherWrites()
+    {
+        SessionFixture session(JobUpdate, 2);
+        session.setFields(somewhere({{"state", 11}}), 0);
+        session.setFields(somewhere({{"state", 1}}), 1);
+        for (int i = 0; i < 12; ++i)
+            session.reply("$DACK", 0);
+        QCOMPARE(session.port(1).state, 3);
+        QCOMPARE(session.port(1).baudRate(), 921600);
+        QCOMPARE(session.port(0).baudRate(), 19200);
+        QByteArrayList expected(8, "$MVER");
+        expected += QByteArrayList(2, "$BOOTLOADM");
+        QCOMPARE(session.sent(1), framedAll(expected));
+        QCOMPARE(session.port(0).flashAddress, 0x1040 + 12 * 64);
+    }
+
+    void keepsTheSessionsApart()
+    {
+        SessionFixture session(JobImagesOnly, 2);
+        const SessionFields announced
+            = somewhere({{"state", 5}, {"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 3}});
+        session.setFields(announced, 0);
+        session.setFields(announced, 1);
+        session.reply("$IACK,1", 0);
+        QCOMPARE(session.port(0).imageIndex, 1);
+        QCOMPARE(session.port(1).imageIndex, 0);
+        QCOMPARE(session.port(1).imageWait, 2);
+        QCOMPARE(session.sent(0), framed(kHeaderB));
+        session.reply("$IACK,0", 1);
+        QCOMPARE(session.port(0).imageStep, 0);
+        QCOMPARE(session.port(0).imageWait, 2);
+        QCOMPARE(session.port(1).imageStep, 1);
+        QVERIFY(session.sent(1).startsWith("$F,00,"));
+        QCOMPARE(session.sent(0), QByteArray());
+
+        // Each reads the firmware for itself.
+        session.setFields({{"state", 0}}, 0);
+        session.setFields({{"state", 0}}, 1);
+        session.step();
+        QVERIFY(&session.port(0).file != &session.port(1).file);
+        QVERIFY(session.port(0).file.isOpen());
+        QVERIFY(session.port(1).file.isOpen());
+        session.receive("$MVE", 0);
+        session.receive("$MVERR,2\n", 1);
+        QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 2"));
+        session.receive("RR,1\n", 0);
+        QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 1"));
+    }
+
+    void finishesBothJobs()
+    {
+        SessionFixture session(JobImagesOnly, 2);
+        session.step(13);
+        session.reply("$Bootloader", 0);
+        session.reply("$Bootloader", 1);
+        session.step(2 + 8);
+        (void)session.sent(0);
+        (void)session.sent(1);
+        // Both headers are out; each board answers whatever it has been sent, the first one first.
+        QByteArrayList words[2] = {{"$I"}, {"$I"}};
+        QByteArray pending[2];
+        session.reply("$IACK,0", 0);
+        session.reply("$IACK,0", 1);
+        for (int turn = 0; turn < 40; ++turn) {
+            for (const int board : {0, 1}) {
+                pending[board] += session.sent(board);
+                const QByteArray line = takeLine(pending[board]);
+                words[board] += line.isEmpty() ? QByteArrayList() : QByteArrayList{line.left(2)};
+                if (!answerTo(line).isEmpty())
+                    session.reply(answerTo(line), board);
+            }
+        }
+        for (const int board : {0, 1}) {
+            QCOMPARE(words[board].join(' '), kJobWords.toByteArray());
+            QCOMPARE(session.port(board).state, 15);
+        }
+        session.step(4);
+        QVERIFY(!session.port(0).isOpen());
+        QVERIFY(!session.port(1).isOpen());
+        QCOMPARE(session.log(), QStringLiteral("Bootload Complete\nBootload Complete"));
+    }
+
+    void goesOnWhenTheOtherHasClosed()
+    {
+        SessionFixture session(JobUpdate, 2);
+        session.setFields(somewhere({{"state", 11}}), 0);
+        session.setFields(somewhere({{"state", 11}}), 1);
+        session.port(0).close();
+        session.reply("$DACK", 1);
+        QCOMPARE(session.port(1).flashAddress, 0x1080);
+        QVERIFY(session.sent(1).startsWith("$D,80,"));
+        session.step(40);
+        QVERIFY(session.port(1).isOpen());
+    }
+};
 
 static const RegisteredTest<TestTwoBoards> registered(__FILE__);
 #include "tst_twoboards.moc"

@@ -8,7 +8,7 @@
 #include <cstring>
 
 /// A `Port` (QSerialPort or a class of it) without a device: what arrives is put in by hand, what
-/// is written stays to be looked at. It opens unless told otherwise.
+/// is written stays to be looked at. It opens unless `present` is false.
 template <typename Port> class MemoryPort : public Port
 {
 public:
@@ -23,7 +23,7 @@ public:
             this->setOpenMode(openMode);
         return present;
     }
-    /// Open already when a run begins, whether the adapter is there or not.
+    /// Opens it even if `present` is false.
     void beOpen() { this->setOpenMode(QIODevice::ReadWrite); }
     void close() override { this->setOpenMode(QIODevice::NotOpen); }
 

@@ -88,7 +88,7 @@ void referenceDescriptor(const QString& descriptor, ImageFile& image)
     }
 }
 
-/// What stands between the first "{" of `text` and the next "}"; `text` is cut after it. Without a
+/// The text between the first "{" of `text` and the next "}"; `text` is cut after it. Without a
 /// "}" the last part, which nothing ends, is left out.
 QString takeBraces(QString& text)
 {
@@ -326,8 +326,8 @@ private slots:
         row("a second descriptor is not read", array + "d = {.header.w = 5};\n" + menuDescriptor(),
             "1234", 5, 0);
         row("no line end between", "{0x12}{.header.w=5,.header.h=6}", "12", 5, 6);
-        row("what stands between is passed over",
-            array + ".header.w = 9, 0x99,\n" + menuDescriptor(), "1234", 2, 1);
+        row("text between them is passed over", array + ".header.w = 9, 0x99,\n" + menuDescriptor(),
+            "1234", 2, 1);
         row("preprocessor lines and comments before the array",
             "/* a screen, 0x99, .header.w = 9 */\n#if defined(SIMPLE)\n#include "
             "\"lvgl.h\"\n#endif\n"

@@ -17,8 +17,7 @@ constexpr qint16 kLast = kLineCapacity - 1;
 constexpr char kGuardByte = '\x5A';
 constexpr char kStaleByte = 's';
 
-/// A line buffer between bytes that nobody may touch, as a buffer stands between the members of a
-/// port. Left over from earlier lines it is full of stale bytes.
+/// A line buffer full of stale bytes of earlier lines, between guard bytes.
 struct GuardedBuffer
 {
     GuardedBuffer()

@@ -48,8 +48,8 @@ bool isGuard(char c)
 
 Extracted getfield(const QByteArray& line, int index, int maxLength)
 {
-    // The bytes past `maxLength` and the NUL are nobody's: guarded here, and past them the
-    // sanitizer watches.
+    // Nothing may be written after `maxLength` bytes and the NUL: guard bytes show it, and after
+    // them the sanitizer.
     const auto allowed = static_cast<std::ptrdiff_t>(maxLength) + 1;
     std::vector<char> out(static_cast<std::size_t>(allowed) + 8, kGuardByte);
     Extracted result;
