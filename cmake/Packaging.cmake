@@ -121,9 +121,13 @@ install(FILES "${packaging}/icon/annealing-db-updater.svg"
     DESTINATION "${icons}/scalable/apps" COMPONENT program)
 # Not under the library folder of this computer's kind: udev looks in this one only.
 install(FILES "${packaging}/linux/60-annealing-db-updater.rules" DESTINATION lib/udev/rules.d COMPONENT program)
-install(PROGRAMS "${packaging}/linux/annealing-db-updater-doctor"
+install(PROGRAMS "${packaging}/linux/annealing-db-updater-doctor" "${packaging}/linux/annealing-db-updater-log"
     DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
 install_manual(program annealing-db-updater annealing-db-updater-doctor)
+# One page tells of both.
+set(log_page "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater-log.1.gz")
+file(CREATE_LINK annealing-db-updater.1.gz "${log_page}" SYMBOLIC)
+install(FILES "${log_page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
 install_papers(program ${program_package})
 
 set(CPACK_COMPONENTS_ALL program)
@@ -161,7 +165,7 @@ The package also sets the adapter up: who may open it, and that its answers
 are not kept back, which shortens an update from six minutes to 100 s.")
 # Platform plugins are loaded while the program runs, so they are not among its libraries.
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS qt6-qpa-plugins)
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "qt6-wayland, udev")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "libnotify-bin | x11-utils, qt6-wayland, udev")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA "${packaging}/debian/postinst;${packaging}/debian/postrm")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})

@@ -12,14 +12,14 @@ import unittest
 SOURCE, BUILD = map(pathlib.Path, (sys.argv.pop(1), sys.argv.pop(1)))
 VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
 PROGRAM_FILES = {
-    "usr/bin/annealing-db-updater", "usr/bin/annealing-db-updater-doctor",
+    "usr/bin/annealing-db-updater", "usr/bin/annealing-db-updater-doctor", "usr/bin/annealing-db-updater-log",
     "usr/lib/udev/rules.d/60-annealing-db-updater.rules",
     "usr/share/applications/annealing-db-updater.desktop",
     "usr/share/metainfo/annealing-db-updater.metainfo.xml",
     "usr/share/icons/hicolor/scalable/apps/annealing-db-updater.svg",
     *(f"usr/share/icons/hicolor/{size}x{size}/apps/annealing-db-updater.png"
       for size in (16, 22, 24, 32, 48, 64, 128, 256)),
-    "usr/share/man/man1/annealing-db-updater.1.gz", "usr/share/man/man1/annealing-db-updater-doctor.1.gz",
+    *(f"usr/share/man/man1/annealing-db-updater{name}.1.gz" for name in ("", "-doctor", "-log")),
     "usr/share/doc/annealing-db-updater/changelog.gz", "usr/share/doc/annealing-db-updater/copyright",
 }
 TOOL_FILES = {
@@ -61,7 +61,7 @@ class ThePackages(unittest.TestCase):
     @staticmethod
     def files(package):
         listed = [line.split(maxsplit=5) for line in output("dpkg-deb", "-c", package).splitlines()]
-        return {path.removeprefix("./") for mode, *_, path in listed if not mode.startswith("d")}
+        return {path.removeprefix("./").split(" -> ")[0] for mode, *_, path in listed if not mode.startswith("d")}
 
     def test_hold_what_belongs_to_them_and_nothing_else(self):
         self.assertEqual(PROGRAM_FILES, self.files(self.program))
@@ -104,6 +104,52 @@ class ThePackages(unittest.TestCase):
         for icon in (self.root / "usr/share/icons/hicolor").glob("*x*/apps/*.png"):
             width, height = icon.parts[-3].split("x")
             self.assertIn(f"{width} x {height}", output("file", icon))
+
+
+class TheLogCommand(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.home = pathlib.Path(folder.name)
+        self.program("echo \"$QT_FORCE_STDERR_LOGGING in $QT_MESSAGE_PATTERN\" >&2; exit 3")
+
+    def program(self, script, name="annealing-db-updater"):
+        path = self.home / "bin" / name
+        path.parent.mkdir(exist_ok=True)
+        path.write_text(f"#!/bin/sh\n{script}\n")
+        path.chmod(0o755)
+
+    def run_it(self, *words):
+        return subprocess.run([SOURCE / "packaging/linux/annealing-db-updater-log", *words], text=True, check=False,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              env={"HOME": str(self.home), "PATH": f"{self.home}/bin:/usr/bin:/bin"})
+
+    def test_writes_the_programs_log_to_a_file_named_by_day_and_time_and_says_where(self):
+        self.program('echo "$@" >"$HOME/shown"', "notify-send")
+        done = self.run_it()
+        log, = self.home.glob("*.log")
+        self.assertRegex(log.name, r"^annealing-db-updater-\d{4}-\d\d-\d\d-\d{6}\.log$")
+        self.assertIn("1 in %{time ", log.read_text())
+        self.assertEqual((3, f"The log is in {log}\n"), (done.returncode, done.stdout))
+        self.assertIn(str(log), (self.home / "shown").read_text())
+
+    def test_says_it_in_a_window_where_there_are_no_notifications(self):
+        self.program("exit 1", "notify-send")
+        self.program('echo "$@" >"$HOME/shown"', "xmessage")
+        self.run_it()
+        self.assertIn("The log is in ", (self.home / "shown").read_text())
+
+    def test_does_not_start_without_its_file(self):
+        self.program('touch "$HOME/started"')
+        self.program("exit 0", "notify-send")
+        self.program("echo no/such/folder/x", "date")
+        done = self.run_it()
+        self.assertEqual(1, done.returncode)
+        self.assertIn("The log cannot be written", done.stdout)
+        self.assertFalse((self.home / "started").exists())
+
+    def test_takes_no_words(self):
+        self.assertEqual(2, self.run_it("x").returncode)
 
 
 class TheLog(unittest.TestCase):
