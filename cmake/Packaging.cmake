@@ -18,6 +18,8 @@ if(NOT newest MATCHES "^## ([0-9.]+) - ([0-9]+-[0-9]+-[0-9]+)$" OR NOT CMAKE_MAT
 endif()
 set(UPDATER_RELEASE_DATE "${CMAKE_MATCH_2}")
 
+include(ReleaseName)
+
 # package_program(TARGET): the updater. Its name, version and icon go where each system looks for them.
 function(package_program TARGET)
     target_compile_definitions(${TARGET} PRIVATE "UPDATER_VERSION=\"${PROJECT_VERSION}\"")
@@ -92,7 +94,8 @@ function(install_papers COMPONENT PACKAGE)
         set(changelog "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}/changelog")
         file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}")
         execute_process(
-            COMMAND "${Python3_EXECUTABLE}" "${packaging}/debian/write-changelog" ${PACKAGE} "${CMAKE_SOURCE_DIR}/CHANGELOG.md"
+            COMMAND "${Python3_EXECUTABLE}" "${packaging}/debian/write-changelog"
+                ${PACKAGE} "${CMAKE_SOURCE_DIR}/CHANGELOG.md" "${UPDATER_FULL_VERSION}"
             OUTPUT_FILE "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
         execute_process(COMMAND gzip -9nkf "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
         list(APPEND papers "${changelog}.gz")
@@ -133,8 +136,13 @@ install_papers(program ${program_package})
 set(CPACK_COMPONENTS_ALL program)
 if(UPDATER_TOOLS)
     list(APPEND CPACK_COMPONENTS_ALL tools)
-    install(DIRECTORY "${RELEASE_SET}/" DESTINATION "${CMAKE_INSTALL_DATADIR}/${tools_package}/release-set"
-        COMPONENT tools)
+    # The set's files alone: its folder may hold more, which is nobody else's business.
+    release_set_files(names "${release_set}")
+    foreach(name IN LISTS names)
+        get_filename_component(folder "${name}" DIRECTORY)
+        install(FILES "${release_set}/${name}" COMPONENT tools
+            DESTINATION "${CMAKE_INSTALL_DATADIR}/${tools_package}/release-set/${folder}")
+    endforeach()
     install_manual(tools virtual-board release-set)
     install_papers(tools ${tools_package})
 endif()
@@ -149,6 +157,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 # Each package has a first line of its own.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_PACKAGE_VERSION "${UPDATER_FULL_VERSION}")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Annealing DB Updater maintainers <maintainers@example.org>")
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
@@ -156,13 +165,21 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME ${program_package})
+if(UPDATER_STAND_IN)
+    execute_process(
+        COMMAND dpkg --print-architecture OUTPUT_VARIABLE architecture OUTPUT_STRIP_TRAILING_WHITESPACE)
+    set(CPACK_DEBIAN_PROGRAM_FILE_NAME
+        "${program_package}_${UPDATER_FULL_VERSION}_${architecture}_not-for-a-machine.deb")
+endif()
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
-"updater for the display board of an annealing machine
+"updater for an annealing machine's display board${UPDATER_STAND_IN_NOTE}
 Finds the machine at its FTDI USB serial adapter, writes the firmware and the
 display images that are built into the program, and shows how far it is.
 
 The package also sets the adapter up: who may open it, and that its answers
-are not kept back, which shortens an update from six minutes to 100 s.")
+are not kept back, which shortens an update from six minutes to 100 s.
+
+${UPDATER_SET_TOLD}")
 # Platform plugins are loaded while the program runs, so they are not among its libraries.
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS qt6-qpa-plugins)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "libnotify-bin | x11-utils, qt6-wayland, udev")
@@ -173,7 +190,9 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION
 "display board in software, and the tool for release sets
 virtual-board plays the display board of an annealing machine on a mocked USB
 bus or on a real serial port, with line timing and faults. release-set checks,
-converts, draws and compares what the updater sends.")
+converts, draws and compares what the updater sends.
+
+${UPDATER_SET_TOLD}")
 # The mocked bus is preloaded into the program that is started on it.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "umockdev, qt6-qpa-plugins")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS ${program_package})

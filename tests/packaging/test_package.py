@@ -1,6 +1,9 @@
 #!/usr/bin/env python3
-"""test_package.py SOURCE_DIR BUILD_DIR: the Debian packages, made from what is built in BUILD_DIR."""
+"""test_package.py SOURCE_DIR BUILD_DIR: the Debian packages, made from what is built in BUILD_DIR, and how
+releases are named."""
 
+import json
+import os
 import pathlib
 import re
 import shutil
@@ -11,6 +14,9 @@ import unittest
 
 SOURCE, BUILD = map(pathlib.Path, (sys.argv.pop(1), sys.argv.pop(1)))
 VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+# What BUILD_DIR holds is the stand-in.
+FULL_VERSION = f"{VERSION}~standin+d.02n"
+SET_VERSION = "D.02n"
 PROGRAM_FILES = {
     "usr/bin/annealing-db-updater", "usr/bin/annealing-db-updater-doctor", "usr/bin/annealing-db-updater-log",
     "usr/lib/udev/rules.d/60-annealing-db-updater.rules",
@@ -31,19 +37,25 @@ TOOL_FILES = {
 RELEASE_SET = "usr/share/annealing-db-updater-dev-tools/release-set/"
 
 
-def output(*command):
+def output(*command, **options):
     done = subprocess.run([str(word) for word in command], text=True, check=False,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
     if done.returncode:
         raise AssertionError(f"{command[0]} ended with {done.returncode}:\n{done.stdout}")
     return done.stdout
+
+
+def packed(folder, **environment):
+    """The Debian packages, in `folder`."""
+    output("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", folder,
+           env={**os.environ, "SOURCE_DATE_EPOCH": "1700000000", **environment})
 
 
 class ThePackages(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.folder = pathlib.Path(tempfile.mkdtemp())
-        output("cpack", "--config", BUILD / "CPackConfig.cmake", "-B", cls.folder)
+        packed(cls.folder)
         cls.program, = cls.folder.glob("annealing-db-updater_*.deb")
         cls.tools, = cls.folder.glob("annealing-db-updater-dev-tools_*.deb")
         cls.root = cls.folder / "root"
@@ -77,13 +89,40 @@ class ThePackages(unittest.TestCase):
         self.assertIn("umockdev,", self.field(self.tools, "Depends"))
         self.assertNotIn("umockdev", self.field(self.program, "Depends"))
 
-    def test_carry_the_version_everywhere(self):
-        self.assertEqual(VERSION, self.field(self.program, "Version"))
-        self.assertEqual(VERSION, self.field(self.tools, "Version"))
+    def test_carry_both_versions_everywhere(self):
+        self.assertEqual(FULL_VERSION, self.field(self.program, "Version"))
+        self.assertEqual(FULL_VERSION, self.field(self.tools, "Version"))
+        share = self.root / "usr/share"
+        self.assertIn(f"X-AppVersion={FULL_VERSION}\n", (share / "applications/annealing-db-updater.desktop").read_text())
+        self.assertIn(f'<release version="{FULL_VERSION}"',
+                      (share / "metainfo/annealing-db-updater.metainfo.xml").read_text())
+        for changelog in share.glob("doc/*/changelog.gz"):
+            self.assertIn(f" ({FULL_VERSION}) ", output("zcat", changelog).splitlines()[0])
+
+    def test_say_of_the_stand_in_that_it_is_not_for_a_machine(self):
+        self.assertTrue(self.program.name.endswith("_not-for-a-machine.deb"), self.program.name)
+        for package in (self.program, self.tools):
+            self.assertIn("~standin+", package.name)
+            self.assertIn("NOT FOR A MACHINE", self.field(package, "Description"))
+        self.assertIn("(stand-in, not for a machine)", self.field(self.program, "Description").splitlines()[0])
         desktop = (self.root / "usr/share/applications/annealing-db-updater.desktop").read_text()
-        self.assertIn(f"X-AppVersion={VERSION}\n", desktop)
-        metainfo = (self.root / "usr/share/metainfo/annealing-db-updater.metainfo.xml").read_text()
-        self.assertIn(f'<release version="{VERSION}"', metainfo)
+        self.assertIn("Name=Annealing DB Updater (stand-in, not for a machine)\n", desktop)
+
+    def test_say_so_while_they_are_installed(self):
+        output("dpkg-deb", "-e", self.program, self.folder / "control")
+        answers = self.folder / "dpkg-query"
+        for version, told in ((FULL_VERSION, True), (f"{VERSION}+d.02n", False)):
+            answers.write_text(f"#!/bin/sh\necho '{version}'\n")
+            answers.chmod(0o755)
+            said = output(self.folder / "control/postinst", "configure",
+                          env={**os.environ, "PATH": f"{self.folder}:{os.environ['PATH']}"})
+            self.assertEqual(told, "NOT FOR A MACHINE" in said, version)
+
+    def test_are_the_same_twice(self):
+        again = self.folder / "again"
+        packed(again, TZ="Pacific/Auckland", LC_ALL="C")
+        for package in (self.program, self.tools):
+            self.assertEqual(package.read_bytes(), (again / package.name).read_bytes(), package.name)
 
     def test_please_lintian(self):
         self.assertEqual("", output("lintian", "--allow-root", "--fail-on", "error,warning",
@@ -104,6 +143,49 @@ class ThePackages(unittest.TestCase):
         for icon in (self.root / "usr/share/icons/hicolor").glob("*x*/apps/*.png"):
             width, height = icon.parts[-3].split("x")
             self.assertIn(f"{width} x {height}", output("file", icon))
+
+
+def release_of(version, stand_in=False):
+    """What ./package knows of a release set."""
+    with tempfile.TemporaryDirectory() as folder:
+        release_set = pathlib.Path(folder) / "set"
+        release_set.mkdir()
+        (release_set / "settings.json").write_text(json.dumps({"Images": [], "Version": version}))
+        firmware = b"\0" * 100 + b"something else\n"
+        (release_set / "fw1.bin").write_bytes((SOURCE / "res/fw1.bin").read_bytes() if stand_in else firmware)
+        output("cmake", f"-DPROJECT_VERSION={VERSION}", f"-DRELEASE_SET={release_set}",
+               "-P", SOURCE / "cmake/ReleaseName.cmake", cwd=folder)
+        lines = (pathlib.Path(folder) / "packaging/release.txt").read_text().splitlines()
+    return dict(line.split(" ", 1) for line in lines)
+
+
+class TheRelease(unittest.TestCase):
+    def test_is_named_by_both_versions(self):
+        self.assertEqual({"program": VERSION, "set": "D.02n", "version": f"{VERSION}+d.02n", "stand-in": "no"},
+                         release_of("D.02n"))
+
+    def test_knows_the_stand_in_by_its_firmware_wherever_it_lies(self):
+        release = release_of("E.01+a", stand_in=True)
+        self.assertEqual((f"{VERSION}~standin+e.01+a", "yes"), (release["version"], release["stand-in"]))
+
+    def test_has_no_name_for_a_version_that_cannot_be_part_of_one(self):
+        for version in ("D 02", "D.02-1", "D.02~n", "D/02", "../x", "D_02", ".02", "Dü"):
+            release = release_of(version)
+            self.assertEqual(("", version), (release["version"], release["set"]))
+
+    def test_upgrades_from_stand_in_to_real_set_to_newer_set_to_newer_program(self):
+        versions = [FULL_VERSION, f"{VERSION}+d.02n", f"{VERSION}+d.02o", f"{VERSION}+d.03a", f"{VERSION}1~standin+d.02n"]
+        for older, newer in zip(versions, versions[1:]):
+            output("dpkg", "--compare-versions", older, "lt", newer)
+
+
+class AWrongCall(unittest.TestCase):
+    def test_gets_one_line_and_exit_code_2(self):
+        for words in (["linux"], ["--release-set"], ["--release-set", "/nowhere"], ["--previous", str(SOURCE / "run")],
+                      ["windows", "all"], ["--checks"], ["all", "--release-set", "res", "more"]):
+            done = subprocess.run([SOURCE / "package", *words], text=True, capture_output=True, check=False)
+            self.assertEqual((2, ""), (done.returncode, done.stdout), words)
+            self.assertRegex(done.stderr, r"\A\./package: .* \(see \./package --help\)\n\Z")
 
 
 class TheLogCommand(unittest.TestCase):

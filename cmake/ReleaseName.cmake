@@ -1,0 +1,35 @@
+# How what is handed out is named: by the program's version and the release set's, in a form that Debian
+# orders. The stand-in (its firmware says what it is) comes before the set of the same version, and that
+# before the next one. A set's version that does not fit gets no name, as two sets could end up as one.
+#
+# Takes PROJECT_VERSION and RELEASE_SET, sets what follows, and writes it down for ./package.
+
+set(UPDATER_SET_VERSION "")
+set(UPDATER_FULL_VERSION "")
+set(UPDATER_STAND_IN no)
+set(UPDATER_STAND_IN_NOTE "")
+set(UPDATER_SET_TOLD "")
+
+get_filename_component(release_set "${RELEASE_SET}" ABSOLUTE BASE_DIR "${CMAKE_SOURCE_DIR}")
+if(EXISTS "${release_set}/settings.json" AND EXISTS "${release_set}/fw1.bin")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+        "${release_set}/settings.json" "${release_set}/fw1.bin")
+    file(READ "${release_set}/settings.json" manifest)
+    string(JSON UPDATER_SET_VERSION ERROR_VARIABLE unreadable GET "${manifest}" Version)
+    set(UPDATER_SET_TOLD "It holds the release set ${UPDATER_SET_VERSION}.")
+    set(mark "")
+    file(STRINGS "${release_set}/fw1.bin" text REGEX "STAND-IN FIRMWARE. NOT FOR A MACHINE.")
+    if(text)
+        set(UPDATER_STAND_IN yes)
+        set(UPDATER_STAND_IN_NOTE " (stand-in, not for a machine)")
+        set(UPDATER_SET_TOLD "It holds the stand-in ${UPDATER_SET_VERSION}, which was made for trying the updater:
+it is NOT FOR A MACHINE.")
+        set(mark "~standin")
+    endif()
+    if(UPDATER_SET_VERSION MATCHES "^[A-Za-z0-9][A-Za-z0-9.+]*$")
+        string(TOLOWER "${PROJECT_VERSION}${mark}+${UPDATER_SET_VERSION}" UPDATER_FULL_VERSION)
+    endif()
+endif()
+
+file(WRITE "${CMAKE_BINARY_DIR}/packaging/release.txt"
+    "program ${PROJECT_VERSION}\nset ${UPDATER_SET_VERSION}\nversion ${UPDATER_FULL_VERSION}\nstand-in ${UPDATER_STAND_IN}\n")
