@@ -4,8 +4,6 @@
 include(GNUInstallDirs)
 
 set(packaging "${CMAKE_SOURCE_DIR}/packaging")
-set(RELEASE_SET_VERSION "" CACHE STRING "The release set's version, for the properties of the program for Windows")
-set(UPDATER_NOTE "" CACHE STRING "What a person must know of this build, for the same place")
 set(VIRTUALBOARD_RELEASE_SET "${RELEASE_SET}" CACHE PATH
     "Folder that the virtual board takes the expected release set from when it is told none")
 

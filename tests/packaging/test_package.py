@@ -247,7 +247,7 @@ class TheWindowsResource(unittest.TestCase):
     def test_holds_version_and_icon(self):
         template = (SOURCE / "packaging/windows/annealing-db-updater.rc.in").read_text()
         major, minor, patch = VERSION.split(".")
-        values = {"PROJECT_SOURCE_DIR": str(SOURCE.resolve()), "PROJECT_VERSION": VERSION, "PROJECT_DESCRIPTION": "x",
+        values = {"UPDATER_SET_VERSION": SET_VERSION, "UPDATER_NOTE": "", "PROJECT_SOURCE_DIR": str(SOURCE.resolve()), "PROJECT_VERSION": VERSION, "PROJECT_DESCRIPTION": "x",
                   "PROJECT_VERSION_MAJOR": major, "PROJECT_VERSION_MINOR": minor, "PROJECT_VERSION_PATCH": patch}
         with tempfile.TemporaryDirectory() as folder:
             # The header of the system's own kit is not here; its few names are.
@@ -258,7 +258,7 @@ class TheWindowsResource(unittest.TestCase):
             output("x86_64-w64-mingw32-windres", "--preprocessor=gcc", "--preprocessor-arg=-E",
                    "--preprocessor-arg=-xc", "-I", folder, "-O", "res", source, f"{folder}/program.res")
             data = (pathlib.Path(folder) / "program.res").read_bytes()
-        self.assertIn(VERSION.encode("utf-16-le"), data)
+        self.assertIn(f"{VERSION}, release set {SET_VERSION}".encode("utf-16-le"), data)
         self.assertGreater(len(data), (SOURCE / "packaging/icon/annealing-db-updater.ico").stat().st_size)
 
 
