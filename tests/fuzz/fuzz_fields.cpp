@@ -78,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int index = input.below(kMostFields);
     const int maxLength = input.byte();
     const QByteArrayView rest = input.rest();
-    // A copy of its own that ends with its NUL: a byte read behind it is seen.
+    // A copy of its own that ends with its NUL: a byte read after it is seen.
     std::vector<char> line(rest.begin(), rest.end());
     line.push_back('\0');
     const std::string text(line.data());

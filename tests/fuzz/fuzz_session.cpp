@@ -161,10 +161,10 @@ void Dialog::expectSound(const MemoryPort<PortTest>& port) const
 }
 
 /// A dialog for each job, with images and without.
-class Bench
+class Dialogs
 {
 public:
-    Bench()
+    Dialogs()
     {
         ReleaseSetFiles files = smallReleaseSet();
         {
@@ -201,9 +201,9 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     startApplication();
-    static auto* const bench = new Bench; // lives until the process ends
+    static auto* const dialogs = new Dialogs; // lives until the process ends
     Input input(data, size);
-    Dialog& dialog = bench->dialog(input.below(bench->size()));
+    Dialog& dialog = dialogs->dialog(input.below(dialogs->size()));
     dialog.prepare(input);
     const QByteArrayView stream = input.rest();
     const auto* start = stream.begin();

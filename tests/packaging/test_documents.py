@@ -12,7 +12,7 @@ LINK = re.compile(r"!?\[[^\]]*\]\(([^)\s]+)\)")
 CODE = re.compile(r"`([^`\n]+)`")
 FENCE = re.compile(r"^```.*?^```$", re.MULTILINE | re.DOTALL)
 # A word in code is a path of the tree when it looks like one and begins like one: with the name of
-# something at the root, or behind "./".
+# something at the root, or after "./".
 PATH = re.compile(r"(?:\./)?[\w.*{},+-]+(?:/[\w.*{},+-]+)*/?")
 
 
