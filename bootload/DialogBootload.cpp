@@ -149,7 +149,8 @@ int DialogBootload::CurrentPosition(int address)
 void DialogBootload::Timeout()
 {
     StepAllPorts();
-    PaintActivity(true);
+    for (QLabel* label : {ui->labelTX, ui->labelRX})
+        label->setUpdatesEnabled(true);
 }
 
 void DialogBootload::StepAllPorts()

@@ -108,8 +108,7 @@ private:
     // Framing (Framing.cpp)
     void Send(PortTest* port, protocol::Line line);
     void Write(PortTest* port, QByteArrayView bytes);
-    void ShowActivity(QLabel* label, const QString& text);
-    void PaintActivity(bool paint);
+    void ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text);
 
     QTimer timer;
     Ui_DialogBootload* ui;
@@ -127,8 +126,9 @@ private:
     /// Set once the ports are gone while the list still holds their addresses.
     bool portsFreed = false;
 
-    /// When the activity indicators were painted last.
-    QElapsedTimer activityPainted;
+    /// When each activity indicator was painted last.
+    QElapsedTimer txPainted;
+    QElapsedTimer rxPainted;
 
     std::unique_ptr<Host> host;
     UpdateJob job;

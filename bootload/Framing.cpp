@@ -31,7 +31,7 @@ void DialogBootload::AddCRC_nSend(PortTest* port, char* line)
         return;
     Write(port, protocol::textOf(buffer));
     txSpin = txSpin <= 2 ? txSpin + 1 : 0;
-    ShowActivity(ui->labelTX, QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
+    ShowActivity(ui->labelTX, txPainted, QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
 }
 
 void DialogBootload::AddCRC_nSend(PortTest* port, QString line)
@@ -86,22 +86,15 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
                                          << QString::fromUtf8(bytes.trimmed());
 }
 
-void DialogBootload::ShowActivity(QLabel* label, const QString& text)
+void DialogBootload::ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text)
 {
     // The text is always the newest; it is painted at most once in an interval, by this line, a
     // later one or the next tick.
-    const bool paint
-        = !activityPainted.isValid() || activityPainted.hasExpired(kActivityInterval.count());
-    PaintActivity(paint);
+    const bool paint = !painted.isValid() || painted.hasExpired(kActivityInterval.count());
+    label->setUpdatesEnabled(paint);
     label->setText(text);
     if (paint)
-        activityPainted.start();
-}
-
-void DialogBootload::PaintActivity(bool paint)
-{
-    ui->labelTX->setUpdatesEnabled(paint);
-    ui->labelRX->setUpdatesEnabled(paint);
+        painted.start();
 }
 
 void DialogBootload::readyRead()
@@ -121,6 +114,6 @@ void DialogBootload::readyRead()
         const QLatin1Char activity(spinChars[txSpin]);
         GotMessage(port, QString::fromUtf8(received.text()));
         received.restart();
-        ShowActivity(ui->labelRX, QStringLiteral("RX: ") + activity);
+        ShowActivity(ui->labelRX, rxPainted, QStringLiteral("RX: ") + activity);
     }
 }

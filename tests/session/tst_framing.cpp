@@ -281,6 +281,19 @@ private slots:
         QCOMPARE(session.labelText("labelRX"), QStringLiteral("RX: |"));
     }
 
+    void paintsBothIndicatorsOfALineThatIsAnsweredAtOnce()
+    {
+        SessionFixture session;
+        session.dialog().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&session.dialog()));
+        QCoreApplication::processEvents();
+        const PaintCounter sent(session.label("labelTX"));
+        const PaintCounter received(session.label("labelRX"));
+        session.receive("$MVERR,1\n");
+        QTRY_VERIFY(sent.count() > 0);
+        QTRY_VERIFY(received.count() > 0);
+    }
+
     void paintsTheIndicatorsOnceInAnInterval()
     {
         constexpr int kLines = 200;
