@@ -254,8 +254,8 @@ private slots:
 
     void closesAnUnpluggedPortAtTheFirstError()
     {
-        BusFixture session;
         int errors = 0;
+        BusFixture session;
         connect(&session.port(), &QSerialPort::errorOccurred, this,
             [&errors](QSerialPort::SerialPortError error) {
                 errors += error != QSerialPort::NoError ? 1 : 0;
@@ -327,10 +327,10 @@ private slots:
 
     void sendsBeforeItKnowsOfTheUnplugging()
     {
+        int errors = 0;
         BusFixture session(JobUpdate, 2);
         session.step(2);
         (void)session.sent(1);
-        int errors = 0;
         connect(&session.port(0), &QSerialPort::errorOccurred, this, [&errors] { ++errors; });
         session.adapter(0).unplug();
         QVERIFY(session.port(0).isOpen());
