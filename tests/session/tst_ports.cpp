@@ -410,13 +410,15 @@ private slots:
 
     void everyLineReachesABoardThatReadsLate()
     {
-        constexpr int kLines = 100;
         BusFixture session;
-        for (int i = 0; i < kLines; ++i)
+        qsizetype sent = 0;
+        // How much the line holds differs from time to time.
+        for (int waiting = 0; waiting < 10; ++sent) {
             session.dialog().AddCRC_nSend(&session.port(), QLatin1Char('$') + QString(200, u'y'));
-        QVERIFY(session.port().bytesToWrite() > 0);
+            waiting += session.port().bytesToWrite() > 0 ? 1 : 0;
+        }
         qsizetype lines = 0;
-        QTRY_COMPARE((lines += takeUnread(session.adapter().masterFd()).count('*')), kLines);
+        QTRY_COMPARE((lines += takeUnread(session.adapter().masterFd()).count('*')), sent);
     }
 };
 
