@@ -1,6 +1,5 @@
 #include "releaseset/ReleaseSet.h"
 
-#include "bootload/CompiledSet.h"
 #include "releaseset/ImageCheck.h"
 #include "releaseset/ManifestCheck.h"
 
@@ -44,7 +43,7 @@ void checkFirmware(const QByteArray& firmware, Findings& findings)
                 .arg(hex(protocol::kFirmwareLast)));
     }
     const QByteArray first = firmware.first(protocol::kFirmwareStart);
-    if (first.count('\0') != first.size() && first.count('\xFF') != first.size()) {
+    if (first.count('\0') != first.size() && first.count(kErasedByte) != first.size()) {
         findings.error(place,
             QStringLiteral(
                 "the first page is not empty, but it belongs to the bootloader and is not "

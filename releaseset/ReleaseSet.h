@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bootload/CompiledSet.h"
 #include "bootload/ImageFile.h"
 #include "releaseset/Findings.h"
 
@@ -26,7 +27,7 @@ struct ReleaseSet
     /// firmware has none.
     [[nodiscard]] QByteArray flash(qsizetype address, qsizetype count) const
     {
-        return firmware.mid(address, count).leftJustified(count, '\xFF');
+        return firmware.mid(address, count).leftJustified(count, kErasedByte);
     }
 };
 

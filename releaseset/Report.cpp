@@ -39,7 +39,7 @@ PageCounts countPages(const QByteArray& firmware)
         const QByteArray page = firmware.mid(at, protocol::kPageSize);
         ++counts.pages;
         counts.allZero += page.count('\0') == page.size() ? 1 : 0;
-        counts.allErased += page.count('\xFF') == page.size() ? 1 : 0;
+        counts.allErased += page.count(kErasedByte) == page.size() ? 1 : 0;
     }
     return counts;
 }
