@@ -94,7 +94,9 @@ class Benchmark:
         """What the job took: its seconds, those in which its lines went, and the own shares in microseconds."""
         phases = json.loads((self.work / "report.json").read_text())["boards"][0]["phaseSeconds"]
         shares = [line.split() for line in (self.work / program).read_text().splitlines()]
-        return {"seconds": phases["finished"] - phases["first line"] + TICKS_TO_FIRST_LINE * TICK,
+        # A peer ends with its last line, and can be gone before the board has heard it.
+        finished = phases.get("finished", phases["images end"])
+        return {"seconds": finished - phases["first line"] + TICKS_TO_FIRST_LINE * TICK,
                 "lineSeconds": phases["firmware ends"] - phases["firmware begins"]
                 + phases["images end"] - phases["images begin"],
                 "shares": [int(nanoseconds) / 1e3 for word, nanoseconds in shares if word in ANSWERED]}
