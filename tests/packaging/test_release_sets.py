@@ -51,8 +51,12 @@ class ReleaseSets(unittest.TestCase):
         self.manifest(Version="D 02")
         self.stops("--release-set", self.set, line="the set's version 'D 02' cannot be part of a file's name")
 
-    def test_stop_it_when_another_one_had_the_same_version(self):
-        self.stops("--release-set", self.set, "--previous", TREE / "res", line="both are version 'D.02n'")
+    def test_stop_it_when_they_are_no_upgrade(self):
+        for version in ("D.02n", "D.02N", "D.02a", "B.11"):
+            with self.subTest(version):
+                self.manifest(Version=version)
+                self.stops("--release-set", self.set, "--previous", TREE / "res",
+                           line=f"is version '{version}', {TREE}/res was 'D.02n': no upgrade")
 
     def test_become_files_of_their_version_with_notes_and_sums(self):
         self.manifest(Version="D.03a")
