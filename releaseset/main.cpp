@@ -142,7 +142,8 @@ QString faultOf(const QCommandLineParser& call, const Subcommand& command)
     const QStringList operands = call.positionalArguments();
     if (operands.size() != command.operands.count(u' ') + 1)
         return QStringLiteral("%1 takes %2").arg(command.name, command.operands);
-    for (const QString& folder : operands.first(command.folders)) {
+    const QStringList folders = operands.first(command.folders);
+    for (const QString& folder : folders) {
         if (!QFileInfo(folder).isDir())
             return QStringLiteral("\"%1\" is not a folder").arg(folder);
     }
