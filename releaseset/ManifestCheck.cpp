@@ -76,7 +76,8 @@ private:
 
     void checkKeys(const QJsonObject& object, const QString& prefix, const QStringList& known)
     {
-        for (const QString& key : object.keys()) {
+        const QStringList keys = object.keys();
+        for (const QString& key : keys) {
             if (!known.contains(key)) {
                 error(prefix + key,
                     QStringLiteral("unknown key; remove it or write one of %1")

@@ -135,7 +135,7 @@ void Dialog::expectSound()
     constexpr qsizetype kLongestParagraph = 80;
     const qsizetype most = 2 * (m_events + 1) * kLongestParagraph;
     expect(m_log->document()->characterCount() <= most, "the log grows with what happens only");
-    for (const QProgressBar* const bar : m_bars) {
+    for (const QProgressBar* const bar : std::as_const(m_bars)) {
         // Without images there is nothing to show progress of: Qt takes any value then.
         const bool within = bar->value() >= bar->minimum() && bar->value() <= bar->maximum();
         expect(within || bar->maximum() == 0, "progress");
