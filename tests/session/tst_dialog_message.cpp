@@ -139,7 +139,8 @@ private slots:
         QFETCH(QStringList, shown);
         const DialogMessage dialog(lines, nullptr);
         QCOMPARE(labelTexts(dialog), shown);
-        for (const QLabel* label : dialog.findChildren<QLabel*>())
+        const QList<QLabel*> labels = dialog.findChildren<QLabel*>();
+        for (const QLabel* const label : labels)
             QCOMPARE(label->textFormat(), Qt::PlainText);
     }
 

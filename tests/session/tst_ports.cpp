@@ -112,8 +112,8 @@ private slots:
         const DebugLog log;
         BusFixture session(
             JobUpdate, {adapterBy(QStringLiteral("FTDI"), QStringLiteral("Looked at"), 0)});
-        const QStringList course = log.all().filter(
-            QRegularExpression(QStringLiteral("Looked at|settings.json|file  ")));
+        static const QRegularExpression kFound(QStringLiteral("Looked at|settings.json|file  "));
+        const QStringList course = log.all().filter(kFound);
         QCOMPARE(course.size(), 5);
         QVERIFY2(course.first().contains(QStringLiteral("Looked at")), qPrintable(course.first()));
     }

@@ -10,7 +10,8 @@ ReleaseSetFiles standInFiles()
 {
     const QDir folder(QStringLiteral(STAND_IN_SET));
     ReleaseSetFiles files;
-    for (const QString& name : folder.entryList(QDir::Files)) {
+    const QStringList names = folder.entryList(QDir::Files);
+    for (const QString& name : names) {
         QFile file(folder.filePath(name));
         if (!file.open(QIODevice::ReadOnly))
             qFatal("the stand-in release set cannot be read");

@@ -7,6 +7,7 @@
 #include <QTemporaryFile>
 
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -61,7 +62,7 @@ QByteArray referenceBytes(const QString& array)
     QStringList tokens = array.split(QLatin1Char(','));
     tokens.replaceInStrings(kPassedOver, QString());
     QByteArray bytes;
-    for (const QString& token : qAsConst(tokens)) {
+    for (const QString& token : std::as_const(tokens)) {
         if (token.startsWith(QLatin1String("0x")))
             bytes.append(referenceByte(token.toLatin1()));
     }
