@@ -150,7 +150,7 @@ void DialogBootload::Timeout()
 {
     StepAllPorts();
     for (QLabel* label : {ui->labelTX, ui->labelRX})
-        label->setUpdatesEnabled(true);
+        label->update();
 }
 
 void DialogBootload::StepAllPorts()

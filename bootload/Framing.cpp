@@ -88,11 +88,13 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
 
 void DialogBootload::ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text)
 {
-    // The text is always the newest; it is painted at most once in an interval, by this line, a
-    // later one or the next tick.
+    // The text is always the newest. Asking for it to be painted is what costs: at most once in an
+    // interval, by this line, a later one or the next tick. The attribute holds for the new text
+    // alone; a label without updates would be left out when its window is painted.
     const bool paint = !painted.isValid() || painted.hasExpired(kActivityInterval.count());
-    label->setUpdatesEnabled(paint);
+    label->setAttribute(Qt::WA_UpdatesDisabled, !paint);
     label->setText(text);
+    label->setAttribute(Qt::WA_UpdatesDisabled, false);
     if (paint)
         painted.start();
 }

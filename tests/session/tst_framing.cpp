@@ -313,6 +313,18 @@ private slots:
         QVERIFY2(paints.count() <= intervals + 2, qPrintable(QString::number(paints.count())));
     }
 
+    void paintsTheIndicatorsWheneverTheirWindowIsPainted()
+    {
+        SessionFixture session;
+        session.dialog().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&session.dialog()));
+        session.dialog().AddCRC_nSend(&session.port(), QStringLiteral("$V"));
+        session.dialog().AddCRC_nSend(&session.port(), QStringLiteral("$V"));
+        const PaintCounter paints(session.label("labelTX"));
+        session.dialog().repaint();
+        QVERIFY(paints.count() > 0);
+    }
+
     void paintsTheNewestIndicatorAtTheNextTick()
     {
         SessionFixture session;
