@@ -4,6 +4,7 @@
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -86,11 +87,11 @@ class WrongCalls(unittest.TestCase):
         self.refused("unknown word '--fast'", "build-installer", *whole, "--fast")
         self.refused("--out needs a value", "build-installer", "--out")
         self.refused("is no version", "build-installer", *but("--program-version", "1.0"))
-        self.refused("cannot be part of a file's name", "build-installer", *but("--set-version", "D/02n"))
         self.refused("there is no folder", "build-installer", *but("--release-set", "/nowhere"))
         self.refused("unknown word", "build-qt", "--fast")
         self.refused("needs a path", "build-qt", "--sources")
         self.refused("three or four words", "fetch-source", "qt6-base")
+        self.refused("there is no /nowhere", "fetch-source", "qt6-base", "6.4.2-2", "/tmp", "/nowhere")
         self.refused("four or five words", "pack", "tree")
 
     def test_help_is_a_screenful(self):
@@ -112,10 +113,15 @@ class QtForWindows(InAFolder):
         self.assertEqual(self.folder / "annealing-db-updater", folder.parent)
 
     def test_is_another_with_other_options(self):
-        script = (SCRIPTS / "build-qt").read_text(encoding="utf-8")
-        other = self.write("build-qt", script.replace("textodfwriter", ""))
-        other.chmod(0o755)
-        self.assertNotEqual(self.folder_of(SCRIPTS / "build-qt", self.folder), self.folder_of(other, self.folder))
+        script, toolchain = "packaging/windows/build-qt", "cmake/mingw-w64.cmake"
+        folders = {self.folder_of(ROOT / script, self.folder)}
+        for path, old, new in ((script, "textodfwriter", ""), (script, "QT_BUILD_TESTS=OFF", "QT_BUILD_TESTS=ON"),
+                               (toolchain, "-Wl,--no-insert-timestamp", "")):
+            for name in (script, toolchain):
+                text = (ROOT / name).read_text(encoding="utf-8")
+                self.write(name, text.replace(old, new) if name == path else text).chmod(0o755)
+            folders.add(self.folder_of(self.folder / script, self.folder))
+        self.assertEqual(4, len(folders))
 
     def test_is_built_only_once(self):
         folder = self.folder_of(SCRIPTS / "build-qt", self.folder)
@@ -128,7 +134,10 @@ class QtForWindows(InAFolder):
         self.write("qtserialport-6.4.2/CMakeLists.txt", "a source")
         tarball = self.folder / "qtserialport-6.4.2.tar.xz"
         subprocess.run(["tar", "-C", self.folder, "-cJf", tarball, "qtserialport-6.4.2"], check=True)
-        for sources in (self.folder, tarball):
+        other = self.folder / "named otherwise/qtserialport-everywhere-src-6.4.2.tar.xz"
+        other.parent.mkdir()
+        shutil.copy(tarball, other)
+        for sources in (self.folder, tarball, other):
             unpacked = self.folder / f"unpacked-{sources.name}"
             done = run("fetch-source", "qt6-serialport", "6.4.2-2", unpacked, sources)
             self.assertEqual(0, done.returncode, done.stderr)
