@@ -161,17 +161,20 @@ def release_of(version, stand_in=False):
 
 class TheRelease(unittest.TestCase):
     def test_is_named_by_both_versions(self):
-        self.assertEqual({"program": VERSION, "set": "D.02n", "version": f"{VERSION}+d.02n", "stand-in": "no"},
-                         release_of("D.02n"))
+        self.assertEqual({"program": VERSION, "set": "D.02n", "version": f"{VERSION}+d.02n", "note": "",
+                          "installer": f"annealing-db-updater_{VERSION}_D.02n_windows-x64.exe"}, release_of("D.02n"))
 
     def test_knows_the_stand_in_by_its_firmware_wherever_it_lies(self):
         release = release_of("E.01+a", stand_in=True)
-        self.assertEqual((f"{VERSION}~standin+e.01+a", "yes"), (release["version"], release["stand-in"]))
+        self.assertEqual(f"{VERSION}~standin+e.01+a", release["version"])
+        self.assertEqual("Built from the stand-in release set: not for a machine", release["note"])
+        self.assertEqual(f"annealing-db-updater_{VERSION}_E.01+a_stand-in-not-for-a-machine_windows-x64.exe",
+                         release["installer"])
 
     def test_has_no_name_for_a_version_that_cannot_be_part_of_one(self):
         for version in ("D 02", "D.02-1", "D.02~n", "D/02", "../x", "D_02", ".02", "Dü"):
             release = release_of(version)
-            self.assertEqual(("", version), (release["version"], release["set"]))
+            self.assertEqual(("", "", version), (release["version"], release["installer"], release["set"]))
 
     def test_upgrades_from_stand_in_to_real_set_to_newer_set_to_newer_program(self):
         versions = [FULL_VERSION, f"{VERSION}+d.02n", f"{VERSION}+d.02o", f"{VERSION}+d.03a", f"{VERSION}1~standin+d.02n"]
@@ -182,8 +185,11 @@ class TheRelease(unittest.TestCase):
 class AWrongCall(unittest.TestCase):
     def test_gets_one_line_and_exit_code_2(self):
         for words in (["linux"], ["--release-set"], ["--release-set", "/nowhere"], ["--previous", str(SOURCE / "run")],
-                      ["windows", "all"], ["--checks"], ["all", "--release-set", "res", "more"]):
-            done = subprocess.run([SOURCE / "package", *words], text=True, capture_output=True, check=False)
+                      ["windows", "all"], ["--checks"],
+                      ["all", "--release-set", BUILD.resolve().parent.name],
+                      ["all", "--release-set", SOURCE / "res", "more"]):
+            done = subprocess.run([SOURCE / "package", *words], text=True, capture_output=True, check=False,
+                                  cwd=BUILD)
             self.assertEqual((2, ""), (done.returncode, done.stdout), words)
             self.assertRegex(done.stderr, r"\A\./package: .* \(see \./package --help\)\n\Z")
 

@@ -72,7 +72,7 @@ class ReleaseSets(unittest.TestCase):
         self.assertEqual(files, [line.split()[1] for line in sums.splitlines()])
         notes = (PACKAGES / files[2]).read_text()
         self.assertIn(f"{VERSION}, release set D.03a", notes)
-        self.assertIn("set: version D.02n -> D.03a\nfirmware: page 0x0: 8 bytes\n", notes)
+        self.assertIn("set: version D.02n -> D.03a\nfirmware: page 0x1000: 7 bytes\n", notes)
         for told in (done.stdout, notes, subprocess.check_output(["dpkg-deb", "-f", PACKAGES / files[1]], text=True)):
             self.assertNotIn("NOT FOR A MACHINE", told)
 
