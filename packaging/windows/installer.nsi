@@ -7,12 +7,13 @@
 ;   ICON, OUT    the icon and the installer's own file
 ;
 ; /S installs and removes without asking. It ends with 1 when the person cancels it, and with 2, having
-; changed nothing, while the updater is running.
+; changed nothing, while the updater or one of its helpers is running.
 Unicode true
 Target amd64-unicode ; the default is 32 bit
 
 !define NAME "Annealing DB Updater"
 !define PROGRAM "annealing-db-updater.exe"
+!define LOG_PROGRAM "annealing-db-updater-log.exe"
 !define UNINSTALL "Software\Microsoft\Windows\CurrentVersion\Uninstall\annealing-db-updater"
 !define OWN "Software\annealing-db-updater"
 !define MENU "$SMPROGRAMS\${NAME}"
@@ -20,7 +21,6 @@ Target amd64-unicode ; the default is 32 bit
 !include "MUI2.nsh"
 !include "LogicLib.nsh"
 !include "FileFunc.nsh"
-!include "x64.nsh"
 !include "latency.nsh"
 !include "${CONTENTS}"
 
@@ -29,6 +29,7 @@ OutFile "${OUT}"
 InstallDir "$PROGRAMFILES64\${NAME}"
 RequestExecutionLevel admin
 SetCompressor /SOLID lzma
+AllowSkipFiles off ; all of a version or an error
 SetDateSave off ; the same files give the same installer
 BrandingText "${NAME} ${VERSION}, release set ${SET_VERSION}"
 
@@ -40,9 +41,11 @@ VIAddVersionKey FileVersion "${VERSION}"
 VIAddVersionKey LegalCopyright ""
 !if "${NOTE}" == ""
     !define NOTICE ""
+    !define SHOWN "${NAME}"
 !else
     VIAddVersionKey Comments "${NOTE}"
     !define NOTICE "${NOTE}.$\r$\n$\r$\n"
+    !define SHOWN "${NAME} (not for a machine)" ; where it stands beside other programs
 !endif
 
 !define MUI_ICON "${ICON}"
@@ -70,31 +73,31 @@ FunctionEnd
 
 ; A program that is running can be read and not written. It is not closed from here: a machine may be
 ; in the middle of its update.
-!macro LeaveWhileItRuns
+!macro LeaveWhileRunning FILE
     ${Do}
-        ${IfNot} ${FileExists} "$INSTDIR\${PROGRAM}"
+        ${IfNot} ${FileExists} "$INSTDIR\${FILE}"
             ${Break}
         ${EndIf}
         ClearErrors
-        FileOpen $0 "$INSTDIR\${PROGRAM}" a
+        FileOpen $0 "$INSTDIR\${FILE}" a
         ${IfNot} ${Errors}
             FileClose $0
             ${Break}
         ${EndIf}
-        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION "The updater is running. Let it finish, close it, then press Retry." /SD IDCANCEL IDCANCEL`
+        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION "The updater or one of its helpers is running. Let it finish, close it, then press Retry." /SD IDCANCEL IDCANCEL`
             SetErrorLevel 2
             Quit
         ${EndIf}
     ${Loop}
 !macroend
+!macro LeaveWhileItRuns
+    !insertmacro LeaveWhileRunning "${PROGRAM}"
+    !insertmacro LeaveWhileRunning "${LOG_PROGRAM}"
+    !insertmacro LeaveWhileRunning "set-latency.exe"
+!macroend
 
 Function .onInit
     SetRegView 64
-    ${IfNot} ${RunningX64}
-        MessageBox MB_OK|MB_ICONSTOP "The updater needs 64-bit Windows." /SD IDOK
-        SetErrorLevel 2
-        Quit
-    ${EndIf}
     ; An older one is replaced where it is; /D=FOLDER has the last word.
     ReadRegStr $0 HKLM "${OWN}" "InstallDir"
     ${If} $0 != ""
@@ -131,14 +134,15 @@ Section
 
     SetOutPath "$INSTDIR" ; where the programs start
     CreateDirectory "${MENU}"
-    CreateShortcut "${MENU}\${NAME}.lnk" "$INSTDIR\${PROGRAM}"
-    CreateShortcut "${MENU}\${NAME} with a log.lnk" "$INSTDIR\annealing-db-updater-log.exe" "" "$INSTDIR\${PROGRAM}"
+    CreateShortcut "${MENU}\${SHOWN}.lnk" "$INSTDIR\${PROGRAM}"
+    CreateShortcut "${MENU}\${NAME} with a log.lnk" "$INSTDIR\${LOG_PROGRAM}" "" "$INSTDIR\${PROGRAM}"
     CreateShortcut "${MENU}\Set the adapter's latency.lnk" "$INSTDIR\set-latency.exe"
+    SetOutPath "$SYSDIR" ; the doctor's window stays open, and the folder that it is in cannot be removed
     CreateShortcut "${MENU}\${NAME} doctor.lnk" "$SYSDIR\WindowsPowerShell\v1.0\powershell.exe" \
         '-NoProfile -ExecutionPolicy Bypass -File "$INSTDIR\annealing-db-updater-doctor.ps1" -Stay' "$INSTDIR\${PROGRAM}"
 
     WriteRegStr HKLM "${OWN}" "InstallDir" "$INSTDIR"
-    WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "${NAME}"
+    WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "${SHOWN}"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayVersion" "${VERSION}+${SET_VERSION}"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayIcon" "$INSTDIR\${PROGRAM}"
     WriteRegStr HKLM "${UNINSTALL}" "Comments" "${NOTE}"

@@ -41,6 +41,11 @@ Function SetLatency
 FunctionEnd
 
 Function SetOneLatency
+    ; Not a port, or its driver was never there.
+    ReadRegStr $former HKLM "${ADAPTERS}\$name\$instance\Device Parameters" "PortName"
+    ${If} $former == ""
+        Return
+    ${EndIf}
     IntOp $adapters $adapters + 1
     ClearErrors
     ReadRegDWORD $former HKLM "${ADAPTERS}\$name\$instance\Device Parameters" "LatencyTimer"
@@ -64,7 +69,7 @@ Function TellLatency
     ${If} $adapters = 0
         StrCpy $0 "This computer has seen no FTDI adapter yet. Plug in the machine's cable, then start$\r$\n'Set the adapter's latency' from the start menu."
     ${ElseIf} $refused > 0
-        StrCpy $0 "The latency timer of $refused of $adapters FTDI adapters could not be set."
+        StrCpy $0 "The latency timer of $refused of $adapters FTDI adapters could not be set.$\r$\nStart 'Set the adapter's latency' from the start menu as an administrator."
     ${Else}
         StrCpy $0 "The latency timer of every FTDI adapter that this computer has seen ($adapters) is ${LATENCY} ms.$\r$\nUnplug the adapter and plug it in again."
     ${EndIf}

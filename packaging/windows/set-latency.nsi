@@ -1,7 +1,7 @@
 ; "Set the adapter's latency" in the start menu: for adapters that were plugged in after the updater was
 ; installed. Windows asks for the administrator's rights.
 ;
-;   makensis -DICON=FILE.ico -DOUT=FILE.exe set-latency.nsi
+;   makensis -DICON=FILE.ico -DVERSION=N.N.N -DOUT=FILE.exe set-latency.nsi
 Unicode true
 Target amd64-unicode ; the default is 32 bit
 !include "LogicLib.nsh"
@@ -15,6 +15,13 @@ Icon "${ICON}"
 RequestExecutionLevel admin
 SilentInstall silent ; no pages: one message
 SetCompressor lzma
+
+; The administrator's question shows it.
+VIProductVersion "${VERSION}.0"
+VIAddVersionKey ProductName "Annealing DB Updater"
+VIAddVersionKey FileDescription "Set the adapter's latency"
+VIAddVersionKey FileVersion "${VERSION}"
+VIAddVersionKey LegalCopyright ""
 
 Section
     SetRegView 64

@@ -73,7 +73,8 @@ bool startUpdater(HANDLE log)
     start.hStdError = log;
     PROCESS_INFORMATION process{};
     const std::wstring program = ownFolder() + kProgram;
-    if (!CreateProcessW(program.c_str(), nullptr, nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+    std::wstring call = L'"' + program + L'"';
+    if (!CreateProcessW(program.c_str(), call.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
             &start, &process))
         return false;
     CloseHandle(process.hThread);
@@ -96,6 +97,10 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int)
         + L"\nSend this file along with a question.";
     MessageBoxW(nullptr, where.c_str(), kTitle, MB_OK | MB_ICONINFORMATION);
     const bool started = startUpdater(log);
+    const DWORD error = GetLastError();
     CloseHandle(log);
-    return started ? 0 : fail(L"The updater does not start: it is not beside this program.");
+    if (started)
+        return 0;
+    DeleteFileW(path.c_str());
+    return fail(L"The updater does not start (Windows' error " + std::to_wstring(error) + L").");
 }
