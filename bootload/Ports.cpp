@@ -39,6 +39,7 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
     });
 
     port->portOpen = port->open(QIODevice::ReadWrite);
+    reportUnplugging(*port);
     if (!port->portOpen)
         qCDebug(logJob) << "Could not open port" << info.portName() << port->errorString();
 

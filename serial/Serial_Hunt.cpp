@@ -124,6 +124,7 @@ void Serial_Connect::OpenCandidate(QSerialPort::BaudRate speed)
     port->setStopBits(QSerialPort::OneStop);
     port->setFlowControl(QSerialPort::NoFlowControl);
     port->open(QIODevice::ReadWrite);
+    reportUnplugging(*port);
 }
 
 void Serial_Connect::CloseWhenUnplugged(QSerialPort::SerialPortError error)

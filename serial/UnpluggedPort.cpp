@@ -1,6 +1,8 @@
 #include "serial/UnpluggedPort.h"
 
 #ifdef Q_OS_UNIX
+#include <QSocketNotifier>
+
 #include <poll.h>
 #endif
 
@@ -51,4 +53,23 @@ bool closeIfUnplugged(QSerialPort& port, QSerialPort::SerialPortError error)
     port.peek(1);
 #endif
     return false;
+}
+
+void reportUnplugging([[maybe_unused]] QSerialPort& port)
+{
+#ifdef Q_OS_UNIX
+    if (!port.isOpen())
+        return;
+    // For exceptions: Qt's own notifier has the reading.
+    auto* const hangUp = new QSocketNotifier(port.handle(), QSocketNotifier::Exception, &port);
+    const auto end = [hangUp] {
+        hangUp->setEnabled(false);
+        hangUp->deleteLater();
+    };
+    QObject::connect(&port, &QIODevice::aboutToClose, hangUp, end);
+    QObject::connect(hangUp, &QSocketNotifier::activated, hangUp, [&port, end] {
+        end();
+        emit port.errorOccurred(QSerialPort::ResourceError);
+    });
+#endif
 }
