@@ -21,28 +21,35 @@ $ErrorActionPreference = 'Stop'
 # thing (the word before the colon), the first whose conditions all hold is said. A condition is a fact,
 # "=", "<" or ">", and a value. {fact} becomes its value; ports are spoken of one after the other.
 $rows = @'
-port     | adapter=yes                      | ok  adapter: {name} is an FTDI adapter ({description} {serial})
+port     | adapter=yes                      | ok  adapter: {name} is an FTDI adapter ({manufacturer}, {description} {serial})
 port     | adapter=yes opens=yes            | ok  holder: no program holds {name}
 port     | adapter=yes opens=held           | do  holder: another program holds {name}; close the terminal programs and the second updater, or unplug the adapter and plug it in again
 port     | adapter=yes opens=no             | do  holder: {name} cannot be opened; unplug the adapter and plug it in again, then restart the computer if that does not help
-port     | adapter=yes latency<2            | ok  latency: {name} hands answers on after {latency} ms
+port     | adapter=yes latency<2            | ok  latency: {name} hands answers on after {latency} ms (after a change, from the next time it is plugged in)
 port     | adapter=yes latency>1            | do  latency: {name} keeps answers back for {latency} ms, which makes an update take minutes longer; start "Set the adapter's latency" from the start menu, then unplug the adapter and plug it in again
 computer | driverless>0                     | do  driver: an FTDI adapter is plugged in but has no driver; connect the computer to the network and plug it in again, or install the chip maker's driver for virtual COM ports
 computer | faulty>0                         | do  driver: an FTDI adapter is plugged in but Windows does not start it (problem {problem}); look at it in the Device Manager, and try another USB socket
 computer | portless>0                       | do  driver: an FTDI adapter is plugged in but has no serial port; in the Device Manager, at its USB Serial Converter, Properties, Advanced, tick "Load VCP", and plug it in again
 computer | adapters>0                       | ok  driver: the adapter has its driver
-computer | adapters=0 usb=0 others=0 | do  adapter: none is there; plug in the machine's cable and switch the machine on
-computer | adapters=0 usb=0 | do  adapter: no FTDI adapter is there, only {others}, which the updater does not take; plug in the machine's own cable
+computer | misnamed>0                       | do  adapter: {chips} has an FTDI chip but a driver that names another manufacturer, so the updater does not take it; install the chip maker's own driver for virtual COM ports, or plug in the machine's own cable
+computer | adapters=0 usb=0 others=0        | do  adapter: none is there; plug in the machine's cable and switch the machine on
+computer | adapters=0 usb=0                 | do  adapter: no FTDI adapter is there, only {others}, which the updater does not take; plug in the machine's own cable
 computer | adapters>1                       | do  adapter: there are {adapters}, and the updater talks to all of them; leave the cable of one machine plugged in, and unplug the others
 '@
+
+# The chip's devices by their ids. Its driver has two stages: the converter on the bus, and the serial port.
+$chip = '^(USB\\VID_0403|FTDIBUS\\)'
+
+# By the test that the updater makes itself.
+function Test-Adapter($manufacturer) { $manufacturer -clike '*FTDI*' }
 
 # The ports and the FTDI devices of this computer, in the shape of a file of recorded answers.
 function Get-Answers {
     $devices = Get-CimInstance -ClassName Win32_PnPEntity |
-        Where-Object { $_.ClassGuid -eq '{4d36e978-e325-11ce-bfc1-08002be10318}' -or $_.DeviceID -like 'USB\VID_0403*' }
+        Where-Object { $_.ClassGuid -eq '{4d36e978-e325-11ce-bfc1-08002be10318}' -or $_.DeviceID -match $chip }
     $ports = @(foreach ($device in $devices) {
         $key = "HKLM:\SYSTEM\CurrentControlSet\Enum\$($device.DeviceID)\Device Parameters"
-        $parameters = Get-ItemProperty -Path $key -ErrorAction SilentlyContinue
+        $parameters = Get-ItemProperty -LiteralPath $key -ErrorAction SilentlyContinue
         if ($null -eq $parameters -or $null -eq $parameters.PSObject.Properties['PortName']) { continue }
         if ($parameters.PortName -notlike 'COM*') { continue }
         $latency = $parameters.PSObject.Properties['LatencyTimer']
@@ -52,13 +59,17 @@ function Get-Answers {
             manufacturer = "$($device.Manufacturer)"
             description = "$($device.Description)"
             latency = if ($null -eq $latency) { $null } else { $latency.Value }
-            opens = Test-Port $parameters.PortName
+            # Of others none is opened: a Bluetooth port would dial, a board may restart.
+            opens = if (Test-Adapter $device.Manufacturer) { Test-Port $parameters.PortName } else { $null }
         }
     })
     $usb = @(foreach ($device in $devices) {
         # A chip with several channels is listed as a whole, by Windows' own driver, and by channel.
-        if ($device.DeviceID -notlike 'USB\VID_0403*' -or $device.Service -eq 'usbccgp') { continue }
-        [pscustomobject]@{ id = $device.DeviceID; problem = [int] $device.ConfigManagerErrorCode }
+        if ($device.DeviceID -notmatch $chip -or $device.Service -eq 'usbccgp') { continue }
+        $problem = [int] $device.ConfigManagerErrorCode
+        # A serial port without a driver is no port of Windows' yet; one that is well is among the ports.
+        if ($device.DeviceID -like 'FTDIBUS\*' -and $problem -eq 0) { continue }
+        [pscustomobject]@{ id = $device.DeviceID; problem = $problem }
     })
     [pscustomobject]@{ ports = $ports; usb = $usb }
 }
@@ -80,14 +91,19 @@ function Test-Port($name) {
 function Get-Facts($answers) {
     $adapters = 0
     $others = @()
+    $chips = @()
     foreach ($port in $answers.ports) {
-        # By the test that the updater makes itself.
-        $isAdapter = $port.manufacturer -clike '*FTDI*'
-        if ($isAdapter) { $adapters++ } else { $others += $port.name }
+        $isAdapter = Test-Adapter $port.manufacturer
+        # Windows' own are in brackets already: (Standard port types).
+        $maker = $port.manufacturer -replace '^\((.*)\)$', '$1'
+        $named = "$($port.name) ($maker)"
+        if ($isAdapter) { $adapters++ } else { $others += $named }
+        if (-not $isAdapter -and $port.id -match $chip) { $chips += $named }
         @{
             about = 'port'
             adapter = if ($isAdapter) { 'yes' } else { 'no' }
             name = $port.name
+            manufacturer = $port.manufacturer
             description = $port.description
             # FTDIBUS\VID_0403+PID_6001+SERIAL\0000
             serial = if ($port.id -match '\+([^+\\]+)\\') { $Matches[1] } else { '' }
@@ -102,12 +118,15 @@ function Get-Facts($answers) {
     @{
         about = 'computer'
         adapters = $adapters
-        others = if ($others.Count -eq 0) { '0' } else { $others -join ' ' }
+        others = if ($others.Count -eq 0) { '0' } else { $others -join ', ' }
+        # Beside an adapter that is taken, such a port is no matter of the updater's.
+        misnamed = if ($adapters -eq 0) { $chips.Count } else { 0 }
+        chips = $chips -join ', '
         usb = $usb
         driverless = $driverless.Count
         faulty = $faulty.Count
         problem = if ($faulty.Count -eq 0) { 0 } else { $faulty[0].problem }
-        portless = if ($adapters -eq 0) { $usb - $driverless.Count - $faulty.Count } else { 0 }
+        portless = if ($adapters -eq 0 -and $chips.Count -eq 0) { $usb - $driverless.Count - $faulty.Count } else { 0 }
     }
 }
 
@@ -135,8 +154,13 @@ function Get-Lines($facts) {
     }
 }
 
-$found = if ($Answers) { Get-Content -Raw -Path $Answers | ConvertFrom-Json } else { Get-Answers }
-$lines = @(foreach ($facts in @(Get-Facts $found)) { Get-Lines $facts })
+try {
+    $found = if ($Answers) { Get-Content -Raw -LiteralPath $Answers | ConvertFrom-Json } else { Get-Answers }
+    $lines = @(foreach ($facts in @(Get-Facts $found)) { Get-Lines $facts })
+} catch {
+    # As a line: an error on its own closes the window before it can be read.
+    $lines = @('do  doctor: ' + ($_.Exception.Message -replace '\s+', ' '))
+}
 $lines
 if ($Stay) { $null = Read-Host 'Press Enter to close this window' }
 if (@($lines -like 'do*').Count -gt 0) { exit 1 }

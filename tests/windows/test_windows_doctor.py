@@ -18,25 +18,31 @@ ON_LINUX = (ROOT / "packaging/linux/annealing-db-updater-doctor").read_text(enco
 ANSWERS = sorted((ROOT / "tests/windows/answers").glob("*.json"))
 ROWS = [[part.strip() for part in line.split(" | ", 2)]
         for line in re.search(r"@'\n(.*?)\n'@", DOCTOR, re.DOTALL)[1].splitlines()]
+CHIP = re.compile(re.search(r"^\$chip = '(.*)'$", DOCTOR, re.MULTILINE)[1], re.IGNORECASE)
 NO_DRIVER = 28
 CONDITION = re.compile(r"(\w+)([=<>])(\w+)")
 
 
 def facts_of(answers):
-    adapters, others = 0, []
+    adapters, others, chips = 0, [], []
     for port in answers["ports"]:
         is_adapter = "FTDI" in port["manufacturer"]
         adapters += is_adapter
-        others += [] if is_adapter else [port["name"]]
+        maker = re.sub(r"^\((.*)\)$", r"\1", port["manufacturer"])
+        named = f"{port['name']} ({maker})"
+        others += [] if is_adapter else [named]
+        chips += [named] if not is_adapter and CHIP.search(port["id"]) else []
         serial = re.search(r"\+([^+\\]+)\\", port["id"])
         yield {"about": "port", "adapter": "yes" if is_adapter else "no", "name": port["name"],
-               "description": port["description"], "serial": serial[1] if serial else "", "opens": port["opens"],
+               "manufacturer": port["manufacturer"], "description": port["description"],
+               "serial": serial[1] if serial else "", "opens": port["opens"],
                "latency": 16 if port["latency"] is None else port["latency"]}
     problems = [device["problem"] for device in answers["usb"]]
     faulty = [problem for problem in problems if problem not in (0, NO_DRIVER)]
-    yield {"about": "computer", "adapters": adapters, "others": " ".join(others) or "0", "usb": len(problems),
+    yield {"about": "computer", "adapters": adapters, "others": ", ".join(others) or "0", "usb": len(problems),
+           "misnamed": len(chips) if adapters == 0 else 0, "chips": ", ".join(chips),
            "driverless": problems.count(NO_DRIVER), "faulty": len(faulty), "problem": (faulty or [0])[0],
-           "portless": problems.count(0) if adapters == 0 else 0}
+           "portless": problems.count(0) if adapters == 0 and not chips else 0}
 
 
 def holds(facts, condition):
@@ -72,6 +78,18 @@ class TheDoctorForWindows(unittest.TestCase):
         for about, _, line in ROWS:
             pattern = re.sub(r"\\\{\w+\\\}", ".+", re.escape(line))
             self.assertTrue(any(re.fullmatch(pattern, text) for text in shown), f"{about}: {line}")
+
+    def test_opens_no_port_but_an_adapters(self):
+        self.assertEqual(["opens = if (Test-Adapter $device.Manufacturer) { Test-Port $parameters.PortName } else { $null }"],
+                         [line.strip() for line in DOCTOR.splitlines() if re.search(r"(?<!function )Test-Port\b", line)])
+        for _, conditions, _ in ROWS:
+            if "opens=" in conditions:
+                self.assertIn("adapter=yes", conditions.split())
+
+    def test_says_its_own_failure_before_the_window_closes(self):
+        _, tried, caught = re.split(r"^try \{$|^\} catch \{$", DOCTOR, flags=re.MULTILINE)
+        self.assertIn("Get-Answers", tried)
+        self.assertRegex(caught, r"(?ms)\$lines = @\('do  doctor: '.*^\}$.*^if \(\$Stay\)")
 
     def test_speaks_as_on_linux_where_the_same_is_meant(self):
         for text in ("plug in the machine's cable and switch the machine on",
