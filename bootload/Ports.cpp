@@ -38,8 +38,7 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
             qCDebug(logJob) << "Port has gone" << port->portName();
     });
 
-    port->portOpen = port->open(QIODevice::ReadWrite);
-    reportUnplugging(*port);
+    port->portOpen = openPort(*port);
     if (!port->portOpen)
         qCDebug(logJob) << "Could not open port" << info.portName() << port->errorString();
 

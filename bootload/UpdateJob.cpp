@@ -3,6 +3,7 @@
 #include "bootload/Log.h"
 #include "protocol/Commands.h"
 #include "protocol/WireText.h"
+#include "serial/UnpluggedPort.h"
 
 #include <algorithm>
 #include <array>
@@ -135,7 +136,7 @@ void UpdateJob::StepReopenFast(PortTest* port)
 {
     port->phase = PhaseNotCaptured;
     port->setBaudRate(protocol::kBootloaderBaudRate, QSerialPort::AllDirections);
-    port->open(QIODevice::ReadWrite);
+    openPort(*port);
     port->state = StateWaitForBootloader;
 }
 

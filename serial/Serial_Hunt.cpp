@@ -123,8 +123,7 @@ void Serial_Connect::OpenCandidate(QSerialPort::BaudRate speed)
     port->setParity(QSerialPort::NoParity);
     port->setStopBits(QSerialPort::OneStop);
     port->setFlowControl(QSerialPort::NoFlowControl);
-    port->open(QIODevice::ReadWrite);
-    reportUnplugging(*port);
+    openPort(*port);
 }
 
 void Serial_Connect::CloseWhenUnplugged(QSerialPort::SerialPortError error)

@@ -18,6 +18,22 @@ bool isUnplugged(const QSerialPort& port, QSerialPort::SerialPortError)
     return ::poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0;
 }
 
+/// Until `port`, an open one, closes.
+void reportHangUp(QSerialPort& port)
+{
+    // For exceptions: Qt's own notifier has the reading.
+    auto* const hangUp = new QSocketNotifier(port.handle(), QSocketNotifier::Exception, &port);
+    const auto end = [hangUp] {
+        hangUp->setEnabled(false);
+        hangUp->deleteLater();
+    };
+    QObject::connect(&port, &QIODevice::aboutToClose, hangUp, end);
+    QObject::connect(hangUp, &QSocketNotifier::activated, hangUp, [&port, end] {
+        end();
+        emit port.errorOccurred(QSerialPort::ResourceError);
+    });
+}
+
 #else
 
 /// A line that is full is no error on Windows: what a read or a wait reports is the adapter's end,
@@ -40,6 +56,16 @@ bool isUnplugged(const QSerialPort&, QSerialPort::SerialPortError error)
 
 } // namespace
 
+bool openPort(QSerialPort& port)
+{
+    const bool opened = port.open(QIODevice::ReadWrite);
+#ifdef Q_OS_UNIX
+    if (port.handle() >= 0)
+        reportHangUp(port);
+#endif
+    return opened;
+}
+
 bool closeIfUnplugged(QSerialPort& port, QSerialPort::SerialPortError error)
 {
     if (error == QSerialPort::NoError || !port.isOpen())
@@ -53,23 +79,4 @@ bool closeIfUnplugged(QSerialPort& port, QSerialPort::SerialPortError error)
     port.peek(1);
 #endif
     return false;
-}
-
-void reportUnplugging([[maybe_unused]] QSerialPort& port)
-{
-#ifdef Q_OS_UNIX
-    if (!port.isOpen())
-        return;
-    // For exceptions: Qt's own notifier has the reading.
-    auto* const hangUp = new QSocketNotifier(port.handle(), QSocketNotifier::Exception, &port);
-    const auto end = [hangUp] {
-        hangUp->setEnabled(false);
-        hangUp->deleteLater();
-    };
-    QObject::connect(&port, &QIODevice::aboutToClose, hangUp, end);
-    QObject::connect(hangUp, &QSocketNotifier::activated, hangUp, [&port, end] {
-        end();
-        emit port.errorOccurred(QSerialPort::ResourceError);
-    });
-#endif
 }

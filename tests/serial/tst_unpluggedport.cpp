@@ -36,9 +36,8 @@ public:
                 errors += error != QSerialPort::NoError ? 1 : 0;
                 closed += closeIfUnplugged(port, error) ? 1 : 0;
             });
-        if (!port.open(QIODevice::ReadWrite))
+        if (!openPort(port))
             qFatal("cannot open the pseudo terminal");
-        reportUnplugging(port);
     }
     ~Link()
     {
