@@ -107,12 +107,12 @@ set(tools_package annealing-db-updater-dev-tools)
 # What belongs to the program's package besides the program.
 set(applications "${CMAKE_INSTALL_DATADIR}/applications")
 set(icons "${CMAKE_INSTALL_DATADIR}/icons/hicolor")
-foreach(file IN ITEMS annealing-db-updater.desktop annealing-db-updater.metainfo.xml)
+foreach(file IN ITEMS annealing-db-updater.desktop org.example.annealing_db_updater.metainfo.xml)
     configure_file("${packaging}/linux/${file}.in" "${CMAKE_BINARY_DIR}/packaging/${file}" @ONLY)
 endforeach()
 install(FILES "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater.desktop"
     DESTINATION "${applications}" COMPONENT program)
-install(FILES "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater.metainfo.xml"
+install(FILES "${CMAKE_BINARY_DIR}/packaging/org.example.annealing_db_updater.metainfo.xml"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo" COMPONENT program)
 foreach(size IN ITEMS 16 22 24 32 48 64 128 256)
     install(FILES "${packaging}/icon/annealing-db-updater-${size}.png" RENAME annealing-db-updater.png

@@ -21,7 +21,7 @@ PROGRAM_FILES = {
     "usr/bin/annealing-db-updater", "usr/bin/annealing-db-updater-doctor", "usr/bin/annealing-db-updater-log",
     "usr/lib/udev/rules.d/60-annealing-db-updater.rules",
     "usr/share/applications/annealing-db-updater.desktop",
-    "usr/share/metainfo/annealing-db-updater.metainfo.xml",
+    "usr/share/metainfo/org.example.annealing_db_updater.metainfo.xml",
     "usr/share/icons/hicolor/scalable/apps/annealing-db-updater.svg",
     *(f"usr/share/icons/hicolor/{size}x{size}/apps/annealing-db-updater.png"
       for size in (16, 22, 24, 32, 48, 64, 128, 256)),
@@ -95,7 +95,7 @@ class ThePackages(unittest.TestCase):
         share = self.root / "usr/share"
         self.assertIn(f"X-AppVersion={FULL_VERSION}\n", (share / "applications/annealing-db-updater.desktop").read_text())
         self.assertIn(f'<release version="{FULL_VERSION}"',
-                      (share / "metainfo/annealing-db-updater.metainfo.xml").read_text())
+                      (share / "metainfo/org.example.annealing_db_updater.metainfo.xml").read_text())
         for changelog in share.glob("doc/*/changelog.gz"):
             self.assertIn(f" ({FULL_VERSION}) ", output("zcat", changelog).splitlines()[0])
 
@@ -133,7 +133,7 @@ class ThePackages(unittest.TestCase):
 
     def test_have_valid_metainfo(self):
         output("appstreamcli", "validate", "--no-net", "--pedantic",
-               self.root / "usr/share/metainfo/annealing-db-updater.metainfo.xml")
+               self.root / "usr/share/metainfo/org.example.annealing_db_updater.metainfo.xml")
 
     def test_have_man_pages_without_a_mistake(self):
         for page in (self.root / "usr/share/man/man1").iterdir():
