@@ -22,6 +22,12 @@ bool matchesFirmware(QByteArrayView line, const DataLineBytes& expected)
     return true;
 }
 
+/// True when a step of `port` sends its firmware line, `ticks` steps after the one before it.
+bool lineIsDue(const PortTest& port, qint32 ticks)
+{
+    return port.ticks >= ticks && port.awaited.mayBeGivenUp();
+}
+
 } // namespace
 
 int firmwareProgress(int address)
@@ -69,22 +75,22 @@ void UpdateJob::StepFirmware(PortTest* port)
 {
     // In this order: right after an erase its page's data is tried in the same step, too early on
     // purpose, since `ticks` has just become 0.
-    if (port->fwStep == FirmwareErase && port->ticks >= kDataTicks)
+    if (port->fwStep == FirmwareErase && lineIsDue(*port, kDataTicks))
         ErasePage(port);
-    if (port->fwStep == FirmwareData && port->ticks >= kDataTicks) {
+    if (port->fwStep == FirmwareData && lineIsDue(*port, kDataTicks)) {
         // Data for a page that the board has not erased would be lost.
-        if (port->eraseUnanswered)
+        if (port->awaited.kind() == LineKind::ErasePage)
             ErasePage(port);
         else
             SendDataLine(port);
     }
-    if (port->fwStep == FirmwareProgram && port->ticks >= kProgramTicks) {
+    if (port->fwStep == FirmwareProgram && lineIsDue(*port, kProgramTicks)) {
         if (port->phase == PhaseChecking)
             CheckFirmware(port);
         else if (port->phase == PhaseWriting)
-            ProgramPage(port);
+            ProgramOrRefillPage(port);
     }
-    if (port->fwStep == FirmwareProgramChecked && port->ticks >= kProgramTicks
+    if (port->fwStep == FirmwareProgramChecked && lineIsDue(*port, kProgramTicks)
         && port->phase == PhaseChecking)
         ProgramPage(port);
     ++port->ticks;
@@ -94,8 +100,9 @@ void UpdateJob::ErasePage(PortTest* port)
 {
     port->ticks = 0;
     m_host.Send(port, protocol::erasePageLine(port->flashAddress));
+    port->awaited.noteSent(LineKind::ErasePage, port->flashAddress);
+    port->pageUncertain = false;
     port->fwStep = FirmwareData;
-    port->eraseUnanswered = true;
 }
 
 void UpdateJob::SendDataLine(PortTest* port)
@@ -103,6 +110,9 @@ void UpdateJob::SendDataLine(PortTest* port)
     port->ticks = 0;
     const DataLineBytes bytes = readFirmware(port->file, port->flashAddress);
     m_host.Send(port, protocol::dataLine(port->flashAddress, bytes));
+    port->awaited.noteSent(LineKind::Data, port->flashAddress);
+    if (port->awaited.times() > 1)
+        port->pageUncertain = true;
 }
 
 void UpdateJob::CheckFirmware(PortTest* port)
@@ -113,11 +123,24 @@ void UpdateJob::CheckFirmware(PortTest* port)
     qCDebug(logJob) << line.view();
 }
 
+void UpdateJob::ProgramOrRefillPage(PortTest* port)
+{
+    // A board that does not program a page with a line missing does not answer, however often it is
+    // asked.
+    const bool inVain = port->awaited.kind() == LineKind::ProgramPage
+        && port->awaited.times() >= kMostProgramLines;
+    if (inVain && port->pageRefills < kMostPageRefills)
+        RefillPage(port);
+    else
+        ProgramPage(port);
+}
+
 void UpdateJob::ProgramPage(PortTest* port)
 {
     port->ticks = 0;
     // The address has moved on to the end of the page by now.
     m_host.Send(port, protocol::programPageLine(port->flashAddress - protocol::kPageSize));
+    port->awaited.noteSent(LineKind::ProgramPage, port->flashAddress);
     qCDebug(logJob) << "Left to write" << protocol::kFirmwareLast - port->flashAddress;
 }
 
@@ -127,8 +150,8 @@ ReplyEffect UpdateJob::GotEACK(PortTest* port, QByteArrayView)
     const bool erases = port->fwStep == FirmwareErase || port->fwStep == FirmwareData;
     if (port->state != StateFirmware || !writes || !erases)
         return {.acts = false};
+    port->awaited.noteAnswered(LineKind::ErasePage);
     port->fwStep = FirmwareData;
-    port->eraseUnanswered = false;
     port->ticks = kDataTicks;
     return {.stepAllPorts = true};
 }
@@ -139,15 +162,37 @@ ReplyEffect UpdateJob::GotDACK(PortTest* port, QByteArrayView)
     if (port->state != StateFirmware || !writes || port->fwStep != FirmwareData)
         return {.acts = false};
     // Left over from the page before: counted for this one, its first line would never be sent.
-    if (port->eraseUnanswered)
+    if (port->awaited.kind() == LineKind::ErasePage)
         return {.acts = false};
+    port->awaited.noteAnswered(LineKind::Data);
     port->ticks = kDataTicks;
     port->flashAddress += protocol::kDataLineSize;
-    if (port->flashAddress % protocol::kPageSize == 0) {
-        port->fwStep = FirmwareProgram;
-        port->ticks = kProgramTicks;
+    ReplyEffect effect{.stepAllPorts = true};
+    // The bar does not step back while a page is filled again: it stands at its end.
+    if (port->pageRefills == 0)
+        effect.programProgress = firmwareProgress(port->flashAddress);
+    if (port->flashAddress % protocol::kPageSize == 0)
+        EndPage(port);
+    return effect;
+}
+
+void UpdateJob::EndPage(PortTest* port)
+{
+    if (port->pageUncertain && port->pageRefills < kMostPageRefills) {
+        RefillPage(port);
+        return;
     }
-    return {.stepAllPorts = true, .programProgress = firmwareProgress(port->flashAddress)};
+    port->fwStep = FirmwareProgram;
+    port->ticks = kProgramTicks;
+}
+
+void UpdateJob::RefillPage(PortTest* port)
+{
+    port->flashAddress -= protocol::kPageSize;
+    qCDebug(logJob) << "Page is filled again:" << Qt::hex << port->flashAddress;
+    ++port->pageRefills;
+    port->fwStep = FirmwareErase;
+    port->ticks = kDataTicks;
 }
 
 ReplyEffect UpdateJob::GotPACK(PortTest* port, QByteArrayView)
@@ -166,6 +211,8 @@ ReplyEffect UpdateJob::GotPACK(PortTest* port, QByteArrayView)
         else
             StartImages(port);
     }
+    port->awaited.noteAnswered(LineKind::ProgramPage);
+    port->pageRefills = 0;
     port->fwStep = FirmwareErase;
     port->ticks = kDataTicks;
     return effect;

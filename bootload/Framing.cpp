@@ -12,14 +12,14 @@ using protocol::Line;
 
 namespace {
 
-/// Notes until when what was just written may be on its way. Only the last line counts: those
-/// before it have mostly been answered, and left when it was written.
-void noteTimeOnTheWire(PortTest* port, qsizetype bytes)
+/// How long `bytes` that were just written to `port` may be on their way. Only the last line
+/// counts: those before it have mostly been answered, and left when it was written.
+std::chrono::milliseconds timeOnTheWire(const PortTest& port, qsizetype bytes)
 {
     constexpr qint64 kMillisecondsPerSecond = 1000;
     const qint64 time
-        = bytes * protocol::kBitsPerByte * kMillisecondsPerSecond / qMax(port->baudRate(), 1);
-    port->onTheWire.setRemainingTime(kAdapterDelay + std::chrono::milliseconds(time + 1));
+        = bytes * protocol::kBitsPerByte * kMillisecondsPerSecond / qMax(port.baudRate(), 1);
+    return kAdapterDelay + std::chrono::milliseconds(time + 1);
 }
 
 } // namespace
@@ -80,7 +80,12 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         port->write(bytes.data(), bytes.size());
         // The line leaves now: what is painted or logged next is so while it is on the wire.
         port->flush();
-        noteTimeOnTheWire(port, bytes.size());
+        const std::chrono::milliseconds wireTime = timeOnTheWire(*port, bytes.size());
+        port->onTheWire.setRemainingTime(wireTime);
+        // The answers of one board hurry the waits of all the others. With a single port there is
+        // nobody to hurry them.
+        if (ports.size() > 1)
+            port->awaited.setUnanswerableFor(wireTime + kAnswerTime);
     }
     qCDebug(logWire).noquote().nospace() << port->portName() << (sends ? " TX " : " not sent ")
                                          << QString::fromUtf8(bytes.trimmed());

@@ -15,7 +15,9 @@ void UpdateJob::StartImages(PortTest* port)
     port->imageOffset = 0;
     port->imageStep = ImageRestart;
     port->imageWait = 0;
-    port->lastBlockUnanswered = false;
+    port->awaited.giveUp();
+    port->surplusHeldImages = {};
+    port->surplusStoredBlocks = {};
 }
 
 void UpdateJob::StepSendImages(PortTest* port)
@@ -29,18 +31,17 @@ void UpdateJob::StepSendImages(PortTest* port)
         --port->imageWait;
         return;
     }
-    switch (port->imageStep) {
-    case ImageAnnounce:
-        return SendImageHeader(port);
-    case ImageBlocks:
-        return SendImageBlock(port);
-    case ImageRestart:
+    if (port->imageStep == ImageRestart) {
         port->imageStep = ImageAnnounce;
         port->imageWait = kImageRestartWait;
         return;
-    default:
-        return;
     }
+    if (!port->awaited.mayBeGivenUp())
+        return;
+    if (port->imageStep == ImageAnnounce)
+        SendImageHeader(port);
+    else if (port->imageStep == ImageBlocks)
+        SendImageBlock(port);
 }
 
 void UpdateJob::SendImageHeader(PortTest* port)
@@ -48,9 +49,9 @@ void UpdateJob::SendImageHeader(PortTest* port)
     const ImageFile& image = m_images.at(port->imageIndex);
     port->imageOffset = 0;
     port->imageWait = kImageAnswerWait;
-    port->lastBlockUnanswered = false;
     m_host.Send(
         port, protocol::imageLine(image.imageName, image.imageVersion, image.width, image.height));
+    port->awaited.noteSent(LineKind::ImageHeader, port->imageIndex);
 }
 
 void UpdateJob::SendImageBlock(PortTest* port)
@@ -61,11 +62,10 @@ void UpdateJob::SendImageBlock(PortTest* port)
     port->imageWait = kImageAnswerWait;
     // The last block of an image is not sent again alone: without its acknowledgement the image is
     // begun again.
-    if (port->imageOffset + block.size() >= pixels.size()) {
+    if (port->imageOffset + block.size() >= pixels.size())
         port->imageStep = ImageRestart;
-        port->lastBlockUnanswered = true;
-    }
     m_host.Send(port, protocol::blockLine(port->blockNumber, block));
+    port->awaited.noteSent(LineKind::ImageBlock, port->blockNumber);
 }
 
 ReplyEffect UpdateJob::GotIACK(PortTest* port, QByteArrayView line)
@@ -79,7 +79,12 @@ ReplyEffect UpdateJob::GotIACK(PortTest* port, QByteArrayView line)
         if (port->imageStep != ImageAnnounce)
             return {.acts = false};
         port->imageStep = ImageBlocks;
+        port->awaited.noteAnswered(LineKind::ImageHeader);
     } else if (answer == "1") {
+        // It names no image: one that answers a header that was sent again is not the next one's.
+        if (port->surplusHeldImages.take(0))
+            return {.acts = false};
+        port->surplusHeldImages.expect(port->awaited.noteAnswered(LineKind::ImageHeader), 0);
         NextImage(port);
         effect.imageProgress = ImageProgress(port);
     }
@@ -100,8 +105,13 @@ ReplyEffect UpdateJob::GotFACK(PortTest* port, QByteArrayView line)
     // Between an image's header and its first block only a skip can be meant for it: any other
     // answer is a late one of the image before. While the image waits to be begun again its header
     // is not out yet, and the late answer to its last block ends it.
-    const bool lateEnd = current && port->lastBlockUnanswered;
+    const bool lateEnd = current && port->awaited.kind() == LineKind::ImageBlock;
     if (port->imageStep == ImageAnnounce && !skip && !lateEnd)
+        return {.acts = false};
+
+    // An answer to a block that was sent again would have the next one sent twice as well, and so
+    // on.
+    if (!current && !skip && port->surplusStoredBlocks.take(static_cast<qint32>(block)))
         return {.acts = false};
 
     ReplyEffect effect{.stepAllPorts = true};
@@ -118,6 +128,8 @@ ReplyEffect UpdateJob::GotFACK(PortTest* port, QByteArrayView line)
 
 void UpdateJob::BlockStored(PortTest* port)
 {
+    port->surplusStoredBlocks.expect(
+        port->awaited.noteAnswered(LineKind::ImageBlock), port->blockNumber);
     port->imageOffset += protocol::kBlockSize;
     if (port->imageIndex < m_images.size()
         && port->imageOffset < m_images.at(port->imageIndex).data.size())
@@ -130,7 +142,7 @@ void UpdateJob::BlockStored(PortTest* port)
 void UpdateJob::NextImage(PortTest* port)
 {
     ++port->imageIndex;
-    port->lastBlockUnanswered = false;
+    port->awaited.giveUp();
     if (port->imageIndex >= m_images.size())
         FinishSession(port);
 }

@@ -79,6 +79,11 @@ inline constexpr qint32 kBootloaderRequests = 5;
 inline constexpr qint32 kDataTicks = 4;
 inline constexpr qint32 kProgramTicks = 18;
 
+/// How often a page is begun again because a data line of it was sent more than once, or because it
+/// is not programmed after so many program lines. Then it is programmed as it is.
+inline constexpr qint32 kMostPageRefills = 3;
+inline constexpr qint32 kMostProgramLines = 4;
+
 /// Steps to wait for the answer to an image header, a block or an erase command; before an image is
 /// begun again; and for the end of an erase that the board says is going on.
 inline constexpr qint32 kImageAnswerWait = 3;

@@ -93,7 +93,9 @@ void UpdateJob::StepLoad(PortTest* port)
     LoadStartAddress(port);
     port->flashAddress = protocol::kFirmwareStart;
     port->fwStep = FirmwareErase;
-    port->eraseUnanswered = false;
+    port->awaited = {};
+    port->pageUncertain = false;
+    port->pageRefills = 0;
     port->ticks = 0;
     switch (m_mode) {
     case JobImagesOnly:

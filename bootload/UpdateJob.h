@@ -103,7 +103,10 @@ private:
     void ErasePage(PortTest* port);
     void SendDataLine(PortTest* port);
     void CheckFirmware(PortTest* port);
+    void ProgramOrRefillPage(PortTest* port);
     void ProgramPage(PortTest* port);
+    static void EndPage(PortTest* port);
+    static void RefillPage(PortTest* port);
     [[nodiscard]] ReplyEffect GotEACK(PortTest* port, QByteArrayView line);
     [[nodiscard]] ReplyEffect GotDACK(PortTest* port, QByteArrayView line);
     [[nodiscard]] ReplyEffect GotPACK(PortTest* port, QByteArrayView line);

@@ -139,9 +139,8 @@ void Board::arrive(const Passed& arrival)
 void Board::takeLine(std::string line, Time now)
 {
     tell(RecordedLine::Way::ToBoard, now, line);
-    const std::string word = wordOf(line);
-    m_finished = m_finished || word == "X";
-    const bool heard = sufferAtCommand(word, line, now);
+    m_finished = m_finished || wordOf(line) == "X";
+    const bool heard = sufferAtCommand(line, now);
     // A fault can have hit the "$" itself: then this is no line any more.
     if (heard && line.front() == '$')
         obey(Command(std::move(line)), now);

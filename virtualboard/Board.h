@@ -105,7 +105,7 @@ private:
     void takeLine(std::string line, Time now);
     void obey(const Command& command, Time now);
     /// Lets the faults strike; returns false when the command is not to be heard.
-    bool sufferAtCommand(const std::string& word, std::string& line, Time now);
+    bool sufferAtCommand(std::string& line, Time now);
     bool strike(const FaultRule& rule, std::string& line, Time now);
     void settle(Outcome outcome, Time now);
     void sendReply(const Pending& pending);

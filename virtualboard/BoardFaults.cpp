@@ -11,10 +11,10 @@ void Board::note(const FaultRule& rule, std::string line, Time now)
     tell(RecordedLine::Way::Note, now, "fault: " + rule.text);
 }
 
-bool Board::sufferAtCommand(const std::string& word, std::string& line, Time now)
+bool Board::sufferAtCommand(std::string& line, Time now)
 {
     bool heard = true;
-    for (const FaultRule& rule : m_faults.atCommand(word)) {
+    for (const FaultRule& rule : m_faults.atCommand(std::string_view(line).substr(1))) {
         note(rule, line, now);
         heard = strike(rule, line, now) && heard;
     }
@@ -24,7 +24,7 @@ bool Board::sufferAtCommand(const std::string& word, std::string& line, Time now
 bool Board::sufferAtReply(const Reply& reply, std::string& bytes)
 {
     bool leaves = true;
-    for (const FaultRule& rule : m_faults.atReply(reply.body.substr(0, reply.body.find(',')))) {
+    for (const FaultRule& rule : m_faults.atReply(reply.body)) {
         note(rule, '$' + reply.body, reply.at);
         leaves = strike(rule, reply, bytes) && leaves;
     }

@@ -143,6 +143,8 @@ Outcome Bootloader::storeBlock(const Command& command, Time now)
         return broken("$F: not a block number and bytes");
     switch (m_images.store(*number, *bytes)) {
     case ImageStore::Block::Stored:
+        return answer("FACK," + hex(*number) + ",0", now,
+            m_images.isWhole() ? m_times.imageEnd : Time::zero());
     case ImageStore::Block::StoredBefore:
         return answer("FACK," + hex(*number) + ",0", now);
     case ImageStore::Block::NoImage:

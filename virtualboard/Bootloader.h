@@ -13,9 +13,10 @@ struct OwnTimes
     Time erase = 0ms; ///< of one page
     Time program = 0ms; ///< of one page
     Time imageErase = 1s; ///< of all images
+    Time imageEnd = 0ms; ///< after the last block of an image
 
     /// What flash chips of this size take.
-    static constexpr OwnTimes realistic() { return {300ms, 45ms, 12ms, 20s}; }
+    static constexpr OwnTimes realistic() { return {300ms, 45ms, 12ms, 20s, 0ms}; }
 };
 
 /// The board's bootloader. It announces itself until it is captured, and then obeys commands that

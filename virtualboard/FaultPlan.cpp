@@ -81,6 +81,16 @@ bool readSetting(std::string_view name, std::string_view value, FaultRule& rule)
     return false;
 }
 
+/// True when `line`, without its "$", begins with the word of `rule` and the fields after it.
+bool isMeant(const FaultRule& rule, std::string_view line)
+{
+    const std::size_t size = rule.word.size();
+    if (size == 0)
+        return true;
+    return line.starts_with(rule.word)
+        && (line.size() == size || line[size] == ',' || line[size] == '*');
+}
+
 } // namespace
 
 std::optional<Time> readTime(std::string_view text, std::string_view plainUnit)
@@ -134,14 +144,14 @@ FaultPlan::FaultPlan(std::vector<FaultRule> rules, std::uint64_t seed) : m_rando
         m_entries.push_back({std::move(rule)});
 }
 
-std::vector<FaultRule> FaultPlan::atCommand(std::string_view word)
+std::vector<FaultRule> FaultPlan::atCommand(std::string_view line)
 {
-    return occasion(word, false);
+    return occasion(line, false);
 }
 
-std::vector<FaultRule> FaultPlan::atReply(std::string_view word)
+std::vector<FaultRule> FaultPlan::atReply(std::string_view line)
 {
-    return occasion(word, true);
+    return occasion(line, true);
 }
 
 std::uint64_t FaultPlan::randomBelow(std::uint64_t limit)
@@ -149,12 +159,11 @@ std::uint64_t FaultPlan::randomBelow(std::uint64_t limit)
     return m_random() % limit;
 }
 
-std::vector<FaultRule> FaultPlan::occasion(std::string_view word, bool reply)
+std::vector<FaultRule> FaultPlan::occasion(std::string_view line, bool reply)
 {
     std::vector<FaultRule> struck;
     for (Entry& entry : m_entries) {
-        const bool meant = entry.rule.word.empty() || entry.rule.word == word;
-        if (meant && entry.rule.isAboutReplies() == reply && strikes(entry))
+        if (isMeant(entry.rule, line) && entry.rule.isAboutReplies() == reply && strikes(entry))
             struck.push_back(entry.rule);
     }
     return struck;

@@ -39,7 +39,7 @@ struct FaultRule
     std::optional<unsigned long> at; ///< strikes at this occasion, the first being 1
     double rate = 0; ///< strikes at any occasion with this probability
     unsigned long times = 0; ///< how often at most; 0 is without limit
-    std::string word; ///< only at lines of this word; empty: at any
+    std::string word; ///< only at lines of this word, and fields ("FACK,262"); empty: at any
     std::optional<Time> length; ///< of a delay, gap, silence or unplugging; none: for good
     unsigned long size = 0; ///< bytes of garbage or of a long line, lines to join
 
@@ -57,10 +57,10 @@ class FaultPlan
 public:
     FaultPlan(std::vector<FaultRule> rules, std::uint64_t seed);
 
-    /// The rules that strike at a command that was received.
-    [[nodiscard]] std::vector<FaultRule> atCommand(std::string_view word);
-    /// The rules that strike at a reply that is to leave.
-    [[nodiscard]] std::vector<FaultRule> atReply(std::string_view word);
+    /// The rules that strike at a command that was received: its line without the "$".
+    [[nodiscard]] std::vector<FaultRule> atCommand(std::string_view line);
+    /// The rules that strike at a reply that is to leave: its line without the "$".
+    [[nodiscard]] std::vector<FaultRule> atReply(std::string_view line);
     /// A random number from 0 to `limit` - 1; `limit` must be above 0.
     [[nodiscard]] std::uint64_t randomBelow(std::uint64_t limit);
 
@@ -72,7 +72,7 @@ private:
         unsigned long struck = 0;
     };
 
-    std::vector<FaultRule> occasion(std::string_view word, bool reply);
+    std::vector<FaultRule> occasion(std::string_view line, bool reply);
     bool strikes(Entry& entry);
 
     std::vector<Entry> m_entries;

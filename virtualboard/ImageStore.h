@@ -48,6 +48,8 @@ public:
     [[nodiscard]] const std::map<std::uint32_t, StoredImage>& images() const { return m_images; }
     /// The number of the image that blocks are expected for.
     [[nodiscard]] std::optional<std::uint32_t> current() const { return m_current; }
+    /// True when that image has all of its blocks.
+    [[nodiscard]] bool isWhole() const { return m_current && m_images.at(*m_current).complete; }
 
 private:
     std::map<std::uint32_t, StoredImage> m_images;

@@ -159,6 +159,7 @@ std::vector<Row> rows(Options& options)
         {"program", "MS", "of a page (0; with --line-rate 12)", time("ms", times.program)},
         {"image-erase", "MS", "of all images (1000; with --line-rate 20000)",
             time("ms", times.imageErase)},
+        {"image-end", "MS", "after an image's last block (0)", time("ms", times.imageEnd)},
         {"fault", "WHAT WHEN", "see below; repeatable",
             [&board](const QString& value) { addFault(value, board); }},
         {"fault-file", "FILE", "faults, one a line",

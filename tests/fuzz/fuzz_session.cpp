@@ -99,8 +99,15 @@ void Dialog::prepare(MemoryPort<PortTest>& port, Input& input) const
     port.flashAddress = kFirmwareStart + input.below(kDataLines + 1) * kDataLineSize;
     port.rxIndex = static_cast<qint16>(input.below(protocol::kLineCapacity));
     std::fill(std::begin(port.rxBuffer), std::end(port.rxBuffer), 'r');
-    port.eraseUnanswered = (flags & 8) != 0;
-    port.lastBlockUnanswered = (flags & 16) != 0;
+    port.pageUncertain = (flags & 8) != 0;
+    port.pageRefills = (flags & 16) != 0 ? kMostPageRefills : 0;
+    port.awaited = {};
+    if ((flags & 32) != 0)
+        port.awaited.noteSent(LineKind::ErasePage, port.flashAddress);
+    if ((flags & 64) != 0)
+        port.awaited.noteSent(LineKind::ImageBlock, port.blockNumber);
+    port.surplusHeldImages.expect((flags & 128) != 0 ? 2 : 0, 0);
+    port.surplusStoredBlocks.expect((flags & 128) != 0 ? 2 : 0, port.blockNumber);
     port.startAddress = 0;
     port.onTheWire = QDeadlineTimer();
     port.written.clear();

@@ -107,8 +107,11 @@ SessionFields DialogFixture::fields(int index)
 void DialogFixture::setFields(const SessionFields& values, int index)
 {
     SessionFields rest = values;
-    port(index).eraseUnanswered = false;
-    port(index).lastBlockUnanswered = false;
+    port(index).awaited = {};
+    port(index).surplusHeldImages = {};
+    port(index).surplusStoredBlocks = {};
+    port(index).pageUncertain = false;
+    port(index).pageRefills = 0;
     for (const NamedField& field : kFields) {
         if (rest.contains(field.name))
             port(index).*field.member = rest.take(field.name);

@@ -71,6 +71,27 @@ void enterFirmware(SessionFixture& session)
     session.step(4);
 }
 
+/// The words of what was sent, one after the other.
+QByteArray takeWords(SessionFixture& session)
+{
+    QByteArray words;
+    const QByteArray sent = session.sent();
+    for (qsizetype start = sent.indexOf('$'); start >= 0; start = sent.indexOf('$', start + 1))
+        words += sent.mid(start, 2);
+    return words;
+}
+
+/// Acknowledges a page's data lines, of which the first one is out, to the last but for what the
+/// last one leads to.
+void fillPage(SessionFixture& session)
+{
+    constexpr int kLines = 64;
+    for (int line = 0; line < kLines; ++line) {
+        (void)session.sent();
+        session.reply("$DACK");
+    }
+}
+
 } // namespace
 
 /// How the firmware is sent.
@@ -152,6 +173,80 @@ private slots:
             session.setFields({{"fwStep", 1}, {"ticks", 4}, {"flashAddress", address}});
             session.step();
             QCOMPARE(session.sent(), framed(dataLine(firmware, address)));
+        }
+    }
+
+    void fillsAPageAgainWhoseDataLineWasSentTwice()
+    {
+        SessionFixture session;
+        session.enterBootloader();
+        session.reply("$EACK");
+        session.step(3);
+        QCOMPARE(takeWords(session), QByteArray("$D"));
+        session.step();
+        QCOMPARE(takeWords(session), QByteArray("$D"));
+        // Three times at most; then it is programmed as it is.
+        constexpr int kEnd = 0x1000;
+        QProgressBar& bar = session.bar("progressBarLoad");
+        for (const char* const next : {"$E", "$E", "$E", "$P"}) {
+            fillPage(session);
+            QCOMPARE(session.sent().left(2), QByteArray(next));
+            QCOMPARE(bar.value(), kEnd);
+            if (QByteArray(next) == "$P")
+                break;
+            QCOMPARE(session.port().flashAddress, kAreaStart);
+            session.reply("$EACK");
+            session.step(4);
+        }
+        // The next page counts from the beginning.
+        session.reply("$PACK");
+        QCOMPARE(session.sent(), framed("$E,2000,1"));
+        session.reply("$EACK");
+        session.step(4);
+        QCOMPARE(takeWords(session), QByteArray("$D$D"));
+        fillPage(session);
+        QCOMPARE(session.sent(), framed("$E,2000,1"));
+        QCOMPARE(bar.value(), 2 * kEnd);
+    }
+
+    void programsAPageWhoseEraseLineAloneWasSentTwice()
+    {
+        SessionFixture session;
+        session.enterBootloader();
+        session.step(4);
+        QCOMPARE(session.sent(), framed("$E,1000,1"));
+        session.reply("$EACK");
+        (void)session.sent();
+        fillPage(session);
+        QCOMPARE(session.sent(), framed("$P,1000,1000"));
+    }
+
+    void fillsAPageAgainAfterASurplusEraseAnswer()
+    {
+        SessionFixture session;
+        session.enterBootloader();
+        session.step(4);
+        session.reply("$EACK");
+        // It has the page's first line sent again.
+        session.reply("$EACK");
+        QCOMPARE(takeWords(session), QByteArray("$E$D$D"));
+        fillPage(session);
+        QCOMPARE(session.sent(), framed("$E,1000,1"));
+    }
+
+    void fillsAPageAgainThatIsNotProgrammed()
+    {
+        SessionFixture session;
+        session.enterBootloader();
+        for (int fill = 0; fill < 4; ++fill) {
+            session.reply("$EACK");
+            (void)session.sent();
+            fillPage(session);
+            session.step(3 * 18);
+            QCOMPARE(takeWords(session), QByteArray("$P$P$P$P"));
+            session.step(17 + 2);
+            // The fourth time it is programmed as it is, without limit.
+            QCOMPARE(session.sent(), framed(fill < 3 ? "$E,1000,1" : "$P,1000,1000"));
         }
     }
 

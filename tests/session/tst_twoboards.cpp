@@ -141,6 +141,63 @@ private slots:
         QCOMPARE(session.sent(1), framed(kHeaderA));
     }
 
+    void sendsNoLineAgainBeforeItsAnswerCanHaveCome_data()
+    {
+        QTest::addColumn<SessionFields>("given");
+        QTest::addColumn<QByteArray>("word");
+        const auto row = [](const char* name, const SessionFields& given, const QByteArray& word) {
+            QTest::newRow(name) << somewhere(given) << word;
+        };
+        const SessionFields image = {{"state", 5}, {"imageIndex", 0}, {"imageWait", 0}};
+        row("erase", {{"state", 11}, {"fwStep", 0}, {"ticks", 4}}, "$E");
+        row("data", {{"state", 11}, {"fwStep", 1}, {"ticks", 4}}, "$D");
+        row("program", {{"state", 11}, {"fwStep", 2}, {"ticks", 18}}, "$P");
+        row("header", with(somewhere(image), {{"imageStep", 0}}), "$I");
+        row("block", with(somewhere(image), {{"imageStep", 1}, {"imageOffset", 0}}), "$F");
+    }
+
+    void sendsNoLineAgainBeforeItsAnswerCanHaveCome()
+    {
+        constexpr int kManyAnswers = 40;
+        QFETCH(SessionFields, given);
+        QFETCH(QByteArray, word);
+        for (const int boards : {1, 2}) {
+            SessionFixture session(JobUpdate, boards);
+            session.setFields(given, 0);
+            if (boards == 2)
+                session.setFields(somewhere({{"state", 11}}), 1);
+            session.step();
+            QCOMPARE(session.sent(0).left(2), word);
+            for (int i = 0; i < kManyAnswers; ++i) {
+                if (boards == 2)
+                    session.reply("$DACK", 1);
+                else
+                    session.step();
+            }
+            // Alone it counts its steps, however fast they come.
+            QCOMPARE(session.sent(0).isEmpty(), boards == 2);
+            session.port(0).awaited.setUnanswerableFor({});
+            session.step(18);
+            QCOMPARE(session.sent(0).left(2), word);
+        }
+    }
+
+    void beginsNoImageAgainBeforeItsLastBlockCanHaveBeenAnswered()
+    {
+        SessionFixture session(JobUpdate, 2);
+        session.setFields(somewhere({{"state", 11}}), 1);
+        session.setFields(somewhere({{"state", 5}, {"imageIndex", 1}, {"imageStep", 1},
+                              {"imageWait", 0}, {"imageOffset", 0}}),
+            0);
+        session.step();
+        QCOMPARE(session.sent(0), framed(blockLine(0, 1)));
+        for (int i = 0; i < 30; ++i)
+            session.reply("$DACK", 1);
+        QCOMPARE(session.sent(0), QByteArray());
+        session.reply("$FACK,00", 0);
+        QCOMPARE(session.sent(0), framed(kHeaderC));
+    }
+
     void probesOnWhileTheOtherWrites()
     {
         SessionFixture session(JobUpdate, 2);

@@ -157,6 +157,23 @@ private slots:
 
     // Images
 
+    void takesItsTimeOverAnImagesLastBlock()
+    {
+        BoardOptions options;
+        options.times.imageEnd = 2s;
+        BoardDriver driver(options);
+        driver.capture();
+        driver.ask("I,03,02,10,09"); // 288 bytes
+        QCOMPARE(driver.ask(BoardDriver::block(0, 256)), std::string("$FACK,00,0"));
+        QCOMPARE(driver.ask(BoardDriver::block(1, 32)), std::string());
+        // What comes meanwhile is answered after it.
+        driver.send("I,03,02,10,09");
+        driver.wait(1s);
+        QCOMPARE(driver.heard(), std::string());
+        driver.wait(1s);
+        QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$FACK,01,0 $IACK,1"));
+    }
+
     void storesAnImageByItsBlocks()
     {
         BoardDriver driver;

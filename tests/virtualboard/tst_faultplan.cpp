@@ -89,6 +89,16 @@ private slots:
         QCOMPARE(driver.ask("E,1000,1"), std::string("$EACK"));
     }
 
+    void countsOnlyTheFieldsThatAreNamed()
+    {
+        BoardDriver driver(with("drop-command at=1 word=E,2000"));
+        driver.capture();
+        QCOMPARE(driver.ask("E,20000,1"), std::string("$EACK"));
+        QCOMPARE(driver.ask("E,1000,1"), std::string("$EACK"));
+        QCOMPARE(driver.ask("E,2000,1"), std::string());
+        QCOMPARE(driver.ask("E,2000,1"), std::string("$EACK"));
+    }
+
     void fallsAlikeForTheSameSeed()
     {
         const auto pattern = [](std::uint64_t seed) {
