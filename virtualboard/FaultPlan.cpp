@@ -52,6 +52,12 @@ bool readCount(std::string_view text, unsigned long& count)
     return readNumber(text, count, unit) && unit.empty() && count > 0 && count <= kLargestSize;
 }
 
+bool readIndex(std::string_view text, std::optional<unsigned long>& index)
+{
+    std::string_view unit;
+    return readNumber(text, index.emplace(), unit) && unit.empty() && *index <= kLargestSize;
+}
+
 bool readRate(std::string_view text, double& rate)
 {
     std::string_view unit;
@@ -74,6 +80,8 @@ bool readSetting(std::string_view name, std::string_view value, FaultRule& rule)
         return (rule.length = readTime(value)).has_value();
     if (name == "bytes" || name == "lines")
         return readCount(value, rule.size);
+    if (name == "board")
+        return readIndex(value, rule.board);
     if (name == "word") {
         rule.word = value;
         return !value.empty();

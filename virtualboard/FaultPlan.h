@@ -40,6 +40,7 @@ struct FaultRule
     double rate = 0; ///< strikes at any occasion with this probability
     unsigned long times = 0; ///< how often at most; 0 is without limit
     std::string word; ///< only at lines of this word, and fields ("FACK,262"); empty: at any
+    std::optional<unsigned long> board; ///< only at that one of several, from 0; none: at each
     std::optional<Time> length; ///< of a delay, gap, silence or unplugging; none: for good
     unsigned long size = 0; ///< bytes of garbage or of a long line, lines to join
 

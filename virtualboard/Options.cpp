@@ -245,7 +245,8 @@ WHAT on a command: drop-command  corrupt-command  garbage [bytes=200]  long-line
                    announce  restart  silence [for=2s]  unplug [for=2s]
 WHAT on a reply:   drop-reply  delay-reply [by=300ms]  double-reply [by=0ms]
                    split-reply [gap=1ms]  join-lines [lines=3]
-WHEN: at=NUMBER or rate=PERCENT%, [word=D] counts lines of that word only, [times=N] at most
+WHEN: at=NUMBER or rate=PERCENT%, [word=D] counts lines of that word only, [times=N] at most,
+      [board=N] at that of several only, from 0
 
 Exit code: 0 flash and images are exactly the release set, 1 they are not or PROGRAM failed,
 2 wrong call.

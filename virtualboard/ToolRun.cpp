@@ -56,6 +56,9 @@ void ToolRun::addBoard(int index, std::unique_ptr<BoardPort> port)
 {
     BoardOptions options = m_options.board;
     options.seed += static_cast<std::uint64_t>(index);
+    std::erase_if(options.faults, [index](const FaultRule& rule) {
+        return rule.board && *rule.board != static_cast<unsigned long>(index);
+    });
     Board& board = m_server.add(std::move(options), std::move(port));
     if (m_options.record.isEmpty() && !m_window)
         return;

@@ -40,6 +40,8 @@ private slots:
         QCOMPARE(*read.length, Time(1500ms));
         QCOMPARE(read.times, 3UL);
         QVERIFY(!read.at);
+        QVERIFY(!read.board);
+        QCOMPARE(*rule("drop-reply at=1 board=0").board, 0UL);
         QCOMPARE(*rule("drop-reply at=120").at, 120UL);
         QVERIFY(!rule("silence at=3").length);
     }
@@ -52,7 +54,7 @@ private slots:
                  "drop-reply rate=101%", "drop-reply rate=nan%", "drop-reply at=1 rate=1%",
                  "delay-reply at=1 by=300", "delay-reply at=1 by=-3ms", "delay-reply at=1 by=1e99s",
                  "garbage at=1 bytes=99999999", "drop-reply at=1 colour=red",
-                 "drop-reply at=1 word="})
+                 "drop-reply at=1 word=", "drop-reply at=1 board=", "drop-reply at=1 board=-1"})
             QTest::newRow(text) << QString::fromLatin1(text);
     }
 

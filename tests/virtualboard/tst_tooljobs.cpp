@@ -116,9 +116,11 @@ private slots:
     void recoversFromFaultsAndSaysThem()
     {
         const QStringList faults{"drop-reply at=50", "split-reply rate=3% times=5"};
-        const Run images
-            = job(QStringLiteral("images"), {"--fault", faults.first(), "--fault", faults.last()});
+        const Run images = job(QStringLiteral("images"),
+            {"--fault", faults.first(), "--fault", faults.last(), "--fault",
+                "restart at=9 board=1"});
         QVERIFY2(images.exitCode == 0, qPrintable(images.output + images.errors));
+        QVERIFY(!images.output.contains(QStringLiteral("s: restart")));
         for (const QString& fault : faults)
             QVERIFY2(images.output.contains(QStringLiteral("s: ") + fault), qPrintable(fault));
     }
