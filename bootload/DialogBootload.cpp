@@ -1,6 +1,7 @@
 #include "bootload/DialogBootload.h"
 
 #include "bootload/CompiledSet.h"
+#include "bootload/Firmware.h"
 #include "bootload/ImageParser.h"
 #include "bootload/Log.h"
 #include "serial/Serial_Connect.h"
@@ -25,38 +26,8 @@ QByteArray manifestText()
 
 } // namespace
 
-/// The dialog as its job sees it.
-class DialogBootload::Host final : public JobHost
-{
-public:
-    explicit Host(DialogBootload& dialog) : m_dialog(dialog) { }
-
-    void Send(PortTest* port, protocol::Line line) override { m_dialog.Send(port, line); }
-    void SendPlain(PortTest* port, QByteArrayView line) override
-    {
-        m_dialog.SendMessage(port, QString::fromUtf8(line));
-    }
-    void CloseAfterSending(PortTest* port) override { DialogBootload::CloseAfterSending(port); }
-    void StepAllPorts() override { m_dialog.StepAllPorts(); }
-    void Report(const QString& text) override
-    {
-        m_dialog.ui->textEdit->append(text);
-        qCDebug(logJob).noquote() << text;
-    }
-    void ShowProgramProgress(int step) override { m_dialog.ui->progressBarLoad->setValue(step); }
-    void ShowImageProgress(int bytes) override { m_dialog.ui->progressBarVerify->setValue(bytes); }
-    void ShowUnitVersion(const QString& unitVersion) override
-    {
-        m_dialog.ui->label_UnitVersion->setText(QStringLiteral("Unit Version: ") + unitVersion);
-    }
-
-private:
-    DialogBootload& m_dialog;
-};
-
 DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidget* parent)
-    : QDialog(parent), ui(new Ui_DialogBootload), mode(jobMode),
-      host(std::make_unique<Host>(*this)), job(jobMode, images, *host)
+    : QDialog(parent), ui(new Ui_DialogBootload), mode(jobMode), job(mode, images)
 {
     ui->setupUi(this);
     serial = serialService;
@@ -75,7 +46,7 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     }
     FindPorts();
     ReadManifest();
-    ui->progressBarVerify->setMaximum(job.BytesBefore(images.size()));
+    ui->progressBarVerify->setMaximum(job.SentImages().BytesBefore(images.size()));
     ui->progressBarVerify->setMinimum(0);
     // Versions are shown as they stand, whatever is in them.
     for (QLabel* label : {ui->label_UpdateVersion, ui->label_UnitVersion})
@@ -163,7 +134,40 @@ void DialogBootload::StepAllPorts()
 
 void DialogBootload::BootloadProcess(PortTest* port)
 {
-    job.Step(port);
+    Apply(port, job.Step(*port));
+}
+
+void DialogBootload::Apply(PortTest* port, Effect effect)
+{
+    // The line leaves before all else, and the other ports' lines before anything is shown: that
+    // takes longer than a line. A port closes after its last line, and opens after it was closed.
+    if (effect.line)
+        Send(port, *effect.line);
+    if (!effect.plainLine.isEmpty())
+        SendMessage(port, QString::fromUtf8(effect.plainLine));
+    if (effect.closeAfterSending)
+        CloseAfterSending(port);
+    if (effect.reopenAt) {
+        port->setBaudRate(*effect.reopenAt, QSerialPort::AllDirections);
+        OpenPort(*port);
+    }
+    if (effect.stepAllPorts)
+        StepAllPorts();
+    Show(effect);
+}
+
+void DialogBootload::Show(const Effect& effect)
+{
+    if (!effect.report.isEmpty()) {
+        ui->textEdit->append(effect.report);
+        qCDebug(logJob).noquote() << effect.report;
+    }
+    if (effect.programProgress)
+        ui->progressBarLoad->setValue(*effect.programProgress);
+    if (effect.imageProgress)
+        ui->progressBarVerify->setValue(*effect.imageProgress);
+    if (effect.unitVersion)
+        ui->label_UnitVersion->setText(QStringLiteral("Unit Version: ") + *effect.unitVersion);
 }
 
 void DialogBootload::GotMessage(PortTest* port, QString Msg)
@@ -176,7 +180,7 @@ void DialogBootload::GotMessage(PortTest* port, QString Msg)
         return;
     qCDebug(logWire).noquote().nospace()
         << port->portName() << " RX " << QString::fromUtf8(line.trimmed());
-    job.TakeReply(port, line);
+    Apply(port, job.TakeReply(*port, line));
 }
 
 void DialogBootload::close(int i)

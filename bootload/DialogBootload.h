@@ -10,8 +10,6 @@
 #include <QList>
 #include <QTimer>
 
-#include <memory>
-
 class DialogBootloadProbe;
 class QLabel;
 class QSerialPortInfo;
@@ -96,17 +94,19 @@ public slots:
 
 private:
     friend class DialogBootloadProbe;
-    class Host;
 
     // Construction (DialogBootload.cpp)
     void ReadManifest();
     [[nodiscard]] QString Title() const;
 
-    // The job's surroundings (DialogBootload.cpp)
+    // What the job wants done (DialogBootload.cpp)
+    void Apply(PortTest* port, Effect effect);
+    void Show(const Effect& effect);
     void StepAllPorts();
 
     // Ports (Ports.cpp)
     void CapturePort(const QSerialPortInfo& info);
+    static bool OpenPort(PortTest& port);
     static void CloseAfterSending(PortTest* port);
 
     // Framing (Framing.cpp)
@@ -134,6 +134,5 @@ private:
     QElapsedTimer txPainted;
     QElapsedTimer rxPainted;
 
-    std::unique_ptr<Host> host;
     UpdateJob job;
 };

@@ -1,13 +1,86 @@
-// The firmware's way to the board: erase a page, fill it, program it, for each of its pages.
+#include "bootload/Firmware.h"
 
 #include "bootload/CompiledSet.h"
 #include "bootload/Log.h"
-#include "bootload/UpdateJob.h"
 #include "protocol/WireText.h"
 
 using protocol::hexValue;
+using protocol::replyField;
 
 namespace {
+
+/// True when a step of `port` sends its firmware line, `ticks` steps after the one before it.
+bool lineIsDue(const PortTest& port, qint32 ticks)
+{
+    return port.ticks >= ticks && port.answers.mayBeGivenUp();
+}
+
+protocol::Line erasePage(PortTest& port)
+{
+    port.ticks = 0;
+    port.fwStep = FirmwareData;
+    port.answers.noteSent(LineKind::ErasePage, port.flashAddress);
+    return protocol::erasePageLine(port.flashAddress);
+}
+
+protocol::Line dataLine(PortTest& port)
+{
+    port.ticks = 0;
+    port.answers.noteSent(LineKind::Data, port.flashAddress);
+    return protocol::dataLine(port.flashAddress, readFirmware(port.file, port.flashAddress));
+}
+
+protocol::Line checkFirmware(PortTest& port)
+{
+    port.ticks = 0;
+    const protocol::Line line = protocol::checkFirmwareLine();
+    qCDebug(logJob) << line.view();
+    return line;
+}
+
+protocol::Line programPage(PortTest& port)
+{
+    port.ticks = 0;
+    port.answers.noteSent(LineKind::ProgramPage, port.flashAddress);
+    qCDebug(logJob) << "Left to write" << protocol::kFirmwareLast - port.flashAddress;
+    // The address has moved on to the end of the page by now.
+    return protocol::programPageLine(port.flashAddress - protocol::kPageSize);
+}
+
+/// Begins the page that ends at the flash address again.
+void refillPage(PortTest& port)
+{
+    port.flashAddress -= protocol::kPageSize;
+    qCDebug(logJob) << "Page is filled again:" << Qt::hex << port.flashAddress;
+    ++port.pageRefills;
+    port.fwStep = FirmwareErase;
+    port.ticks = kDataTicks;
+}
+
+std::optional<protocol::Line> programOrRefillPage(PortTest& port)
+{
+    // A board that does not program a page with a line missing does not answer, however often it is
+    // asked.
+    const bool inVain = port.answers.awaited() == LineKind::ProgramPage
+        && port.answers.times() >= kMostProgramLines;
+    if (!inVain || port.pageRefills >= kMostPageRefills)
+        return programPage(port);
+    refillPage(port);
+    return {};
+}
+
+/// The last line of the page has been acknowledged.
+void endPage(PortTest& port)
+{
+    // Nothing tells the answers to a line that was sent twice from those to the lines after it: one
+    // of these may be missing unnoticed.
+    if (port.answers.dataWasRepeated() && port.pageRefills < kMostPageRefills) {
+        refillPage(port);
+        return;
+    }
+    port.fwStep = FirmwareProgram;
+    port.ticks = kProgramTicks;
+}
 
 /// True when the read-back line carries the firmware bytes `expected`.
 bool matchesFirmware(QByteArrayView line, const DataLineBytes& expected)
@@ -20,12 +93,6 @@ bool matchesFirmware(QByteArrayView line, const DataLineBytes& expected)
         ++index;
     }
     return true;
-}
-
-/// True when a step of `port` sends its firmware line, `ticks` steps after the one before it.
-bool lineIsDue(const PortTest& port, qint32 ticks)
-{
-    return port.ticks >= ticks && port.awaited.mayBeGivenUp();
 }
 
 } // namespace
@@ -46,10 +113,10 @@ int firmwareProgress(int address)
     return kBetween;
 }
 
-void UpdateJob::LoadStartAddress(PortTest* port)
+void Firmware::Start(PortTest& port)
 {
     constexpr qint64 kAddressBytes = 4;
-    QFile& file = port->file;
+    QFile& file = port.file;
     file.close();
     file.setFileName(kResourcePrefix + kAddressFile);
     qCDebug(logJob) << (file.exists() ? "File exists Address.bin" : "Cannot find file Address.bin");
@@ -59,203 +126,138 @@ void UpdateJob::LoadStartAddress(PortTest* port)
         qCDebug(logJob) << "Opened address.bin";
         bytes = file.read(kAddressBytes);
     }
-    port->startAddress = startAddressOf(bytes);
+    port.startAddress = startAddressOf(bytes);
+    port.flashAddress = protocol::kFirmwareStart;
+    port.fwStep = FirmwareErase;
+    port.ticks = 0;
+    port.pageRefills = 0;
+    port.answers = {};
 }
 
-void UpdateJob::OpenFirmware(PortTest* port)
+void Firmware::Open(PortTest& port)
 {
-    QFile& file = port->file;
+    QFile& file = port.file;
     file.close();
     file.setFileName(kResourcePrefix + kFirmwareFile);
     if (file.open(QIODevice::ReadOnly))
         qCDebug(logJob) << "Opened " << file.fileName();
 }
 
-void UpdateJob::StepFirmware(PortTest* port)
+Effect Firmware::Step(PortTest& port)
 {
+    Effect effect;
     // In this order: right after an erase its page's data is tried in the same step, too early on
     // purpose, since `ticks` has just become 0.
-    if (port->fwStep == FirmwareErase && lineIsDue(*port, kDataTicks))
-        ErasePage(port);
-    if (port->fwStep == FirmwareData && lineIsDue(*port, kDataTicks)) {
+    if (port.fwStep == FirmwareErase && lineIsDue(port, kDataTicks))
+        effect.line = erasePage(port);
+    if (port.fwStep == FirmwareData && lineIsDue(port, kDataTicks)) {
         // Data for a page that the board has not erased would be lost.
-        if (port->awaited.kind() == LineKind::ErasePage)
-            ErasePage(port);
-        else
-            SendDataLine(port);
+        const bool erased = port.answers.awaited() != LineKind::ErasePage;
+        effect.line = erased ? dataLine(port) : erasePage(port);
     }
-    if (port->fwStep == FirmwareProgram && lineIsDue(*port, kProgramTicks)) {
-        if (port->phase == PhaseChecking)
-            CheckFirmware(port);
-        else if (port->phase == PhaseWriting)
-            ProgramOrRefillPage(port);
+    if (port.fwStep == FirmwareProgram && lineIsDue(port, kProgramTicks)) {
+        if (port.phase == PhaseChecking)
+            effect.line = checkFirmware(port);
+        else if (port.phase == PhaseWriting)
+            effect.line = programOrRefillPage(port);
     }
-    if (port->fwStep == FirmwareProgramChecked && lineIsDue(*port, kProgramTicks)
-        && port->phase == PhaseChecking)
-        ProgramPage(port);
-    ++port->ticks;
+    if (port.fwStep == FirmwareProgramChecked && lineIsDue(port, kProgramTicks)
+        && port.phase == PhaseChecking)
+        effect.line = programPage(port);
+    ++port.ticks;
+    return effect;
 }
 
-void UpdateJob::ErasePage(PortTest* port)
+Outcome Firmware::GotEACK(PortTest& port, QByteArrayView)
 {
-    port->ticks = 0;
-    m_host.Send(port, protocol::erasePageLine(port->flashAddress));
-    port->awaited.noteSent(LineKind::ErasePage, port->flashAddress);
-    port->pageUncertain = false;
-    port->fwStep = FirmwareData;
-}
-
-void UpdateJob::SendDataLine(PortTest* port)
-{
-    port->ticks = 0;
-    const DataLineBytes bytes = readFirmware(port->file, port->flashAddress);
-    m_host.Send(port, protocol::dataLine(port->flashAddress, bytes));
-    port->awaited.noteSent(LineKind::Data, port->flashAddress);
-    if (port->awaited.times() > 1)
-        port->pageUncertain = true;
-}
-
-void UpdateJob::CheckFirmware(PortTest* port)
-{
-    port->ticks = 0;
-    const protocol::Line line = protocol::checkFirmwareLine();
-    m_host.Send(port, line);
-    qCDebug(logJob) << line.view();
-}
-
-void UpdateJob::ProgramOrRefillPage(PortTest* port)
-{
-    // A board that does not program a page with a line missing does not answer, however often it is
-    // asked.
-    const bool inVain = port->awaited.kind() == LineKind::ProgramPage
-        && port->awaited.times() >= kMostProgramLines;
-    if (inVain && port->pageRefills < kMostPageRefills)
-        RefillPage(port);
-    else
-        ProgramPage(port);
-}
-
-void UpdateJob::ProgramPage(PortTest* port)
-{
-    port->ticks = 0;
-    // The address has moved on to the end of the page by now.
-    m_host.Send(port, protocol::programPageLine(port->flashAddress - protocol::kPageSize));
-    port->awaited.noteSent(LineKind::ProgramPage, port->flashAddress);
-    qCDebug(logJob) << "Left to write" << protocol::kFirmwareLast - port->flashAddress;
-}
-
-ReplyEffect UpdateJob::GotEACK(PortTest* port, QByteArrayView)
-{
-    const bool writes = port->phase == PhaseWriting || port->phase == PhaseChecking;
-    const bool erases = port->fwStep == FirmwareErase || port->fwStep == FirmwareData;
-    if (port->state != StateFirmware || !writes || !erases)
+    const bool writes = port.phase == PhaseWriting || port.phase == PhaseChecking;
+    const bool erases = port.fwStep == FirmwareErase || port.fwStep == FirmwareData;
+    if (port.state != StateFirmware || !writes || !erases)
         return {.acts = false};
-    port->awaited.noteAnswered(LineKind::ErasePage);
-    port->fwStep = FirmwareData;
-    port->ticks = kDataTicks;
-    return {.stepAllPorts = true};
+    port.answers.noteAnswered(LineKind::ErasePage);
+    port.fwStep = FirmwareData;
+    port.ticks = kDataTicks;
+    return {.effect = {.stepAllPorts = true}};
 }
 
-ReplyEffect UpdateJob::GotDACK(PortTest* port, QByteArrayView)
+Outcome Firmware::GotDACK(PortTest& port, QByteArrayView)
 {
-    const bool writes = port->phase >= PhaseWriting && port->phase <= PhaseFirmwareDone;
-    if (port->state != StateFirmware || !writes || port->fwStep != FirmwareData)
+    const bool writes = port.phase >= PhaseWriting && port.phase <= PhaseFirmwareDone;
+    if (port.state != StateFirmware || !writes || port.fwStep != FirmwareData)
         return {.acts = false};
     // Left over from the page before: counted for this one, its first line would never be sent.
-    if (port->awaited.kind() == LineKind::ErasePage)
+    if (port.answers.awaited() == LineKind::ErasePage)
         return {.acts = false};
-    port->awaited.noteAnswered(LineKind::Data);
-    port->ticks = kDataTicks;
-    port->flashAddress += protocol::kDataLineSize;
-    ReplyEffect effect{.stepAllPorts = true};
+    port.answers.noteAnswered(LineKind::Data);
+    port.ticks = kDataTicks;
+    port.flashAddress += protocol::kDataLineSize;
+    Effect effect{.stepAllPorts = true};
     // The bar does not step back while a page is filled again: it stands at its end.
-    if (port->pageRefills == 0)
-        effect.programProgress = firmwareProgress(port->flashAddress);
-    if (port->flashAddress % protocol::kPageSize == 0)
-        EndPage(port);
-    return effect;
+    if (port.pageRefills == 0)
+        effect.programProgress = firmwareProgress(port.flashAddress);
+    if (port.flashAddress % protocol::kPageSize == 0)
+        endPage(port);
+    return {.effect = effect};
 }
 
-void UpdateJob::EndPage(PortTest* port)
+Outcome Firmware::GotPACK(PortTest& port, QByteArrayView)
 {
-    if (port->pageUncertain && port->pageRefills < kMostPageRefills) {
-        RefillPage(port);
-        return;
-    }
-    port->fwStep = FirmwareProgram;
-    port->ticks = kProgramTicks;
-}
-
-void UpdateJob::RefillPage(PortTest* port)
-{
-    port->flashAddress -= protocol::kPageSize;
-    qCDebug(logJob) << "Page is filled again:" << Qt::hex << port->flashAddress;
-    ++port->pageRefills;
-    port->fwStep = FirmwareErase;
-    port->ticks = kDataTicks;
-}
-
-ReplyEffect UpdateJob::GotPACK(PortTest* port, QByteArrayView)
-{
-    ReplyEffect effect{.stepAllPorts = true};
-    const bool writes = port->phase == PhaseWriting && port->fwStep == FirmwareProgram;
-    const bool checks = port->phase == PhaseChecking && port->fwStep == FirmwareProgramChecked;
-    if (port->state != StateFirmware || !(writes || checks))
+    const bool writes = port.phase == PhaseWriting && port.fwStep == FirmwareProgram;
+    const bool checks = port.phase == PhaseChecking && port.fwStep == FirmwareProgramChecked;
+    if (port.state != StateFirmware || !(writes || checks))
         return {.acts = false};
-    if (checks || port->flashAddress >= protocol::kFirmwareLast) {
-        port->flashAddress = protocol::kFirmwareStart;
-        port->phase = PhaseFirmwareDone;
-        effect.programProgress = firmwareProgressSteps();
-        if (checks)
-            port->state = StateAskMainVersion;
-        else
-            StartImages(port);
+    Outcome outcome{.effect = {.stepAllPorts = true}};
+    port.answers.noteAnswered(LineKind::ProgramPage);
+    port.pageRefills = 0;
+    port.fwStep = FirmwareErase;
+    port.ticks = kDataTicks;
+    if (checks || port.flashAddress >= protocol::kFirmwareLast) {
+        port.flashAddress = protocol::kFirmwareStart;
+        port.phase = PhaseFirmwareDone;
+        outcome.effect.programProgress = firmwareProgressSteps();
+        outcome.follows = checks ? Follows::Versions : Follows::Images;
     }
-    port->awaited.noteAnswered(LineKind::ProgramPage);
-    port->pageRefills = 0;
-    port->fwStep = FirmwareErase;
-    port->ticks = kDataTicks;
-    return effect;
+    return outcome;
 }
 
 // Dormant, like all that belongs to the checking: nothing sets `PhaseChecking`.
-ReplyEffect UpdateJob::GotCACK(PortTest* port, QByteArrayView)
+Outcome Firmware::GotCACK(PortTest& port, QByteArrayView)
 {
-    if (port->state != StateFirmware || port->phase != PhaseChecking
-        || port->fwStep != FirmwareProgram)
+    if (port.state != StateFirmware || port.phase != PhaseChecking
+        || port.fwStep != FirmwareProgram)
         return {.acts = false};
-    port->fwStep = FirmwareProgramChecked;
-    port->ticks = kProgramTicks;
-    return {.stepAllPorts = true};
+    port.fwStep = FirmwareProgramChecked;
+    port.ticks = kProgramTicks;
+    return {.effect = {.stepAllPorts = true}};
 }
 
-ReplyEffect UpdateJob::GotVACK(PortTest* port, QByteArrayView line)
+Outcome Firmware::GotVACK(PortTest& port, QByteArrayView line)
 {
-    // Above this address the board keeps data of its own: differences there do not count.
+    // Above this address differences do not count: prescribed so.
     constexpr quint32 kLastCompared = 0xEFF97;
     constexpr int kFieldsAfterWord = 1 + protocol::kDataLineSize;
 
-    if (port->phase != PhaseFirmwareDone
+    if (port.phase != PhaseFirmwareDone
         || protocol::WireText::fieldCount(line.data()) < kFieldsAfterWord)
         return {.acts = false};
-    // The number of the session's state is taken for the address that it waits for, as the board's
-    // protocol has it; a line for any other address is ignored.
+    // The number of the session's state is taken for the address that it waits for: prescribed so.
+    // A line for any other address is ignored.
     const quint32 address = hexValue(replyField(line, 1));
-    if (address != static_cast<quint32>(port->state))
+    if (address != static_cast<quint32>(port.state))
         return {.acts = false};
 
-    ReplyEffect effect{.stepAllPorts = true};
-    port->ticks = kDataTicks;
-    if (matchesFirmware(line, readFirmware(port->file, address)) || address > kLastCompared) {
-        port->flashAddress = static_cast<qint32>(address) + protocol::kDataLineSize;
-        effect.imageProgress = firmwareProgress(port->flashAddress);
-        if (port->flashAddress >= protocol::kFirmwareLast) {
-            port->phase = PhaseVerified;
-            m_host.Report(QStringLiteral("Veify Finished"));
+    Effect effect{.stepAllPorts = true};
+    port.ticks = kDataTicks;
+    if (matchesFirmware(line, readFirmware(port.file, address)) || address > kLastCompared) {
+        port.flashAddress = static_cast<qint32>(address) + protocol::kDataLineSize;
+        effect.imageProgress = firmwareProgress(port.flashAddress);
+        if (port.flashAddress >= protocol::kFirmwareLast) {
+            port.phase = PhaseVerified;
+            effect.report = QStringLiteral("Veify Finished");
             effect.imageProgress = firmwareProgressSteps();
         }
     } else {
-        m_host.Report(QStringLiteral("Veify Failed"));
+        effect.report = QStringLiteral("Veify Failed");
     }
-    return effect;
+    return {.effect = effect};
 }

@@ -85,7 +85,7 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         // The answers of one board hurry the waits of all the others. With a single port there is
         // nobody to hurry them.
         if (ports.size() > 1)
-            port->awaited.setUnanswerableFor(wireTime + kAnswerTime);
+            port->answers.setUnanswerableFor(wireTime + kAnswerTime);
     }
     qCDebug(logWire).noquote().nospace() << port->portName() << (sends ? " TX " : " not sent ")
                                          << QString::fromUtf8(bytes.trimmed());

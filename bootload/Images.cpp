@@ -1,212 +1,194 @@
-// The images' way to the board: announce one, send its blocks, go on to the next; or erase them
-// all.
+#include "bootload/Images.h"
 
 #include "bootload/Log.h"
-#include "bootload/UpdateJob.h"
 #include "protocol/Commands.h"
 #include "protocol/WireText.h"
 
 using protocol::hexValue;
+using protocol::replyField;
 
-void UpdateJob::StartImages(PortTest* port)
+void Images::Start(PortTest& port)
 {
-    port->state = StateSendImages;
-    port->imageIndex = 0;
-    port->imageOffset = 0;
-    port->imageStep = ImageRestart;
-    port->imageWait = 0;
-    port->awaited.giveUp();
-    port->surplusHeldImages = {};
-    port->surplusStoredBlocks = {};
+    port.imageIndex = 0;
+    port.imageOffset = 0;
+    port.imageStep = ImageRestart;
+    port.imageWait = 0;
+    port.answers = {};
 }
 
-void UpdateJob::StepSendImages(PortTest* port)
+Outcome Images::Step(PortTest& port) const
 {
-    // No image is left: an empty manifest, or the board has skipped the last one.
-    if (port->imageIndex >= m_images.size()) {
-        FinishSession(port);
-        return;
+    // Only an empty manifest leads here without an image.
+    if (port.imageIndex >= m_list.size())
+        return {.follows = Follows::Finish};
+    if (port.imageWait != 0) {
+        --port.imageWait;
+        return {};
     }
-    if (port->imageWait != 0) {
-        --port->imageWait;
-        return;
+    if (port.imageStep == ImageRestart) {
+        port.imageStep = ImageAnnounce;
+        port.imageWait = kImageRestartWait;
+        return {};
     }
-    if (port->imageStep == ImageRestart) {
-        port->imageStep = ImageAnnounce;
-        port->imageWait = kImageRestartWait;
-        return;
-    }
-    if (!port->awaited.mayBeGivenUp())
-        return;
-    if (port->imageStep == ImageAnnounce)
-        SendImageHeader(port);
-    else if (port->imageStep == ImageBlocks)
-        SendImageBlock(port);
+    if (!port.answers.mayBeGivenUp())
+        return {};
+    if (port.imageStep == ImageAnnounce)
+        return {.effect = {.line = Header(port)}};
+    if (port.imageStep == ImageBlocks)
+        return {.effect = {.line = Block(port)}};
+    return {};
 }
 
-void UpdateJob::SendImageHeader(PortTest* port)
+protocol::Line Images::Header(PortTest& port) const
 {
-    const ImageFile& image = m_images.at(port->imageIndex);
-    port->imageOffset = 0;
-    port->imageWait = kImageAnswerWait;
-    m_host.Send(
-        port, protocol::imageLine(image.imageName, image.imageVersion, image.width, image.height));
-    port->awaited.noteSent(LineKind::ImageHeader, port->imageIndex);
+    const ImageFile& image = m_list.at(port.imageIndex);
+    port.imageOffset = 0;
+    port.imageWait = kImageAnswerWait;
+    port.answers.noteSent(LineKind::ImageHeader, port.imageIndex);
+    return protocol::imageLine(image.imageName, image.imageVersion, image.width, image.height);
 }
 
-void UpdateJob::SendImageBlock(PortTest* port)
+protocol::Line Images::Block(PortTest& port) const
 {
-    const QByteArray& pixels = m_images.at(port->imageIndex).data;
-    port->blockNumber = port->imageOffset / protocol::kBlockSize;
-    const QByteArray block = pixels.mid(port->imageOffset, protocol::kBlockSize);
-    port->imageWait = kImageAnswerWait;
+    const QByteArray& pixels = m_list.at(port.imageIndex).data;
+    port.blockNumber = port.imageOffset / protocol::kBlockSize;
+    const QByteArray block = pixels.mid(port.imageOffset, protocol::kBlockSize);
+    port.imageWait = kImageAnswerWait;
     // The last block of an image is not sent again alone: without its acknowledgement the image is
     // begun again.
-    if (port->imageOffset + block.size() >= pixels.size())
-        port->imageStep = ImageRestart;
-    m_host.Send(port, protocol::blockLine(port->blockNumber, block));
-    port->awaited.noteSent(LineKind::ImageBlock, port->blockNumber);
+    if (port.imageOffset + block.size() >= pixels.size())
+        port.imageStep = ImageRestart;
+    port.answers.noteSent(LineKind::ImageBlock, port.blockNumber);
+    return protocol::blockLine(port.blockNumber, block);
 }
 
-ReplyEffect UpdateJob::GotIACK(PortTest* port, QByteArrayView line)
+Outcome Images::GotIACK(PortTest& port, QByteArrayView line) const
 {
-    if (port->state != StateSendImages)
+    if (port.state != StateSendImages)
         return {.acts = false};
-    ReplyEffect effect{.stepAllPorts = true};
+    Outcome outcome{.effect = {.stepAllPorts = true}};
     const QByteArrayView answer = replyField(line, 1);
     if (answer == "0") {
         // Repeated, it must not take a session on that sends blocks already.
-        if (port->imageStep != ImageAnnounce)
+        if (port.imageStep != ImageAnnounce)
             return {.acts = false};
-        port->imageStep = ImageBlocks;
-        port->awaited.noteAnswered(LineKind::ImageHeader);
+        port.imageStep = ImageBlocks;
+        port.answers.giveUp();
     } else if (answer == "1") {
         // It names no image: one that answers a header that was sent again is not the next one's.
-        if (port->surplusHeldImages.take(0))
+        if (port.answers.takeSurplus(LineKind::ImageHeader))
             return {.acts = false};
-        port->surplusHeldImages.expect(port->awaited.noteAnswered(LineKind::ImageHeader), 0);
-        NextImage(port);
-        effect.imageProgress = ImageProgress(port);
+        port.answers.noteAnswered(LineKind::ImageHeader);
+        outcome.follows = NextImage(port);
+        outcome.effect.imageProgress = Progress(port);
     }
     // Any other answer is taken for one that says nothing: what waits for it goes on at once.
-    port->imageWait = 0;
-    return effect;
+    port.imageWait = 0;
+    return outcome;
 }
 
-ReplyEffect UpdateJob::GotFACK(PortTest* port, QByteArrayView line)
+Outcome Images::GotFACK(PortTest& port, QByteArrayView line) const
 {
-    if (port->state != StateSendImages)
+    if (port.state != StateSendImages)
         return {.acts = false};
-    const quint32 block = hexValue(replyField(line, 1));
+    const auto block = static_cast<qint32>(hexValue(replyField(line, 1)));
     const QByteArrayView flag = replyField(line, 2);
-    qCDebug(logJob) << "FACK" << block << flag;
-    const bool current = block == static_cast<quint32>(port->blockNumber);
+    qCDebug(logJob) << "FACK" << static_cast<quint32>(block) << flag;
+    const bool current = block == port.blockNumber;
     const bool skip = !current && flag == "1";
     // Between an image's header and its first block only a skip can be meant for it: any other
     // answer is a late one of the image before. While the image waits to be begun again its header
     // is not out yet, and the late answer to its last block ends it.
-    const bool lateEnd = current && port->awaited.kind() == LineKind::ImageBlock;
-    if (port->imageStep == ImageAnnounce && !skip && !lateEnd)
+    const bool lateEnd = current && port.answers.awaited() == LineKind::ImageBlock;
+    if (port.imageStep == ImageAnnounce && !skip && !lateEnd)
         return {.acts = false};
-
     // An answer to a block that was sent again would have the next one sent twice as well, and so
     // on.
-    if (!current && !skip && port->surplusStoredBlocks.take(static_cast<qint32>(block)))
+    if (!current && !skip && port.answers.takeSurplus(LineKind::ImageBlock, block))
         return {.acts = false};
 
-    ReplyEffect effect{.stepAllPorts = true};
+    Outcome outcome{.effect = {.stepAllPorts = true}};
     if (current) {
-        BlockStored(port);
-        effect.imageProgress = ImageProgress(port);
+        outcome.follows = BlockStored(port);
+        outcome.effect.imageProgress = Progress(port);
     } else if (skip) {
-        NextImage(port);
-        effect.imageProgress = BytesBefore(port->imageIndex);
+        outcome.follows = NextImage(port);
+        outcome.effect.imageProgress = BytesBefore(port.imageIndex);
     }
-    port->imageWait = 0;
-    return effect;
+    port.imageWait = 0;
+    return outcome;
 }
 
-void UpdateJob::BlockStored(PortTest* port)
+Follows Images::BlockStored(PortTest& port) const
 {
-    port->surplusStoredBlocks.expect(
-        port->awaited.noteAnswered(LineKind::ImageBlock), port->blockNumber);
-    port->imageOffset += protocol::kBlockSize;
-    if (port->imageIndex < m_images.size()
-        && port->imageOffset < m_images.at(port->imageIndex).data.size())
-        return;
-    port->imageOffset = 0;
-    port->imageStep = ImageAnnounce;
-    NextImage(port);
+    port.answers.noteAnswered(LineKind::ImageBlock);
+    port.imageOffset += protocol::kBlockSize;
+    if (port.imageIndex < m_list.size()
+        && port.imageOffset < m_list.at(port.imageIndex).data.size())
+        return Follows::Nothing;
+    port.imageOffset = 0;
+    port.imageStep = ImageAnnounce;
+    return NextImage(port);
 }
 
-void UpdateJob::NextImage(PortTest* port)
+Follows Images::NextImage(PortTest& port) const
 {
-    ++port->imageIndex;
-    port->awaited.giveUp();
-    if (port->imageIndex >= m_images.size())
-        FinishSession(port);
+    ++port.imageIndex;
+    port.answers.giveUp();
+    return port.imageIndex >= m_list.size() ? Follows::Finish : Follows::Nothing;
 }
 
-int UpdateJob::BytesBefore(qsizetype index) const
+int Images::BytesBefore(qsizetype index) const
 {
     qsizetype bytes = 0;
-    for (qsizetype i = 0; i < qMin(index, m_images.size()); ++i)
-        bytes += m_images.at(i).data.size();
+    for (qsizetype i = 0; i < qMin(index, m_list.size()); ++i)
+        bytes += m_list.at(i).data.size();
     return static_cast<int>(bytes);
 }
 
-int UpdateJob::ImageProgress(const PortTest* port) const
+int Images::Progress(const PortTest& port) const
 {
-    return BytesBefore(port->imageIndex) + port->imageOffset;
+    return BytesBefore(port.imageIndex) + port.imageOffset;
 }
 
-// Erasing them
-
-void UpdateJob::StartErasingImages(PortTest* port)
+void Images::StartErasing(PortTest& port)
 {
-    port->state = StateEraseImages;
-    port->imageIndex = 0;
-    port->imageOffset = 0;
-    port->imageStep = EraseSend;
-    port->imageWait = 1;
+    port.imageIndex = 0;
+    port.imageOffset = 0;
+    port.imageStep = EraseSend;
+    port.imageWait = 1;
 }
 
-void UpdateJob::StepEraseImages(PortTest* port)
+Effect Images::StepErasing(PortTest& port)
 {
-    if (port->imageStep != EraseSend && port->imageStep != EraseWait)
-        return;
-    if (port->imageWait != 0) {
-        --port->imageWait;
-    } else if (port->imageStep == EraseSend) {
-        SendEraseImages(port);
-    } else {
-        port->imageStep = EraseSend;
-        m_host.Report(QStringLiteral("Command Timedout"));
+    if (port.imageStep != EraseSend && port.imageStep != EraseWait)
+        return {};
+    if (port.imageWait != 0) {
+        --port.imageWait;
+        return {};
     }
-}
-
-void UpdateJob::SendEraseImages(PortTest* port)
-{
-    m_host.Report(QStringLiteral("Send Erase All messages Command takes around 20 seconds"));
-    m_host.Send(port, protocol::Line(protocol::kEraseImages));
-    port->imageStep = EraseWait;
+    if (port.imageStep == EraseWait) {
+        port.imageStep = EraseSend;
+        return {.report = QStringLiteral("Command Timedout")};
+    }
+    port.imageStep = EraseWait;
     // The step that sends counts as the first of the wait.
-    port->imageWait = kImageAnswerWait - 1;
+    port.imageWait = kImageAnswerWait - 1;
+    return {.line = protocol::Line(protocol::kEraseImages),
+        .report = QStringLiteral("Send Erase All messages Command takes around 20 seconds")};
 }
 
-ReplyEffect UpdateJob::GotAACK(PortTest* port, QByteArrayView line)
+Outcome Images::GotAACK(PortTest& port, QByteArrayView line)
 {
-    if (port->state != StateEraseImages)
+    if (port.state != StateEraseImages)
         return {.acts = false};
     qCDebug(logJob) << line;
     switch (hexValue(replyField(line, 1))) {
     case 1:
-        m_host.Report(QStringLiteral("Images Erased"));
-        FinishSession(port);
-        break;
+        return {.effect = {.report = QStringLiteral("Images Erased")}, .follows = Follows::Finish};
     case 0:
-        port->imageStep = EraseWait;
-        port->imageWait = kEraseGoingOnWait;
+        port.imageStep = EraseWait;
+        port.imageWait = kEraseGoingOnWait;
         break;
     default:
         break;

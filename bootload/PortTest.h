@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bootload/SentLine.h"
+#include "bootload/Answers.h"
 #include "bootload/Session.h"
 #include "protocol/ReceiveBuffer.h"
 
@@ -55,16 +55,9 @@ public:
     /// Number of the block sent last.
     qint32 blockNumber = 0;
 
-    /// The line whose answer the session awaits.
-    SentLine awaited;
-    /// "$IACK,1" that may still come for a header that was sent more than once.
-    SurplusAnswers surplusHeldImages;
-    /// "$FACK" that may still come for a block that was sent more than once.
-    SurplusAnswers surplusStoredBlocks;
-    /// True once a data line of the page was sent more than once: nothing tells its answers from
-    /// those of the lines after it, and one of these may be missing unnoticed.
-    bool pageUncertain = false;
-    /// How often the page was begun again for that.
+    /// The answers that may come.
+    Answers answers;
+    /// How often the page was begun again.
     qint32 pageRefills = 0;
 
     /// Until when what was sent last may still be on its way to the board.

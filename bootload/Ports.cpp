@@ -3,17 +3,10 @@
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
 #include "protocol/Commands.h"
-#include "serial/UnpluggedPort.h"
+#include "serial/Adapter.h"
 
 #include <QSerialPortInfo>
 #include <QThread>
-
-namespace {
-
-/// What the USB manufacturer of the machine's adapter contains.
-constexpr QLatin1StringView kAdapterMaker{"FTDI"};
-
-} // namespace
 
 void DialogBootload::FindPorts()
 {
@@ -22,7 +15,7 @@ void DialogBootload::FindPorts()
         qCDebug(logJob) << info.manufacturer();
         qCDebug(logJob) << info.vendorIdentifier();
         qCDebug(logJob) << info.description();
-        if (info.manufacturer().contains(kAdapterMaker))
+        if (adapter::isOne(info))
             CapturePort(info);
     }
 }
@@ -34,18 +27,23 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
     port->setBaudRate(protocol::kApplicationBaudRate, QSerialPort::AllDirections);
     connect(port, SIGNAL(readyRead()), this, SLOT(readyRead()));
     connect(port, &QSerialPort::errorOccurred, this, [port](QSerialPort::SerialPortError error) {
-        if (closeIfUnplugged(*port, error))
+        if (adapter::closeIfUnplugged(*port, error))
             qCDebug(logJob) << "Port has gone" << port->portName();
     });
 
-    port->portOpen = openPort(*port);
-    if (!port->portOpen)
-        qCDebug(logJob) << "Could not open port" << info.portName() << port->errorString();
-
+    port->portOpen = OpenPort(*port);
     // A port that did not open is kept and stepped like the others; what it sends goes nowhere.
     port->state = StateStart;
     port->startAddress = 0;
     ports.append(port);
+}
+
+bool DialogBootload::OpenPort(PortTest& port)
+{
+    const bool opened = adapter::open(port);
+    if (!opened)
+        qCDebug(logJob) << "Could not open port" << port.portName() << port.errorString();
+    return opened;
 }
 
 void DialogBootload::CloseAfterSending(PortTest* port)

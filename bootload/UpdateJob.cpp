@@ -1,23 +1,38 @@
 #include "bootload/UpdateJob.h"
 
+#include "bootload/Firmware.h"
 #include "bootload/Log.h"
 #include "protocol/Commands.h"
 #include "protocol/WireText.h"
-#include "serial/UnpluggedPort.h"
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 
 using protocol::Line;
+using protocol::replyField;
 
-UpdateJob::UpdateJob(int mode, const QList<ImageFile>& images, JobHost& host)
-    : m_mode(mode), m_images(images), m_host(host)
+namespace {
+
+/// A row's handler, whether it needs the images or not.
+template <auto handler> Outcome handle(const Images& images, PortTest& port, QByteArrayView line)
+{
+    if constexpr (std::is_member_function_pointer_v<decltype(handler)>)
+        return (images.*handler)(port, line);
+    else
+        return handler(port, line);
+}
+
+} // namespace
+
+UpdateJob::UpdateJob(const int& mode, const QList<ImageFile>& images)
+    : m_mode(mode), m_images(images)
 {
 }
 
-void UpdateJob::Step(PortTest* port)
+Effect UpdateJob::Step(PortTest& port) const
 {
-    switch (port->state) {
+    switch (port.state) {
     case StateLoad:
         return StepLoad(port);
     case StateStart:
@@ -27,9 +42,9 @@ void UpdateJob::Step(PortTest* port)
     case StateWaitForBootloader:
         return StepWaitForBootloader(port);
     case StateEraseImages:
-        return StepEraseImages(port);
+        return Images::StepErasing(port);
     case StateSendImages:
-        return StepSendImages(port);
+        return GoOn(port, m_images.Step(port));
     case StateReopenFast:
         return StepReopenFast(port);
     case StateAskMainVersion:
@@ -41,195 +56,186 @@ void UpdateJob::Step(PortTest* port)
     case StateEraseFromStart:
         return StepEraseFromStart(port);
     case StateFirmware:
-        return StepFirmware(port);
+        return Firmware::Step(port);
     case StateFinish:
         return StepFinish(port);
     default:
-        return;
+        return {};
     }
 }
 
-void UpdateJob::TakeReply(PortTest* port, QByteArrayView line)
+Effect UpdateJob::TakeReply(PortTest& port, QByteArrayView line) const
 {
     struct Reply
     {
         QByteArrayView word;
-        ReplyEffect (UpdateJob::*handle)(PortTest*, QByteArrayView);
+        Outcome (*handle)(const Images&, PortTest&, QByteArrayView);
     };
     static constexpr std::array<Reply, 11> kReplies{{
-        {"$Bootloader", &UpdateJob::GotBootloader},
-        {"$GACK", &UpdateJob::GotGACK},
-        {"$MVERR", &UpdateJob::GotMVERR},
-        {"$IACK", &UpdateJob::GotIACK},
-        {"$FACK", &UpdateJob::GotFACK},
-        {"$AACK", &UpdateJob::GotAACK},
-        {"$EACK", &UpdateJob::GotEACK},
-        {"$DACK", &UpdateJob::GotDACK},
-        {"$PACK", &UpdateJob::GotPACK},
-        {"$CACK", &UpdateJob::GotCACK},
-        {"$VACK", &UpdateJob::GotVACK},
+        {"$Bootloader", handle<&UpdateJob::GotBootloader>},
+        {"$GACK", handle<&UpdateJob::GotGACK>},
+        {"$MVERR", handle<&UpdateJob::GotMVERR>},
+        {"$IACK", handle<&Images::GotIACK>},
+        {"$FACK", handle<&Images::GotFACK>},
+        {"$AACK", handle<&Images::GotAACK>},
+        {"$EACK", handle<&Firmware::GotEACK>},
+        {"$DACK", handle<&Firmware::GotDACK>},
+        {"$PACK", handle<&Firmware::GotPACK>},
+        {"$CACK", handle<&Firmware::GotCACK>},
+        {"$VACK", handle<&Firmware::GotVACK>},
     }};
 
     const QByteArrayView word = replyField(line, 0);
-    const auto reply = std::find_if(
+    const auto* const reply = std::find_if(
         kReplies.begin(), kReplies.end(), [word](const Reply& row) { return row.word == word; });
     if (reply == kReplies.end()) {
         qCDebug(logJob) << "Unknown reply" << word;
-        return;
+        return {};
     }
-    const ReplyEffect effect = (this->*reply->handle)(port, line);
-    if (!effect.acts)
-        qCDebug(logJob) << "Ignored in state" << port->state << "phase" << port->phase << line;
-    if (effect.stepAllPorts)
-        m_host.StepAllPorts();
-    if (effect.programProgress)
-        m_host.ShowProgramProgress(*effect.programProgress);
-    if (effect.imageProgress)
-        m_host.ShowImageProgress(*effect.imageProgress);
+    Outcome outcome = reply->handle(m_images, port, line);
+    if (!outcome.acts)
+        qCDebug(logJob) << "Ignored in state" << port.state << "phase" << port.phase << line;
+    return GoOn(port, std::move(outcome));
 }
 
-void UpdateJob::StepLoad(PortTest* port)
+Effect UpdateJob::GoOn(PortTest& port, Outcome outcome)
 {
-    LoadStartAddress(port);
-    port->flashAddress = protocol::kFirmwareStart;
-    port->fwStep = FirmwareErase;
-    port->awaited = {};
-    port->pageUncertain = false;
-    port->pageRefills = 0;
-    port->ticks = 0;
+    switch (outcome.follows) {
+    case Follows::Nothing:
+        break;
+    case Follows::Images:
+        port.state = StateSendImages;
+        Images::Start(port);
+        break;
+    case Follows::Versions:
+        port.state = StateAskMainVersion;
+        break;
+    case Follows::Finish:
+        port.state = StateFinish;
+        port.ticks = 0;
+        outcome.effect.line = Line(protocol::kExit);
+        break;
+    }
+    return std::move(outcome.effect);
+}
+
+Effect UpdateJob::StepLoad(PortTest& port) const
+{
+    Firmware::Start(port);
     switch (m_mode) {
     case JobImagesOnly:
-        StartImages(port);
+        port.state = StateSendImages;
+        Images::Start(port);
         break;
     case JobEraseImages:
-        StartErasingImages(port);
+        port.state = StateEraseImages;
+        Images::StartErasing(port);
         break;
     default:
-        port->state = StateFirmware;
+        port.state = StateFirmware;
     }
-    OpenFirmware(port);
+    Firmware::Open(port);
+    return {};
 }
 
-void UpdateJob::StepStart(PortTest* port)
+Effect UpdateJob::StepStart(PortTest& port)
 {
-    port->retries = kProbeLines;
-    port->state = StateProbe;
+    port.retries = kProbeLines;
+    port.state = StateProbe;
+    return {};
 }
 
-void UpdateJob::StepProbe(PortTest* port)
+Effect UpdateJob::StepProbe(PortTest& port)
 {
-    const bool askForBootloader = port->retries < kProbesForBootloader;
-    --port->retries;
-    m_host.Send(
-        port, Line(askForBootloader ? protocol::kEnterBootloader : protocol::kAskMainVersion));
-    if (port->retries == 0) {
-        m_host.CloseAfterSending(port);
-        port->state = StateReopenFast;
-    }
+    const bool askForBootloader = port.retries < kProbesForBootloader;
+    --port.retries;
+    const bool last = port.retries == 0;
+    if (last)
+        port.state = StateReopenFast;
+    return {.line = Line(askForBootloader ? protocol::kEnterBootloader : protocol::kAskMainVersion),
+        .closeAfterSending = last};
 }
 
-void UpdateJob::StepWaitForBootloader(PortTest* port)
+Effect UpdateJob::StepWaitForBootloader(PortTest& port)
 {
-    if (port->phase == PhaseWriting)
-        port->state = StateLoad;
+    if (port.phase == PhaseWriting)
+        port.state = StateLoad;
+    return {};
 }
 
-void UpdateJob::StepReopenFast(PortTest* port)
+Effect UpdateJob::StepReopenFast(PortTest& port)
 {
-    port->phase = PhaseNotCaptured;
-    port->setBaudRate(protocol::kBootloaderBaudRate, QSerialPort::AllDirections);
-    openPort(*port);
-    port->state = StateWaitForBootloader;
+    port.phase = PhaseNotCaptured;
+    port.state = StateWaitForBootloader;
+    return {.reopenAt = protocol::kBootloaderBaudRate};
 }
 
-// The next four states are reached by no transition; they stay for a board that is asked for its
-// versions again after a check.
+// The next four states are reached by no transition; prescribed so.
 
-void UpdateJob::StepAskMainVersion(PortTest* port)
+Effect UpdateJob::StepAskMainVersion(PortTest& port)
 {
-    if (port->retries < kVersionRequests) {
-        m_host.Send(port, Line(protocol::kAskMainVersion));
-    } else {
-        port->retries = 0;
-        port->state = StateAskSecondVersion;
-    }
+    if (port.retries < kVersionRequests)
+        return {.line = Line(protocol::kAskMainVersion)};
+    port.retries = 0;
+    port.state = StateAskSecondVersion;
+    return {};
 }
 
-void UpdateJob::StepAskSecondVersion(PortTest* port)
+Effect UpdateJob::StepAskSecondVersion(PortTest& port)
 {
-    if (port->retries < kVersionRequests) {
-        m_host.Send(port, Line(protocol::kAskSecondVersion));
-    } else {
-        port->retries = 0;
-        port->state = StateAskForBootloader;
-    }
+    if (port.retries < kVersionRequests)
+        return {.line = Line(protocol::kAskSecondVersion)};
+    port.retries = 0;
+    port.state = StateAskForBootloader;
+    return {};
 }
 
-void UpdateJob::StepAskForBootloader(PortTest* port)
+Effect UpdateJob::StepAskForBootloader(PortTest& port)
 {
-    if (port->retries < kBootloaderRequests) {
-        m_host.Send(port, Line(protocol::kEnterBootloader));
-    } else {
-        m_host.CloseAfterSending(port);
-        port->state = StateReopenFast;
-    }
+    if (port.retries < kBootloaderRequests)
+        return {.line = Line(protocol::kEnterBootloader)};
+    port.state = StateReopenFast;
+    return {.closeAfterSending = true};
 }
 
-void UpdateJob::StepEraseFromStart(PortTest* port)
+Effect UpdateJob::StepEraseFromStart(PortTest& port)
 {
-    m_host.Send(port, protocol::eraseFromLine(port->startAddress));
-    port->state = StateFirmware;
+    port.state = StateFirmware;
+    return {.line = protocol::eraseFromLine(port.startAddress)};
 }
 
-void UpdateJob::StepFinish(PortTest* port)
+Effect UpdateJob::StepFinish(PortTest& port)
 {
-    if (port->ticks++ == kFinishTicks) {
-        m_host.CloseAfterSending(port);
-        m_host.Report(QStringLiteral("Bootload Complete"));
-    }
-}
-
-void UpdateJob::FinishSession(PortTest* port)
-{
-    port->state = StateFinish;
-    port->ticks = 0;
-    m_host.Send(port, Line(protocol::kExit));
+    if (port.ticks++ != kFinishTicks)
+        return {};
+    return {.closeAfterSending = true, .report = QStringLiteral("Bootload Complete")};
 }
 
 // Capture and version
 
-ReplyEffect UpdateJob::GotBootloader(PortTest* port, QByteArrayView)
+Outcome UpdateJob::GotBootloader(PortTest& port, QByteArrayView)
 {
-    if (port->phase != PhaseNotCaptured)
+    if (port.phase != PhaseNotCaptured)
         return {.acts = false};
-    m_host.SendPlain(port, protocol::kCapture);
-    port->phase = PhaseWriting;
+    port.phase = PhaseWriting;
     qCDebug(logJob) << "Send Capture Bootloader";
-    return {};
+    return {.effect = {.plainLine = protocol::kCapture}};
 }
 
-ReplyEffect UpdateJob::GotGACK(PortTest* port, QByteArrayView)
+Outcome UpdateJob::GotGACK(PortTest& port, QByteArrayView)
 {
     qCDebug(logJob) << "Captured Bootloader";
-    if (port->phase != PhaseNotCaptured)
+    if (port.phase != PhaseNotCaptured)
         return {.acts = false};
-    port->flashAddress = protocol::kFirmwareStart;
-    port->phase = PhaseWriting;
-    port->ticks = 0;
+    port.flashAddress = protocol::kFirmwareStart;
+    port.phase = PhaseWriting;
+    port.ticks = 0;
     return {};
 }
 
-ReplyEffect UpdateJob::GotMVERR(PortTest* port, QByteArrayView line)
+Outcome UpdateJob::GotMVERR(PortTest&, QByteArrayView line)
 {
     // Shown, not compared: the update goes ahead from any version to any other.
-    m_host.ShowUnitVersion(QString::fromUtf8(replyField(line, 1)));
-    m_host.Send(port, Line(protocol::kEnterBootloader));
-    return {};
-}
-
-QByteArrayView replyField(QByteArrayView line, int index)
-{
-    constexpr qsizetype kMaxFieldLength = 64;
-    const QByteArrayView text = protocol::field(line, index).value_or(QByteArrayView(""));
-    return text.first(qMin(text.size(), kMaxFieldLength));
+    return {.effect = {.line = Line(protocol::kEnterBootloader),
+                .unitVersion = QString::fromUtf8(replyField(line, 1))}};
 }

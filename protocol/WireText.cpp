@@ -57,6 +57,13 @@ std::optional<QByteArrayView> field(QByteArrayView line, int index)
     return QByteArrayView(start, std::find_if(start, lineEnd, endsField));
 }
 
+QByteArrayView replyField(QByteArrayView line, int index)
+{
+    constexpr qsizetype kMaxFieldLength = 64;
+    const QByteArrayView text = field(line, index).value_or(QByteArrayView(""));
+    return text.first(qMin(text.size(), kMaxFieldLength));
+}
+
 quint32 hexValue(QByteArrayView text)
 {
     quint32 value = 0;

@@ -11,6 +11,10 @@ namespace protocol {
 /// The result points into `line`.
 [[nodiscard]] std::optional<QByteArrayView> field(QByteArrayView line, int index);
 
+/// Field `index` of `line`, a reply, cut at 64 characters; empty when it is absent. The result
+/// points into `line`.
+[[nodiscard]] QByteArrayView replyField(QByteArrayView line, int index);
+
 /// The value of a hexadecimal digit of either case, 0 for any other character.
 [[nodiscard]] constexpr quint32 hexDigit(char c)
 {

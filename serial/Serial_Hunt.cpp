@@ -1,15 +1,12 @@
 // The hunt for the display board: which port is tried at which speed, and for how many ticks.
 
+#include "serial/Adapter.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
-#include "serial/UnpluggedPort.h"
 
 #include <QSerialPortInfo>
 
 namespace {
-
-// The adapter that the machine has; spelled exactly so.
-constexpr QLatin1String kAdapterManufacturer("FTDI");
 
 // Ticks from a scan to the first attempt, or to the next scan when there was no candidate.
 constexpr int kScanTicks = 5;
@@ -51,7 +48,7 @@ void Serial_Connect::ScanPorts()
     candidatePorts.clear();
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo& port : ports) {
-        if (!port.manufacturer().contains(kAdapterManufacturer))
+        if (!adapter::isOne(port))
             continue;
         candidatePorts.append(port.portName());
         portFound = true;
@@ -123,10 +120,10 @@ void Serial_Connect::OpenCandidate(QSerialPort::BaudRate speed)
     port->setParity(QSerialPort::NoParity);
     port->setStopBits(QSerialPort::OneStop);
     port->setFlowControl(QSerialPort::NoFlowControl);
-    openPort(*port);
+    adapter::open(*port);
 }
 
 void Serial_Connect::CloseWhenUnplugged(QSerialPort::SerialPortError error)
 {
-    closeIfUnplugged(*settings->port, error);
+    adapter::closeIfUnplugged(*settings->port, error);
 }

@@ -45,6 +45,7 @@ public:
 
 private:
     void prepare(MemoryPort<PortTest>& port, Input& input) const;
+    static void prepareAnswers(PortTest& port, int flags);
     void expectSound(const MemoryPort<PortTest>& port) const;
 
     std::unique_ptr<DialogBootload> m_dialog;
@@ -76,6 +77,18 @@ void Dialog::prepare(Input& input)
         prepare(port, input);
 }
 
+void Dialog::prepareAnswers(PortTest& port, int flags)
+{
+    const int times = (flags & 128) != 0 ? 3 : 1;
+    port.answers = {};
+    for (int i = 0; i < times && (flags & 8) != 0; ++i)
+        port.answers.noteSent(LineKind::Data, port.flashAddress);
+    for (int i = 0; i < times && (flags & 32) != 0; ++i)
+        port.answers.noteSent(LineKind::ErasePage, port.flashAddress);
+    for (int i = 0; i < times && (flags & 64) != 0; ++i)
+        port.answers.noteSent(LineKind::ImageBlock, port.blockNumber);
+}
+
 void Dialog::prepare(MemoryPort<PortTest>& port, Input& input) const
 {
     constexpr int kStates = 16;
@@ -99,15 +112,8 @@ void Dialog::prepare(MemoryPort<PortTest>& port, Input& input) const
     port.flashAddress = kFirmwareStart + input.below(kDataLines + 1) * kDataLineSize;
     port.rxIndex = static_cast<qint16>(input.below(protocol::kLineCapacity));
     std::fill(std::begin(port.rxBuffer), std::end(port.rxBuffer), 'r');
-    port.pageUncertain = (flags & 8) != 0;
     port.pageRefills = (flags & 16) != 0 ? kMostPageRefills : 0;
-    port.awaited = {};
-    if ((flags & 32) != 0)
-        port.awaited.noteSent(LineKind::ErasePage, port.flashAddress);
-    if ((flags & 64) != 0)
-        port.awaited.noteSent(LineKind::ImageBlock, port.blockNumber);
-    port.surplusHeldImages.expect((flags & 128) != 0 ? 2 : 0, 0);
-    port.surplusStoredBlocks.expect((flags & 128) != 0 ? 2 : 0, port.blockNumber);
+    prepareAnswers(port, flags);
     port.startAddress = 0;
     port.onTheWire = QDeadlineTimer();
     port.written.clear();

@@ -109,7 +109,7 @@ class TheProtocolsPage(unittest.TestCase):
 
     def test_has_every_reply(self):
         source = (ROOT / "bootload/UpdateJob.cpp").read_text(encoding="utf-8")
-        self.holds([f"${word}" for word in re.findall(r'\{"\$(\w+)", &UpdateJob::', source)])
+        self.holds([f"${word}" for word in re.findall(r'\{"\$(\w+)", handle<&', source)])
 
     def test_has_every_state(self):
         page = (ROOT / "docs/protocol.md").read_text(encoding="utf-8")

@@ -1,13 +1,8 @@
 #pragma once
 
-#include "bootload/UpdateJob.h"
 #include "tests/session/SmallBoard.h"
-#include "tests/support/MemoryPort.h"
 
 #include <QStringList>
-
-#include <unordered_map>
-#include <vector>
 
 /// A job that is small enough to go through all of its courses.
 struct SmallJob
@@ -24,6 +19,9 @@ struct SmallJob
     /// True when boards at other ports hurry this one: between any two events more steps are taken
     /// than any wait lasts.
     bool hurried = false;
+
+    /// Those that begin at the probe go on with the erasing.
+    [[nodiscard]] bool erases() const { return begin == Begin::Erase || begin == Begin::Probe; }
 };
 
 /// What may go wrong on the line in one course.

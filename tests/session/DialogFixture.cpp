@@ -107,10 +107,7 @@ SessionFields DialogFixture::fields(int index)
 void DialogFixture::setFields(const SessionFields& values, int index)
 {
     SessionFields rest = values;
-    port(index).awaited = {};
-    port(index).surplusHeldImages = {};
-    port(index).surplusStoredBlocks = {};
-    port(index).pageUncertain = false;
+    port(index).answers = {};
     port(index).pageRefills = 0;
     for (const NamedField& field : kFields) {
         if (rest.contains(field.name))

@@ -14,11 +14,6 @@ qint16 contentOfPage(int index)
     return static_cast<qint16>((SmallBoard::kFirstPage + index * kPageSize) / kPageSize & 0xFF);
 }
 
-template <typename Value> void appendValue(QByteArray& state, const Value& value)
-{
-    state.append(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
 } // namespace
 
 void SmallBoard::take(
@@ -183,14 +178,14 @@ bool SmallBoard::hasNoImages() const
 
 void SmallBoard::appendTo(QByteArray& state) const
 {
-    appendValue(state, flash);
-    appendValue(state, buffer);
+    ::appendTo(state, flash);
+    ::appendTo(state, buffer);
     for (const Image& image : images) {
-        appendValue(state, image.blocks);
-        appendValue(state, image.wrong);
+        ::appendTo(state, image.blocks);
+        ::appendTo(state, image.wrong);
     }
     for (const qint32 number : {openPage, openImage, bootsIn, erasedIn})
-        appendValue(state, number);
-    appendValue(state, inBootloader);
-    appendValue(state, captured);
+        ::appendTo(state, number);
+    ::appendTo(state, inBootloader);
+    ::appendTo(state, captured);
 }

@@ -5,6 +5,12 @@
 
 #include <array>
 
+/// Appends the bytes of `value` to `state`.
+template <typename Value> void appendTo(QByteArray& state, const Value& value)
+{
+    state.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
 /// What a small board is like.
 struct SmallBoardKind
 {

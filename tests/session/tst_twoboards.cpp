@@ -176,7 +176,7 @@ private slots:
             }
             // Alone it counts its steps, however fast they come.
             QCOMPARE(session.sent(0).isEmpty(), boards == 2);
-            session.port(0).awaited.setUnanswerableFor({});
+            session.port(0).answers.setUnanswerableFor({});
             session.step(18);
             QCOMPARE(session.sent(0).left(2), word);
         }

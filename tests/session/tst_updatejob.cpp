@@ -1,46 +1,33 @@
-// The job without a window: what it asks of its host, and in which order.
+// The job alone: numbers and a line in, numbers and what is to be done out.
 
 #include "bootload/UpdateJob.h"
-#include "tests/session/ReleaseSetFixture.h"
-#include "tests/support/MemoryPort.h"
 #include "tests/support/TestProgram.h"
 
 namespace {
 
-/// Notes what the job asks for, and steps its one port.
-class NotingHost final : public JobHost
+/// What `effect` wants done, a word each, in the order of its members.
+QByteArrayList wanted(const Effect& effect)
 {
-public:
-    void Send(PortTest*, protocol::Line line) override
-    {
-        note("send " + line.view().first(2).toByteArray());
-    }
-    void SendPlain(PortTest*, QByteArrayView line) override
-    {
-        note("send plain " + line.toByteArray());
-    }
-    void CloseAfterSending(PortTest* closing) override
-    {
-        closing->close();
-        note("close");
-    }
-    void StepAllPorts() override
-    {
-        note("step all");
-        job->Step(port);
-    }
-    void Report(const QString& text) override { note("report " + text.toUtf8()); }
-    void ShowProgramProgress(int step) override { note("program " + QByteArray::number(step)); }
-    void ShowImageProgress(int bytes) override { note("images " + QByteArray::number(bytes)); }
-    void ShowUnitVersion(const QString& version) override { note("version " + version.toUtf8()); }
-
-    UpdateJob* job = nullptr;
-    PortTest* port = nullptr;
-    QByteArrayList notes;
-
-private:
-    void note(const QByteArray& text) { notes << text; }
-};
+    QByteArrayList words;
+    const auto add = [&words](bool wants, const QByteArray& word) {
+        if (wants)
+            words << word;
+    };
+    if (effect.line)
+        words << "send " + effect.line->view().first(2).toByteArray();
+    add(!effect.plainLine.isEmpty(), "send plain " + effect.plainLine.toByteArray());
+    add(effect.closeAfterSending, "close");
+    add(effect.reopenAt.has_value(), "reopen " + QByteArray::number(effect.reopenAt.value_or(0)));
+    add(effect.stepAllPorts, "step all");
+    add(!effect.report.isEmpty(), "report " + effect.report.toUtf8());
+    add(effect.programProgress.has_value(),
+        "program " + QByteArray::number(effect.programProgress.value_or(0)));
+    add(effect.imageProgress.has_value(),
+        "images " + QByteArray::number(effect.imageProgress.value_or(0)));
+    add(effect.unitVersion.has_value(),
+        "version " + effect.unitVersion.value_or(QString()).toUtf8());
+    return words;
+}
 
 } // namespace
 
@@ -49,71 +36,120 @@ class TestUpdateJob : public QObject
     Q_OBJECT
 
 private slots:
-    void sendsTheNextLineBeforeItShowsProgress_data()
+    void saysWhatAReplyLeadsTo_data()
     {
         QTest::addColumn<int>("state");
         QTest::addColumn<int>("fwStep");
         QTest::addColumn<int>("address");
         QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<QByteArrayList>("notes");
+        QTest::addColumn<QByteArrayList>("effect");
+        QTest::addColumn<int>("next");
         const auto row = [](const char* reply, int state, int fwStep, int address,
-                             const QByteArrayList& notes) {
-            QTest::newRow(reply) << state << fwStep << address << QByteArray(reply) << notes;
+                             const QByteArrayList& effect, int next) {
+            QTest::newRow(reply) << state << fwStep << address << QByteArray(reply) << effect
+                                 << next;
         };
-        row("$MVERR,D.01a", StateProbe, 0, 0, {"version D.01a", "send $B"});
-        row("$PACK,later", StateFirmware, FirmwareProgram, 0x3000, {"step all", "send $E"});
-        row("$EACK", StateFirmware, FirmwareErase, 0x1000, {"step all", "send $D"});
-        row("$DACK", StateFirmware, FirmwareData, 0x1000, {"step all", "send $D", "program 64"});
-        row("$PACK", StateFirmware, FirmwareProgram, 0x2000, {"step all", "send $E"});
-        row("$PACK,last", StateFirmware, FirmwareProgram, 0xE0000, {"step all", "program 913414"});
-        row("$IACK,1", StateSendImages, 0, 0, {"step all", "send $I", "images 300"});
-        row("$FACK,0", StateSendImages, 0, 0, {"step all", "send $F", "images 256"});
-        row("$AACK,1", StateEraseImages, 0, 0, {"report Images Erased", "send $X"});
+        row("$MVERR,D.01a", StateProbe, 0, 0, {"send $B", "version D.01a"}, StateProbe);
+        row("$EACK", StateFirmware, FirmwareErase, 0x1000, {"step all"}, StateFirmware);
+        row("$DACK", StateFirmware, FirmwareData, 0x1000, {"step all", "program 64"},
+            StateFirmware);
+        row("$PACK", StateFirmware, FirmwareProgram, 0x2000, {"step all"}, StateFirmware);
+        row("$PACK,last", StateFirmware, FirmwareProgram, 0xE0000, {"step all", "program 913414"},
+            StateSendImages);
+        row("$IACK,1", StateSendImages, 0, 0, {"step all", "images 300"}, StateSendImages);
+        row("$FACK,0", StateSendImages, 0, 0, {"step all", "images 256"}, StateSendImages);
+        row("$AACK,1", StateEraseImages, 0, 0, {"send $X", "report Images Erased"}, StateFinish);
+        row("$AACK,0", StateEraseImages, 0, 0, {}, StateEraseImages);
+        row("$HELLO", StateFirmware, 0, 0, {}, StateFirmware);
     }
 
-    void sendsTheNextLineBeforeItShowsProgress()
+    void saysWhatAReplyLeadsTo()
     {
         QFETCH(int, state);
         QFETCH(int, fwStep);
         QFETCH(int, address);
         QFETCH(QByteArray, reply);
-        QFETCH(QByteArrayList, notes);
         const QList<ImageFile> images(2, ImageFile{QByteArray(300, 'p'), 10, 15, 1, 1});
-        MemoryPort<PortTest> port;
-        NotingHost host;
-        UpdateJob job(JobUpdate, images, host);
-        host.job = &job;
-        host.port = &port;
+        const int mode = JobUpdate;
+        const UpdateJob job(mode, images);
+        PortTest port;
         port.state = state;
         port.phase = PhaseWriting;
         port.fwStep = fwStep;
         port.flashAddress = address;
         port.imageStep = reply.startsWith("$FACK") ? ImageBlocks : ImageAnnounce;
 
-        job.TakeReply(&port, reply);
-        QCOMPARE(host.notes, notes);
+        QTEST(wanted(job.TakeReply(port, reply)), "effect");
+        QTEST(int{port.state}, "next");
+    }
+
+    void saysWhatAStepLeadsTo_data()
+    {
+        QTest::addColumn<int>("state");
+        QTest::addColumn<int>("retries");
+        QTest::addColumn<QByteArrayList>("effect");
+        QTest::addColumn<int>("next");
+        QTest::newRow("probe") << int{StateProbe} << 10 << QByteArrayList{"send $M"}
+                               << int{StateProbe};
+        QTest::newRow("last probe")
+            << int{StateProbe} << 1 << QByteArrayList{"send $B", "close"} << int{StateReopenFast};
+        QTest::newRow("reopen") << int{StateReopenFast} << 0 << QByteArrayList{"reopen 921600"}
+                                << int{StateWaitForBootloader};
+        QTest::newRow("wait") << int{StateWaitForBootloader} << 0 << QByteArrayList{}
+                              << int{StateWaitForBootloader};
+    }
+
+    void saysWhatAStepLeadsTo()
+    {
+        QFETCH(int, state);
+        QFETCH(int, retries);
+        const QList<ImageFile> images;
+        const int mode = JobUpdate;
+        const UpdateJob job(mode, images);
+        PortTest port;
+        port.state = state;
+        port.retries = retries;
+        QTEST(wanted(job.Step(port)), "effect");
+        QTEST(int{port.state}, "next");
+    }
+
+    void readsModeAndImagesWhenTheyAreNeeded()
+    {
+        int mode = JobImagesOnly;
+        QList<ImageFile> images;
+        const UpdateJob job(mode, images);
+        PortTest port;
+        (void)job.Step(port);
+        QCOMPARE(port.state, qint32{StateSendImages});
+        mode = JobEraseImages;
+        port.state = StateLoad;
+        (void)job.Step(port);
+        QCOMPARE(port.state, qint32{StateEraseImages});
+
+        port.state = StateSendImages;
+        port.imageStep = ImageAnnounce;
+        port.imageWait = 0;
+        images.append({QByteArray(16, 'p'), 4, 2, 1, 1});
+        QCOMPARE(wanted(job.Step(port)), QByteArrayList{"send $I"});
     }
 
     void endsTheJobByALateAnswerToTheLastImage()
     {
         const QList<ImageFile> images(1, ImageFile{QByteArray(16, 'p'), 4, 2, 1, 1});
-        MemoryPort<PortTest> port;
-        NotingHost host;
-        UpdateJob job(JobImagesOnly, images, host);
-        host.job = &job;
-        host.port = &port;
+        const int mode = JobImagesOnly;
+        const UpdateJob job(mode, images);
+        PortTest port;
         port.state = StateSendImages;
-        job.Step(&port);
-        job.TakeReply(&port, "$IACK,0");
+        (void)job.Step(port);
+        (void)job.TakeReply(port, "$IACK,0");
         constexpr int kStepsUntilItWaitsToBeginAgain = 5;
         for (int i = 0; i < kStepsUntilItWaitsToBeginAgain; ++i)
-            job.Step(&port);
+            (void)job.Step(port);
         QCOMPARE(port.imageStep, qint32{ImageAnnounce});
-        host.notes.clear();
 
-        job.TakeReply(&port, "$FACK,0");
+        const Effect effect = job.TakeReply(port, "$FACK,0");
         QCOMPARE(port.state, qint32{StateFinish});
-        QCOMPARE(host.notes, (QByteArrayList{"send $X", "step all", "images 16"}));
+        QCOMPARE(wanted(effect), (QByteArrayList{"send $X", "step all", "images 16"}));
     }
 };
 

@@ -1,6 +1,6 @@
 // What tells a lost adapter from a line that is only full, on real terminals.
 
-#include "serial/UnpluggedPort.h"
+#include "serial/Adapter.h"
 #include "tests/support/TestProgram.h"
 
 #include <QCoreApplication>
@@ -34,9 +34,9 @@ public:
         QObject::connect(
             &port, &QSerialPort::errorOccurred, &port, [this](QSerialPort::SerialPortError error) {
                 errors += error != QSerialPort::NoError ? 1 : 0;
-                closed += closeIfUnplugged(port, error) ? 1 : 0;
+                closed += adapter::closeIfUnplugged(port, error) ? 1 : 0;
             });
-        if (!openPort(port))
+        if (!adapter::open(port))
             qFatal("cannot open the pseudo terminal");
     }
     ~Link()
@@ -80,7 +80,7 @@ private:
 
 } // namespace
 
-class TestUnpluggedPort : public QObject
+class TestAdapter : public QObject
 {
     Q_OBJECT
 
@@ -125,10 +125,10 @@ private slots:
         QFETCH(QSerialPort::SerialPortError, error);
         Link link;
         link.unplug();
-        QVERIFY(!closeIfUnplugged(link.port, QSerialPort::NoError));
-        QVERIFY(closeIfUnplugged(link.port, error));
+        QVERIFY(!adapter::closeIfUnplugged(link.port, QSerialPort::NoError));
+        QVERIFY(adapter::closeIfUnplugged(link.port, error));
         QVERIFY(!link.port.isOpen());
-        QVERIFY(!closeIfUnplugged(link.port, error));
+        QVERIFY(!adapter::closeIfUnplugged(link.port, error));
     }
 
     void keepsAPortWhoseLineIsFull()
@@ -167,7 +167,7 @@ private slots:
     {
         QFETCH(QSerialPort::SerialPortError, error);
         Link link;
-        QVERIFY(!closeIfUnplugged(link.port, error));
+        QVERIFY(!adapter::closeIfUnplugged(link.port, error));
         QVERIFY(link.port.isOpen());
     }
 
@@ -200,5 +200,5 @@ private slots:
     }
 };
 
-static const RegisteredTest<TestUnpluggedPort> registered(__FILE__);
-#include "tst_unpluggedport.moc"
+static const RegisteredTest<TestAdapter> registered(__FILE__);
+#include "tst_adapter.moc"

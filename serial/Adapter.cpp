@@ -1,10 +1,14 @@
-#include "serial/UnpluggedPort.h"
+#include "serial/Adapter.h"
+
+#include <QSerialPortInfo>
 
 #ifdef Q_OS_UNIX
 #include <QSocketNotifier>
 
 #include <poll.h>
 #endif
+
+namespace adapter {
 
 namespace {
 
@@ -56,7 +60,12 @@ bool isUnplugged(const QSerialPort&, QSerialPort::SerialPortError error)
 
 } // namespace
 
-bool openPort(QSerialPort& port)
+bool isOne(const QSerialPortInfo& info)
+{
+    return info.manufacturer().contains(QLatin1StringView("FTDI"));
+}
+
+bool open(QSerialPort& port)
 {
     const bool opened = port.open(QIODevice::ReadWrite);
 #ifdef Q_OS_UNIX
@@ -80,3 +89,5 @@ bool closeIfUnplugged(QSerialPort& port, QSerialPort::SerialPortError error)
 #endif
     return false;
 }
+
+} // namespace adapter

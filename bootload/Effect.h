@@ -1,0 +1,39 @@
+#pragma once
+
+#include "protocol/Line.h"
+
+#include <QString>
+
+#include <optional>
+
+/// What a step or a reply wants done. A plain value: whoever owns the port does it
+/// (`DialogBootload::Apply`, which has the order).
+struct Effect
+{
+    std::optional<protocol::Line> line = {}; ///< to be sent with its checksum
+    QByteArrayView plainLine = {}; ///< to be sent without one; empty: none
+    bool closeAfterSending = false; ///< close the port once what was sent on it has left
+    std::optional<qint32> reopenAt = {}; ///< open the port again at this speed, in baud
+    bool stepAllPorts = false; ///< let the session of every port take a step at once
+    QString report = {}; ///< for the log that the user sees; empty: nothing
+    std::optional<int> programProgress = {}; ///< 0 to `firmwareProgressSteps()`
+    /// Bytes of all images that are through; on the firmware's scale while it is read back.
+    std::optional<int> imageProgress = {};
+    std::optional<QString> unitVersion = {}; ///< as the board's application says it
+};
+
+/// What the job goes on with when a transfer is through.
+enum class Follows {
+    Nothing, ///< it is not
+    Images,
+    Versions, ///< dormant
+    Finish,
+};
+
+/// What a transfer makes of a step or a reply.
+struct Outcome
+{
+    bool acts = true; ///< false where the session is not where the reply acts
+    Effect effect = {};
+    Follows follows = Follows::Nothing;
+};
