@@ -45,8 +45,7 @@ struct Manifest
 [[nodiscard]] Manifest readManifest(const QByteArray& text);
 
 /// The start address of the first 4 of `bytes`; where there are fewer, the rest counts as 0. Each
-/// byte is sign-extended first and the fourth is placed where the third is; the board's other tools
-/// build it the same way.
+/// byte is sign-extended first and the fourth is placed where the third is: prescribed so.
 [[nodiscard]] qint32 startAddressOf(QByteArrayView bytes);
 
 /// What flash reads as where the firmware image has no byte.

@@ -13,6 +13,24 @@ namespace {
 /// then.
 constexpr int kMostLogParagraphs = 10'000;
 
+/// Gives `label` a narrower font, and where that is not enough a smaller one, until its text fits
+/// into its place: the geometry is prescribed, the system's font is not.
+void fitFont(QLabel& label)
+{
+    constexpr int kNarrowest = QFont::Condensed; // percent: narrower is hard to read
+    constexpr qreal kSmallestPoints = 4;
+    constexpr qreal kStepPoints = 0.25;
+    QFont font = label.font();
+    const auto tooWide
+        = [&] { return QFontMetrics(font).horizontalAdvance(label.text()) > label.width(); };
+    for (int stretch = QFont::Unstretched; tooWide() && stretch >= kNarrowest; --stretch)
+        font.setStretch(stretch);
+    while (tooWide() && font.pointSizeF() > kSmallestPoints)
+        font.setPointSizeF(font.pointSizeF() - kStepPoints);
+    if (font != label.font())
+        label.setFont(font);
+}
+
 /// The text of the manifest; empty when it cannot be read.
 QByteArray manifestText()
 {
@@ -54,6 +72,8 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     connect(this, SIGNAL(finished(int)), this, SLOT(close(int)));
     setWindowTitle(Title());
     ui->label_UpdateVersion->setText(QStringLiteral("Update Version: ") + version);
+    for (QLabel* label : {ui->label, ui->label_2, ui->label_Status, ui->labelTX, ui->labelRX})
+        fitFont(*label);
 }
 
 DialogBootload::~DialogBootload()

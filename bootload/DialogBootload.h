@@ -16,16 +16,6 @@ class QSerialPortInfo;
 class Serial_Connect;
 class Ui_DialogBootload;
 
-/// Bytes that may wait for a device to take them before further lines are left out.
-inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
-
-/// What the computer and the adapter may keep a line for before it is on the wire.
-inline constexpr std::chrono::milliseconds kAdapterDelay{50};
-
-/// What a board may take for its work on a line (the slowest is to erase a page of flash) and the
-/// adapter and the computer for its answer.
-inline constexpr std::chrono::milliseconds kAnswerTime{450};
-
 /// The activity indicators are painted at each tick, and for lines in between no more often than
 /// this: a character cannot be read faster, and painting costs more than a line.
 inline constexpr std::chrono::milliseconds kActivityInterval{100};

@@ -2,6 +2,7 @@
 
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
+#include "bootload/Session.h"
 #include "protocol/Commands.h"
 #include "ui_DialogBootload.h"
 

@@ -5,8 +5,8 @@
 #include <chrono>
 
 /// \file
-/// The numbers of a session: its states and steps, which are the protocol's, and how long it waits,
-/// in steps.
+/// The numbers of a session: its states and steps, which are the protocol's, how long it waits, in
+/// steps, and what its line takes.
 
 /// One step of every session.
 inline constexpr std::chrono::milliseconds kTickInterval{500};
@@ -92,3 +92,13 @@ inline constexpr qint32 kEraseGoingOnWait = 120;
 
 /// The port is closed in the step after this many in the last state.
 inline constexpr qint32 kFinishTicks = 3;
+
+/// Bytes that may wait for a device to take them before further lines are left out.
+inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
+
+/// How long the computer and the adapter may keep a line before it is on the wire.
+inline constexpr std::chrono::milliseconds kAdapterDelay{50};
+
+/// How long a board may work on a line (the slowest is to erase a page of flash), and the adapter
+/// and the computer may keep its answer.
+inline constexpr std::chrono::milliseconds kAnswerTime{450};

@@ -134,7 +134,7 @@ install_papers(program ${program_package})
 set(CPACK_COMPONENTS_ALL program)
 if(UPDATER_TOOLS)
     list(APPEND CPACK_COMPONENTS_ALL tools)
-    # The set's files alone: its folder may hold more, which is nobody else's business.
+    # The set's files alone: its folder may hold others, which are not installed.
     release_set_files(names "${release_set}")
     foreach(name IN LISTS names)
         get_filename_component(folder "${name}" DIRECTORY)

@@ -30,7 +30,7 @@ else()
 endif()
 
 if(UPDATER_SANITIZE)
-    # With clang, everything also tells a fuzzer where it has been.
+    # With clang, all code is compiled with the coverage instrumentation that a fuzzer needs.
     set(UPDATER_FUZZ OFF)
     set(sanitizers address,undefined)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")

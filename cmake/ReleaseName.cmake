@@ -1,4 +1,4 @@
-# How what is handed out is named: by the program's version and the release set's, in a form that Debian
+# The names of the packages: by the program's version and the release set's, in a form that Debian
 # orders. The stand-in (its firmware says what it is) comes before the set of the same version, and that
 # before the next one. A set's version that does not fit gets no name, as two sets could end up as one.
 #

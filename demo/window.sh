@@ -21,7 +21,7 @@ start_display() {
     local pipe number
     trap cleanup EXIT
     exec {pipe}<> <(:)
-    # Without -noreset the server starts over when its first visitor goes, and throws the next one out.
+    # Without -noreset the server starts over when its first client goes, and disconnects the next one.
     Xvfb -displayfd "$pipe" -screen 0 800x600x24 -nolisten tcp -noreset 2>"$2" &
     server=$!
     read -r -t "$1" number <&"$pipe" || fail "the display did not come up"

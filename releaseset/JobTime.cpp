@@ -19,8 +19,6 @@ constexpr int kStepsToFirstImage = kImageRestartWait + 1;
 constexpr int kStepsToClose = kFinishTicks;
 
 constexpr qint64 kMillisecondsPerSecond = 1000;
-/// Bits on the wire for a byte: start bit, eight data bits, stop bit.
-constexpr qint64 kBitsPerByte = 10;
 /// How long the board waits before it takes a line without line feed as ended.
 constexpr std::chrono::milliseconds kLineEndSilence = 3ms;
 constexpr qint64 kReplyEnding = 6; // "*", four digits, line feed
@@ -68,8 +66,8 @@ void countImage(JobTime& time, const ImageFile& image)
 
 std::chrono::milliseconds JobTime::onTheWire() const
 {
-    return std::chrono::milliseconds((bytesOut + bytesBack) * kBitsPerByte * kMillisecondsPerSecond
-        / protocol::kBootloaderBaudRate);
+    return std::chrono::milliseconds((bytesOut + bytesBack) * protocol::kBitsPerByte
+        * kMillisecondsPerSecond / protocol::kBootloaderBaudRate);
 }
 
 std::chrono::milliseconds JobTime::silence() const

@@ -103,7 +103,7 @@ private:
     void AdvanceToNextCandidate();
     void RetryAtFirmwareSpeed();
     [[nodiscard]] bool HasCandidate() const;
-    void OpenCandidate(QSerialPort::BaudRate speed);
+    void OpenCandidate(qint32 baudRate);
     void CloseWhenUnplugged(QSerialPort::SerialPortError error);
 
     /// Gate of `AddCRC_nSend`; whoever wires the service opens it.
@@ -114,7 +114,7 @@ private:
     QString secondaryVersion;
 
     /// The line that is being received, and where its next byte goes.
-    std::array<char, protocol::kLineCapacity> rxBuffer{};
+    char rxBuffer[protocol::kLineCapacity]{};
     qint16 rxIndex = 0;
 
     /// While true, complete lines are dropped unread and a tick only counts down.

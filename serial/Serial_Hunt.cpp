@@ -1,5 +1,6 @@
 // The hunt for the display board: which port is tried at which speed, and for how many ticks.
 
+#include "protocol/Commands.h"
 #include "serial/Adapter.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
@@ -13,11 +14,10 @@ constexpr int kScanTicks = 5;
 
 // The bootloader of the boards that this service hunts for announces itself at this speed; that of
 // the boards that are updated is faster.
-constexpr auto kBootloaderSpeed = QSerialPort::Baud115200;
+constexpr qint32 kSlowBootloaderBaudRate = 115200;
 constexpr int kBootloaderTicks = 25;
 
-// The running firmware reports its status at this speed.
-constexpr auto kFirmwareSpeed = QSerialPort::Baud19200;
+// The running firmware reports its status at `protocol::kApplicationBaudRate`.
 constexpr int kFirmwareTicks = 50;
 
 } // namespace
@@ -73,7 +73,7 @@ void Serial_Connect::ReopenAfterStatus()
     statusAnswered = false;
     if (!HasCandidate())
         return;
-    OpenCandidate(kBootloaderSpeed);
+    OpenCandidate(kSlowBootloaderBaudRate);
     waitTicks = kBootloaderTicks;
 }
 
@@ -91,14 +91,14 @@ void Serial_Connect::AdvanceToNextCandidate()
         triedPorts.append(candidatePorts.at(portIndex));
     ++portIndex;
     if (HasCandidate())
-        OpenCandidate(kBootloaderSpeed);
+        OpenCandidate(kSlowBootloaderBaudRate);
 }
 
 void Serial_Connect::RetryAtFirmwareSpeed()
 {
     if (!HasCandidate())
         return;
-    OpenCandidate(kFirmwareSpeed);
+    OpenCandidate(protocol::kApplicationBaudRate);
     advancePending = true;
     waitTicks = kFirmwareTicks;
 }
@@ -109,13 +109,13 @@ bool Serial_Connect::HasCandidate() const
 }
 
 // A port that cannot be opened is an attempt without an answer, so the result does not matter.
-void Serial_Connect::OpenCandidate(QSerialPort::BaudRate speed)
+void Serial_Connect::OpenCandidate(qint32 baudRate)
 {
     QSerialPort* const port = settings->port;
     connect(port, &QSerialPort::errorOccurred, this, &Serial_Connect::CloseWhenUnplugged,
         Qt::UniqueConnection);
     port->setPortName(candidatePorts.at(portIndex));
-    port->setBaudRate(speed);
+    port->setBaudRate(baudRate);
     port->setDataBits(QSerialPort::Data8);
     port->setParity(QSerialPort::NoParity);
     port->setStopBits(QSerialPort::OneStop);

@@ -3,6 +3,7 @@
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
 
+#include "protocol/Commands.h"
 #include "protocol/Crc.h"
 #include "protocol/ReceiveBuffer.h"
 
@@ -10,9 +11,8 @@
 
 namespace {
 
-// The running firmware's report, and the request that takes it into its bootloader.
+// The running firmware's report.
 constexpr QByteArrayView kStatusWord = "$STATUS";
-constexpr QByteArrayView kBootloaderRequest = "$BOOTLOADM";
 
 // The bootloader's announcement: this and nothing else.
 constexpr QByteArrayView kBootloaderLine = "$Bootloader\n";
@@ -74,7 +74,7 @@ void Serial_Connect::LocalGotMessage()
     // A line feed in the last byte of the buffer has moved the write position back to the start:
     // nothing is left of such a line. The copy is for receivers of the signals, who may run an
     // event loop and with it this function again.
-    const QByteArray bytes(rxBuffer.data(), rxIndex);
+    const QByteArray bytes(rxBuffer, rxIndex);
     const QByteArrayView text(bytes.constData());
     switch (checkOf(bytes)) {
     case LineCheck::None:
@@ -101,7 +101,7 @@ void Serial_Connect::HandleCheckedLine(QByteArrayView text)
 
 void Serial_Connect::AnswerStatus()
 {
-    protocol::Line request(kBootloaderRequest);
+    protocol::Line request(protocol::kEnterBootloader);
     AddCRC_nSend(request.buffer().data());
     statusAnswered = true;
     waitTicks = kBootloaderRequestTicks;

@@ -58,7 +58,7 @@ BoardProgram* Board::runningProgram() const
     return nullptr;
 }
 
-void Board::tell(RecordedLine::Way way, Time at, std::string_view text) const
+void Board::record(RecordedLine::Way way, Time at, std::string_view text) const
 {
     if (m_observer)
         m_observer({at, way, std::string(text)});
@@ -117,14 +117,14 @@ void Board::step(Time now)
             departure->baudRate});
     } else if (BoardProgram* const running = runningProgram();
                running && running->due() && *running->due() <= now) {
-        settle(running->wake(now), now);
+        carryOut(running->wake(now), now);
     }
 }
 
 void Board::arrive(const Passed& arrival)
 {
     if (m_runs == Runs::Nothing || isSilent(arrival.at)) {
-        m_statistics.bytesWhileDeaf += arrival.bytes.size();
+        m_statistics.bytesUnheard += arrival.bytes.size();
         return;
     }
     if (arrival.baudRate != baudRate()) {
@@ -133,40 +133,40 @@ void Board::arrive(const Passed& arrival)
     }
     for (std::string& line : m_reader.take(arrival.bytes, arrival.at))
         takeLine(std::move(line), arrival.at);
-    m_statistics.rubbish = m_reader.rubbish();
+    m_statistics.strayInput = m_reader.strayInput();
 }
 
 void Board::takeLine(std::string line, Time now)
 {
-    tell(RecordedLine::Way::ToBoard, now, line);
+    record(RecordedLine::Way::ToBoard, now, line);
     m_finished = m_finished || wordOf(line) == "X";
-    const bool heard = sufferAtCommand(line, now);
+    const bool heard = applyCommandFaults(line, now);
     // A fault can have hit the "$" itself: then this is no line any more.
     if (heard && line.front() == '$')
-        obey(Command(std::move(line)), now);
+        execute(Command(std::move(line)), now);
 }
 
-void Board::obey(const Command& command, Time now)
+void Board::execute(const Command& command, Time now)
 {
     BoardProgram* const running = runningProgram();
     if (!running)
         return;
     if (command.check() == Check::Wrong) {
         ++m_statistics.badChecksums;
-        tell(RecordedLine::Way::Note, now, "wrong checksum");
+        record(RecordedLine::Way::Note, now, "wrong checksum");
         return;
     }
     m_statistics.count(command.word(), command.line(), now);
-    settle(running->take(command, now), now);
+    carryOut(running->take(command, now), now);
 }
 
-void Board::settle(Outcome outcome, Time now)
+void Board::carryOut(Outcome outcome, Time now)
 {
     for (Reply& reply : outcome.replies)
         queue(std::move(reply));
     if (!outcome.ruleBroken.empty()) {
         ++m_statistics.rulesBroken[outcome.ruleBroken];
-        tell(RecordedLine::Way::Note, now, "not obeyed: " + outcome.ruleBroken);
+        record(RecordedLine::Way::Note, now, "not obeyed: " + outcome.ruleBroken);
     }
     if (outcome.next != Runs::Nothing)
         boot(outcome.next, now);
@@ -184,10 +184,10 @@ void Board::sendReply(const Pending& pending)
     if (isSilent(reply.at) || m_runs == Runs::Nothing)
         return;
     std::string bytes = reply.checksum ? withChecksum(reply.body) : withoutChecksum(reply.body);
-    if (!pending.suffered) {
-        tell(RecordedLine::Way::FromBoard, reply.at,
+    if (!pending.faultsApplied) {
+        record(RecordedLine::Way::FromBoard, reply.at,
             std::string_view(bytes).substr(0, bytes.size() - 1));
-        if (!sufferAtReply(reply, bytes))
+        if (!applyReplyFaults(reply, bytes))
             return;
     }
     m_statistics.countReply(reply.body, reply.at);
@@ -230,17 +230,17 @@ void Board::boot(Runs program, Time now)
     m_reader.reset();
     m_flash.losePower();
     m_images.losePower();
-    tell(RecordedLine::Way::Note, now, "restarts");
+    record(RecordedLine::Way::Note, now, "restarts");
 }
 
 void Board::startProgram(Time now)
 {
     m_bootedAt.reset();
-    // Half a firmware cannot be started: the bootloader stays and asks to be fed again.
+    // Half a firmware cannot be started: the bootloader stays and asks for it again.
     const bool canStart = m_starts == Runs::Application && !m_flash.isIncomplete();
     m_runs = canStart ? Runs::Application : Runs::Bootloader;
     runningProgram()->start(now);
-    tell(RecordedLine::Way::Note, now, canStart ? "application runs" : "bootloader runs");
+    record(RecordedLine::Way::Note, now, canStart ? "application runs" : "bootloader runs");
 }
 
 } // namespace vboard

@@ -43,11 +43,11 @@ struct Emission
 };
 
 /// A fault that took place.
-struct FaultStruck
+struct AppliedFault
 {
     Time at{};
     std::string rule;
-    std::string line; ///< the line at which it struck
+    std::string line; ///< the line at which it applied
 };
 
 /// A line that was received or sent, or a note, for a transcript.
@@ -90,7 +90,7 @@ public:
     [[nodiscard]] const FlashMemory& flash() const { return m_flash; }
     [[nodiscard]] const ImageStore& images() const { return m_images; }
     [[nodiscard]] const Statistics& statistics() const { return m_statistics; }
-    [[nodiscard]] const std::vector<FaultStruck>& faultsStruck() const { return m_struck; }
+    [[nodiscard]] const std::vector<AppliedFault>& appliedFaults() const { return m_appliedFaults; }
     /// True once the computer has said that the job is over, heard or not.
     [[nodiscard]] bool isFinished() const { return m_finished; }
 
@@ -98,20 +98,20 @@ private:
     struct Pending
     {
         Reply reply;
-        bool suffered = false; // its faults have struck already
+        bool faultsApplied = false;
     };
 
     void arrive(const Passed& arrival);
     void takeLine(std::string line, Time now);
-    void obey(const Command& command, Time now);
+    void execute(const Command& command, Time now);
     /// Lets the faults strike; returns false when the command is not to be heard.
-    bool sufferAtCommand(std::string& line, Time now);
-    bool strike(const FaultRule& rule, std::string& line, Time now);
-    void settle(Outcome outcome, Time now);
+    bool applyCommandFaults(std::string& line, Time now);
+    bool apply(const FaultRule& rule, std::string& line, Time now);
+    void carryOut(Outcome outcome, Time now);
     void sendReply(const Pending& pending);
     /// Lets the faults strike; returns false when the reply does not leave now.
-    bool sufferAtReply(const Reply& reply, std::string& bytes);
-    bool strike(const FaultRule& rule, const Reply& reply, std::string& bytes);
+    bool applyReplyFaults(const Reply& reply, std::string& bytes);
+    bool apply(const FaultRule& rule, const Reply& reply, std::string& bytes);
     void note(const FaultRule& rule, std::string line, Time now);
     void queueLater(Reply reply, Time delay);
     void putOnLine(std::string bytes, Time now);
@@ -124,7 +124,7 @@ private:
     [[nodiscard]] bool isSilent(Time now) const { return m_silentUntil && now < *m_silentUntil; }
     [[nodiscard]] std::optional<Time> nextStep() const;
     void step(Time now);
-    void tell(RecordedLine::Way way, Time at, std::string_view text) const;
+    void record(RecordedLine::Way way, Time at, std::string_view text) const;
 
     BoardOptions m_options;
     FlashMemory m_flash;
@@ -133,7 +133,7 @@ private:
     std::unique_ptr<BoardProgram> m_bootloader;
     FaultPlan m_faults;
     Statistics m_statistics;
-    std::vector<FaultStruck> m_struck;
+    std::vector<AppliedFault> m_appliedFaults;
     std::function<void(const RecordedLine&)> m_observer;
 
     LineReader m_reader;

@@ -1,4 +1,4 @@
-// What a fault does to a board when it strikes.
+// What a fault does to a board.
 
 #include "virtualboard/Board.h"
 #include "virtualboard/Command.h"
@@ -7,26 +7,26 @@ namespace vboard {
 
 void Board::note(const FaultRule& rule, std::string line, Time now)
 {
-    m_struck.push_back({now, rule.text, std::move(line)});
-    tell(RecordedLine::Way::Note, now, "fault: " + rule.text);
+    m_appliedFaults.push_back({now, rule.text, std::move(line)});
+    record(RecordedLine::Way::Note, now, "fault: " + rule.text);
 }
 
-bool Board::sufferAtCommand(std::string& line, Time now)
+bool Board::applyCommandFaults(std::string& line, Time now)
 {
     bool heard = true;
     for (const FaultRule& rule : m_faults.atCommand(std::string_view(line).substr(1))) {
         note(rule, line, now);
-        heard = strike(rule, line, now) && heard;
+        heard = apply(rule, line, now) && heard;
     }
     return heard;
 }
 
-bool Board::sufferAtReply(const Reply& reply, std::string& bytes)
+bool Board::applyReplyFaults(const Reply& reply, std::string& bytes)
 {
     bool leaves = true;
     for (const FaultRule& rule : m_faults.atReply(reply.body)) {
         note(rule, '$' + reply.body, reply.at);
-        leaves = strike(rule, reply, bytes) && leaves;
+        leaves = apply(rule, reply, bytes) && leaves;
     }
     return leaves;
 }
@@ -38,7 +38,7 @@ void Board::queueLater(Reply reply, Time delay)
     m_replies.emplace(at, Pending{std::move(reply), true});
 }
 
-bool Board::strike(const FaultRule& rule, std::string& line, Time now)
+bool Board::apply(const FaultRule& rule, std::string& line, Time now)
 {
     switch (rule.kind) {
     case FaultKind::DropCommand:
@@ -77,7 +77,7 @@ bool Board::strike(const FaultRule& rule, std::string& line, Time now)
     }
 }
 
-bool Board::strike(const FaultRule& rule, const Reply& reply, std::string& bytes)
+bool Board::apply(const FaultRule& rule, const Reply& reply, std::string& bytes)
 {
     const Time length = rule.length.value_or(Time::zero());
     switch (rule.kind) {

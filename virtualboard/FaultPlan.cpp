@@ -169,26 +169,26 @@ std::uint64_t FaultPlan::randomBelow(std::uint64_t limit)
 
 std::vector<FaultRule> FaultPlan::occasion(std::string_view line, bool reply)
 {
-    std::vector<FaultRule> struck;
+    std::vector<FaultRule> applied;
     for (Entry& entry : m_entries) {
-        if (isMeant(entry.rule, line) && entry.rule.isAboutReplies() == reply && strikes(entry))
-            struck.push_back(entry.rule);
+        if (isMeant(entry.rule, line) && entry.rule.isAboutReplies() == reply && applies(entry))
+            applied.push_back(entry.rule);
     }
-    return struck;
+    return applied;
 }
 
-bool FaultPlan::strikes(Entry& entry)
+bool FaultPlan::applies(Entry& entry)
 {
     ++entry.occasions;
-    if (entry.rule.times > 0 && entry.struck >= entry.rule.times)
+    if (entry.rule.times > 0 && entry.applied >= entry.rule.times)
         return false;
-    // The distributions of the library differ from maker to maker; this falls alike everywhere.
+    // The distributions of the library differ from maker to maker; this gives the same everywhere.
     constexpr std::uint64_t kSteps = 1U << 30U;
     const bool hit = entry.rule.at
         ? entry.occasions == *entry.rule.at
         : static_cast<double>(randomBelow(kSteps)) < entry.rule.rate * static_cast<double>(kSteps);
     if (hit)
-        ++entry.struck;
+        ++entry.applied;
     return hit;
 }
 

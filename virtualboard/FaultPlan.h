@@ -36,8 +36,8 @@ struct FaultRule
 {
     FaultKind kind = FaultKind::DropCommand;
     std::string text; ///< as it was written
-    std::optional<unsigned long> at; ///< strikes at this occasion, the first being 1
-    double rate = 0; ///< strikes at any occasion with this probability
+    std::optional<unsigned long> at; ///< applies at this occasion, the first being 1
+    double rate = 0; ///< applies at any occasion with this probability
     unsigned long times = 0; ///< how often at most; 0 is without limit
     std::string word; ///< only at lines of this word, and fields ("FACK,262"); empty: at any
     std::optional<unsigned long> board; ///< only at that one of several, from 0; none: at each
@@ -58,9 +58,9 @@ class FaultPlan
 public:
     FaultPlan(std::vector<FaultRule> rules, std::uint64_t seed);
 
-    /// The rules that strike at a command that was received: its line without the "$".
+    /// The rules that apply to a command that was received: its line without the "$".
     [[nodiscard]] std::vector<FaultRule> atCommand(std::string_view line);
-    /// The rules that strike at a reply that is to leave: its line without the "$".
+    /// The rules that apply to a reply that is to leave: its line without the "$".
     [[nodiscard]] std::vector<FaultRule> atReply(std::string_view line);
     /// A random number from 0 to `limit` - 1; `limit` must be above 0.
     [[nodiscard]] std::uint64_t randomBelow(std::uint64_t limit);
@@ -70,11 +70,11 @@ private:
     {
         FaultRule rule;
         unsigned long occasions = 0;
-        unsigned long struck = 0;
+        unsigned long applied = 0;
     };
 
     std::vector<FaultRule> occasion(std::string_view line, bool reply);
-    bool strikes(Entry& entry);
+    bool applies(Entry& entry);
 
     std::vector<Entry> m_entries;
     std::mt19937_64 m_random;

@@ -22,14 +22,14 @@ void LineReader::takeByte(char byte, std::vector<std::string>& lines)
         if (hasChecksum())
             lines.push_back(m_line);
         else if (!m_line.empty())
-            ++m_rubbish.cutLines;
+            ++m_strayInput.cutLines;
         m_line = byte;
     } else if (m_line.empty()) {
-        ++m_rubbish.strayBytes;
+        ++m_strayInput.strayBytes;
     } else if (byte == '\n') {
         lines.push_back(std::exchange(m_line, {}));
     } else if (m_line.size() == kLongestLine) {
-        ++m_rubbish.overlongLines;
+        ++m_strayInput.overlongLines;
         reset();
     } else if (byte != '\r') {
         m_line += byte;

@@ -21,7 +21,7 @@ public:
     static constexpr std::size_t kLongestLine = 2000;
 
     /// What the receiver heard that was no line.
-    struct Rubbish
+    struct StrayInput
     {
         unsigned long strayBytes = 0; ///< before a "$"
         unsigned cutLines = 0; ///< ended by the next "$" before their checksum came
@@ -40,7 +40,7 @@ public:
     /// Forgets a line that has begun.
     void reset();
 
-    [[nodiscard]] const Rubbish& rubbish() const { return m_rubbish; }
+    [[nodiscard]] const StrayInput& strayInput() const { return m_strayInput; }
 
 private:
     void takeByte(char byte, std::vector<std::string>& lines);
@@ -48,7 +48,7 @@ private:
 
     std::string m_line; // empty outside a line
     Time m_lastByte{};
-    Rubbish m_rubbish;
+    StrayInput m_strayInput;
 };
 
 } // namespace vboard

@@ -122,10 +122,10 @@ QJsonObject phasesReport(const Statistics& figures)
     return phases;
 }
 
-QJsonArray faultsReport(const std::vector<FaultStruck>& struck)
+QJsonArray faultsReport(const std::vector<AppliedFault>& applied)
 {
     QJsonArray faults;
-    for (const FaultStruck& fault : struck)
+    for (const AppliedFault& fault : applied)
         faults.append(QJsonObject{
             {"at", seconds(fault.at)},
             {"fault", QString::fromStdString(fault.rule)},
@@ -180,17 +180,17 @@ QString verdictText(const QString& title, const Verdict& verdict, const Board& b
     row("images", imagesText(board.images()));
     row("runs", runsText(board.runs()));
     row("not obeyed", countsText(figures.rulesBroken, itself));
-    if (figures.bytesAtWrongRate + figures.rubbish.strayBytes > 0)
+    if (figures.bytesAtWrongRate + figures.strayInput.strayBytes > 0)
         row("unheard",
             QStringLiteral("%1 bytes at a wrong rate, %2 outside lines")
                 .arg(figures.bytesAtWrongRate)
-                .arg(figures.rubbish.strayBytes));
+                .arg(figures.strayInput.strayBytes));
     if (const auto median = figures.turnaround(0.5))
         row("turnaround",
             QStringLiteral("median %1 us, 99% %2 us")
                 .arg(median->count())
                 .arg(figures.turnaround(0.99)->count()));
-    for (const FaultStruck& fault : board.faultsStruck())
+    for (const AppliedFault& fault : board.appliedFaults())
         row("fault",
             QStringLiteral("%1 s: %2")
                 .arg(std::chrono::duration<double>(fault.at).count(), 0, 'f', 3)
@@ -223,7 +223,7 @@ QJsonObject boardReport(const QString& name, const Verdict& verdict, const Board
         {"images", imagesReport(board.images())},
         {"phaseSeconds", phasesReport(figures)},
         {"turnaroundMicroseconds", turnaroundReport(figures)},
-        {"faults", faultsReport(board.faultsStruck())},
+        {"faults", faultsReport(board.appliedFaults())},
     };
 }
 

@@ -26,7 +26,7 @@ inline constexpr std::size_t kPhases = 7;
 /// A phase's name in reports.
 [[nodiscard]] const char* phaseName(Phase phase);
 
-/// What came to pass on a board's line.
+/// What was received and sent on a board's line.
 struct Statistics
 {
     struct Count
@@ -42,12 +42,12 @@ struct Statistics
     unsigned long bytesReceived = 0;
     unsigned long bytesSent = 0;
     unsigned long bytesAtWrongRate = 0;
-    unsigned long bytesWhileDeaf = 0; ///< booting, or silent by a fault
+    unsigned long bytesUnheard = 0; ///< booting, or silent by a fault
     unsigned long pagesErased = 0;
     unsigned long pagesProgrammed = 0;
     unsigned long imagesRefused = 0;
     unsigned long imageErasures = 0;
-    LineReader::Rubbish rubbish;
+    LineReader::StrayInput strayInput;
     /// From the last byte of a reply to the first byte of the next line.
     std::vector<Time> turnarounds;
     std::array<std::optional<Time>, kPhases> phases;

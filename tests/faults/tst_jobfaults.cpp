@@ -10,8 +10,8 @@
 
 namespace {
 
-/// A job, and where a fault strikes it: at a line in the midst of what the job is about, or at its
-/// answer.
+/// A job, and where a fault occurs in it: at a line in the midst of what the job is about, or at
+/// its answer.
 struct FaultyJob
 {
     const char* name;
@@ -30,7 +30,7 @@ constexpr std::array kJobs{
     FaultyJob{"erase", JobEraseImages, "word=A at=1", "word=AACK at=1", "GACK at=1;AACK at=2"},
 };
 
-vboard::BoardOptions suffering(int mode, const QStringList& faults)
+vboard::BoardOptions withFaults(int mode, const QStringList& faults)
 {
     vboard::BoardOptions options = boardFor(mode);
     std::string error;
@@ -107,10 +107,10 @@ void TestJobFaults::endsExactInSpiteOfAFault()
     QFETCH(int, mode);
     QFETCH(QStringList, faults);
     SessionFixture fixture(mode);
-    TimedBoard board(suffering(mode, faults));
+    TimedBoard board(withFaults(mode, faults));
     PlayedBoard played(fixture, board);
     QVERIFY(played.playToEnd());
-    QCOMPARE(board.board.faultsStruck().size(), static_cast<std::size_t>(faults.size()));
+    QCOMPARE(board.board.appliedFaults().size(), static_cast<std::size_t>(faults.size()));
     QCOMPARE(differencesFromSmallSet(board.board, mode), QString());
 }
 
@@ -129,10 +129,10 @@ void TestJobFaults::endsAnImageWhoseLastAnswerIsLate()
     for (const int lastBlock : {3, 4, 5})
         faults << QStringLiteral("delay-reply by=%1 word=FACK at=%2").arg(delay).arg(lastBlock);
     SessionFixture fixture(JobImagesOnly);
-    TimedBoard board(suffering(JobImagesOnly, faults));
+    TimedBoard board(withFaults(JobImagesOnly, faults));
     PlayedBoard played(fixture, board);
     QVERIFY(played.playToEnd());
-    QCOMPARE(board.board.faultsStruck().size(), std::size_t(3));
+    QCOMPARE(board.board.appliedFaults().size(), std::size_t(3));
     QCOMPARE(board.board.statistics().received.at("I").lines, 3UL);
     QCOMPARE(repeated(board.board, "F"), 0UL);
     QCOMPARE(differencesFromSmallSet(board.board, JobImagesOnly), QString());
@@ -156,12 +156,12 @@ void TestJobFaults::isCompletedByStartingAgain()
     QFETCH(int, mode);
     QFETCH(QStringList, faults);
     SessionFixture fixture(mode);
-    TimedBoard board(suffering(mode, faults));
+    TimedBoard board(withFaults(mode, faults));
     {
         PlayedBoard played(fixture, board);
         QVERIFY(!played.playToEnd(kPatience));
     }
-    QCOMPARE(board.board.faultsStruck().size(), static_cast<std::size_t>(faults.size()));
+    QCOMPARE(board.board.appliedFaults().size(), static_cast<std::size_t>(faults.size()));
     QVERIFY(!board.board.isFinished());
 
     fixture.closeDialog();
@@ -184,7 +184,7 @@ void TestJobFaults::doesNotEndWithoutABoard()
     QFETCH(int, mode);
     QFETCH(QStringList, faults);
     SessionFixture fixture(mode);
-    TimedBoard board(suffering(mode, faults));
+    TimedBoard board(withFaults(mode, faults));
     PlayedBoard played(fixture, board);
     QVERIFY(!played.playToEnd(kHalfAnHour));
     QVERIFY(!board.board.isFinished());

@@ -66,7 +66,8 @@ void Service::prepare(Input& input)
     m_probe.waitTicks = input.below(4);
     m_probe.crcLineCount = input.below(7);
     m_probe.rxIndex = static_cast<qint16>(input.below(protocol::kLineCapacity));
-    m_probe.rxBuffer.fill('r'); // no NUL: what is left over must not be read as part of a line
+    std::fill(std::begin(m_probe.rxBuffer), std::end(m_probe.rxBuffer),
+        'r'); // no NUL: what is left over must not be read as part of a line
     m_port.close();
     m_port.written.clear();
     m_unchecked = 0;
@@ -92,7 +93,7 @@ void Service::takeLine()
         return;
     }
     // A NUL in front of the "$" ends the text that is handed on, but not the line that is checked.
-    const std::string line(m_probe.rxBuffer.data(), static_cast<std::size_t>(m_probe.rxIndex));
+    const std::string line(m_probe.rxBuffer, static_cast<std::size_t>(m_probe.rxIndex));
     const std::size_t dollar = line.find('$');
     const std::size_t star = dollar == std::string::npos ? dollar : line.find('*', dollar);
     expect(star != std::string::npos, "a checked line has a checksum");

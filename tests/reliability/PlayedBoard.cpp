@@ -88,7 +88,7 @@ void PlayedBoard::tick()
 {
     m_dialog.Timeout();
     const vboard::Time end = m_now + kTick;
-    settle(end);
+    playUntil(end);
     m_now = end;
 }
 
@@ -103,7 +103,7 @@ bool PlayedBoard::playToEnd(int mostTicks)
     return false;
 }
 
-void PlayedBoard::settle(vboard::Time end)
+void PlayedBoard::playUntil(vboard::Time end)
 {
     for (;;) {
         const bool heard = toBoard();

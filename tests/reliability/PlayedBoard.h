@@ -34,7 +34,7 @@ public:
 
 private:
     PlayedBoard(DialogBootload& dialog, MemoryPort<PortTest>& port, TimedBoard& board);
-    void settle(vboard::Time end);
+    void playUntil(vboard::Time end);
     bool toBoard();
     bool fromBoard();
     void happen(const vboard::Emission& emission);

@@ -73,9 +73,9 @@ void TestPowerLoss::startingAgainCompletesTheBoard()
     TimedBoard board(losingPowerAt(line));
     {
         PlayedBoard played(fixture, board);
-        for (int tick = 0; tick < kPatience && board.board.faultsStruck().empty(); ++tick)
+        for (int tick = 0; tick < kPatience && board.board.appliedFaults().empty(); ++tick)
             played.tick();
-        QCOMPARE(board.board.faultsStruck().size(), std::size_t(1));
+        QCOMPARE(board.board.appliedFaults().size(), std::size_t(1));
         QVERIFY(!board.board.isFinished());
         QVERIFY(!differencesFromSmallSet(board.board, JobUpdate).isEmpty());
     }

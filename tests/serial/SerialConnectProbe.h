@@ -23,7 +23,7 @@ public:
     bool& sendEnabled;
     QString& primaryVersion;
     QString& secondaryVersion;
-    std::array<char, protocol::kLineCapacity>& rxBuffer;
+    char (&rxBuffer)[protocol::kLineCapacity];
     qint16& rxIndex;
     bool& ignoreInput;
     qint32& crcLineCount;

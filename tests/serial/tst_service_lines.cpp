@@ -105,9 +105,9 @@ private slots:
         link.receive(line);
         QVERIFY(link.takeSignals().isEmpty());
         QCOMPARE(link.probe.crcLineCount, 0);
-        QCOMPARE(link.probe.rxBuffer.at(0), '\0');
-        QCOMPARE(link.probe.rxBuffer.at(1), '\0');
-        QCOMPARE(link.probe.rxBuffer.at(999), '\n');
+        QCOMPARE(link.probe.rxBuffer[0], '\0');
+        QCOMPARE(link.probe.rxBuffer[1], '\0');
+        QCOMPARE(link.probe.rxBuffer[999], '\n');
         link.receive(kStatus);
         QCOMPARE(link.takeSignals(), QStringList(message(kStatus)));
     }

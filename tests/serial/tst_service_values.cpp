@@ -26,7 +26,7 @@ private slots:
 
         QVERIFY(!probe.sendEnabled);
         QCOMPARE(probe.rxIndex, qint16(0));
-        QCOMPARE(std::count(probe.rxBuffer.begin(), probe.rxBuffer.end(), '\0'), 1000);
+        QCOMPARE(std::count(std::begin(probe.rxBuffer), std::end(probe.rxBuffer), '\0'), 1000);
         QVERIFY(!probe.ignoreInput);
         QCOMPARE(probe.crcLineCount, 0);
         QCOMPARE(probe.idleTicks, 0);

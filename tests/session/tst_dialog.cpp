@@ -3,7 +3,9 @@
 #include "tests/support/TestProgram.h"
 #include "tests/support/TranslationLog.h"
 
+#include <QApplication>
 #include <QMetaMethod>
+#include <QScopeGuard>
 
 namespace {
 
@@ -20,6 +22,32 @@ class TestDialog : public QObject
     Q_OBJECT
 
 private slots:
+    void fitsItsLabelsIntoTheirPlaces_data()
+    {
+        QTest::addColumn<double>("larger");
+        QTest::newRow("this system's font") << 1.0;
+        QTest::newRow("30 % larger") << 1.3;
+        QTest::newRow("three times as large") << 3.0;
+    }
+
+    void fitsItsLabelsIntoTheirPlaces()
+    {
+        QFETCH(double, larger);
+        const QFont before = QApplication::font();
+        const auto restore = qScopeGuard([before] { QApplication::setFont(before); });
+        QFont font = before;
+        font.setPointSizeF(font.pointSizeF() * larger);
+        QApplication::setFont(font);
+        SessionFixture session(JobUpdate, 0);
+        for (const char* const name : {"label", "label_2", "label_Status", "labelTX", "labelRX"}) {
+            const QLabel& label = session.label(name);
+            QVERIFY2(label.fontMetrics().horizontalAdvance(label.text()) <= label.width(), name);
+        }
+        // A text that fits keeps the system's font.
+        const QLabel& status = session.label("label_Status");
+        QCOMPARE(status.font(), font);
+    }
+
     void hasTheWidgetsInTheirPlaces_data()
     {
         QTest::addColumn<QByteArray>("type");

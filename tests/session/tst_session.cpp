@@ -1,3 +1,4 @@
+#include "tests/session/DebugLog.h"
 #include "tests/session/SessionFixture.h"
 #include "tests/support/NoHardware.h"
 #include "tests/support/TestProgram.h"
@@ -461,6 +462,17 @@ private slots:
         const QString timedOut = QStringLiteral("Command Timedout");
         QCOMPARE(session.log(),
             (QStringList{kEraseText, timedOut, kEraseText, timedOut, kEraseText}.join('\n')));
+    }
+
+    void logsThatThePortDidNotOpenAtTheFastSpeed()
+    {
+        SessionFixture session;
+        session.step(11);
+        session.memoryPort().present = false;
+        const DebugLog log;
+        session.step();
+        QCOMPARE(session.port().state, qint32{StateWaitForBootloader});
+        QCOMPARE(log.with(QStringLiteral("Could not open port")).size(), 1);
     }
 
     void sendsFirmwareLinesAgainAfterTheirTicks_data()

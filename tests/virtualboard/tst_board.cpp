@@ -62,7 +62,7 @@ private slots:
         driver.send("BOOTLOADM");
         driver.wait(199ms);
         QCOMPARE(driver.board.runs(), Runs::Nothing);
-        driver.send("MVER"); // falls on deaf ears
+        driver.send("MVER"); // is not heard
         driver.wait(1ms);
         QCOMPARE(driver.board.runs(), Runs::Bootloader);
         QCOMPARE(driver.board.baudRate(), 921600);
@@ -115,7 +115,7 @@ private slots:
         BoardDriver driver;
         driver.sendRaw(std::string("\0\xFF\n xyz", 7) + withChecksum("MVER"));
         QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$MVERR,D.01a"));
-        QCOMPARE(driver.board.statistics().rubbish.strayBytes, 7UL);
+        QCOMPARE(driver.board.statistics().strayInput.strayBytes, 7UL);
     }
 
     void anEndlessLineIsGivenUp()
@@ -123,7 +123,7 @@ private slots:
         BoardDriver driver;
         driver.sendRaw('$' + std::string(100'000, 'x') + '\n' + withChecksum("MVER"));
         QCOMPARE(BoardDriver::withoutChecksums(driver.heard()), std::string("$MVERR,D.01a"));
-        QCOMPARE(driver.board.statistics().rubbish.overlongLines, 1U);
+        QCOMPARE(driver.board.statistics().strayInput.overlongLines, 1U);
     }
 
     void unknownCommandsAreCounted()

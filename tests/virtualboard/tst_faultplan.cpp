@@ -101,7 +101,7 @@ private slots:
         QCOMPARE(driver.ask("E,2000,1"), std::string("$EACK"));
     }
 
-    void fallsAlikeForTheSameSeed()
+    void strikesTheSameForTheSameSeed()
     {
         const auto pattern = [](std::uint64_t seed) {
             BoardDriver driver(with("drop-reply rate=30%", seed));
@@ -205,7 +205,7 @@ private slots:
         QCOMPARE(driver.programPage(0x1000, 1), std::string());
         QCOMPARE(driver.board.runs(), Runs::Nothing);
         driver.wait(OwnTimes().boot);
-        // Half a firmware: the bootloader asks to be fed again.
+        // Half a firmware: the bootloader asks for it again.
         QCOMPARE(driver.board.runs(), Runs::Bootloader);
         QCOMPARE(driver.board.flash().state(0), PageState::Erased);
         QVERIFY(driver.board.images().images().empty());
@@ -255,10 +255,10 @@ private slots:
     {
         BoardDriver driver(with("drop-reply at=2"));
         driver.ask("MVER", 10ms);
-        QVERIFY(driver.board.faultsStruck().empty());
+        QVERIFY(driver.board.appliedFaults().empty());
         driver.ask("MVER");
-        QCOMPARE(driver.board.faultsStruck().size(), std::size_t(1));
-        const FaultStruck& struck = driver.board.faultsStruck().front();
+        QCOMPARE(driver.board.appliedFaults().size(), std::size_t(1));
+        const AppliedFault& struck = driver.board.appliedFaults().front();
         QCOMPARE(struck.at, Time(10ms));
         QCOMPARE(struck.rule, std::string("drop-reply at=2"));
         QCOMPARE(struck.line, std::string(kAnswer));
