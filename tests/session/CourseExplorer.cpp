@@ -13,7 +13,7 @@ namespace {
 using Begin = SmallJob::Begin;
 
 constexpr int kMostLateSteps = 21;
-/// A course that fails is told from so many events before its last fault to so many after it.
+/// Of a course that fails, so many events after each fault are told.
 constexpr int kToldAfterFault = 40;
 
 struct Fault
@@ -53,7 +53,7 @@ public:
         }
         m_found.worlds = m_seen.size();
         if (m_shortest)
-            m_found.course = tell(m_session.firstWorld(faults), *m_shortest);
+            m_found.course = describe(m_session.firstWorld(faults), *m_shortest);
         return m_found;
     }
 
@@ -121,11 +121,11 @@ private:
     {
         Branch next = branch;
         next.course.push_back(fault);
-        strike(next.world, fault);
+        applyFault(next.world, fault);
         m_open.push_back(std::move(next));
     }
 
-    static void strike(World& world, const Fault& fault)
+    static void applyFault(World& world, const Fault& fault)
     {
         --(fault.what == Fault::What::AnswerDoubled ? world.left.doubled : world.left.faults);
         switch (fault.what) {
@@ -195,42 +195,31 @@ private:
             && (m_small.begin == Begin::Images || board.hasFirmware());
     }
 
-    /// The events of `course`. Lines that were answered at once are left out while nothing goes
-    /// wrong around them.
-    QStringList tell(World world, const Course& course)
+    /// The events of `course`: what goes wrong and what follows from it, the rest by its number.
+    QStringList describe(World world, const Course& course)
     {
-        QStringList told;
-        int quiet = 0;
-        const auto say = [&](const QString& text) {
-            if (quiet > 0)
-                told << QStringLiteral("... %1 events").arg(quiet);
-            quiet = 0;
-            told << text;
-        };
+        QStringList lines;
+        int leftOut = 0;
+        int toldUntil = 0;
         auto fault = course.begin();
-        const int lastFault = course.empty() ? 0 : course.back().event;
-        constexpr int kTail = 60;
-        for (int event = 0; event <= m_shortestEvents && event < lastFault + kTail; ++event) {
-            bool struck = false;
+        for (int event = 0; event <= m_shortestEvents; ++event) {
             for (; fault != course.end() && fault->event == event; ++fault) {
-                say(faultText(world, *fault));
-                strike(world, *fault);
-                struck = true;
+                if (leftOut > 0)
+                    lines << QStringLiteral("... %1 events").arg(std::exchange(leftOut, 0));
+                lines << faultText(world, *fault);
+                applyFault(world, *fault);
+                toldUntil = event + kToldAfterFault;
             }
-            const QString text = nextEvent(world);
-            const bool near = struck
-                || std::any_of(course.begin(), course.end(),
-                    [event](const Fault& f) { return event > f.event && event < f.event + 40; });
-            if (near)
-                say(text);
+            if (event < toldUntil)
+                lines << nextEvent(world);
             else
-                ++quiet;
+                ++leftOut;
             if (goOn(world) != End::GoesOn)
                 break;
         }
-        if (quiet > 0)
-            told << QStringLiteral("... %1 events").arg(quiet);
-        return told;
+        if (leftOut > 0)
+            lines << QStringLiteral("... %1 events").arg(leftOut);
+        return lines;
     }
 
     static QString nextEvent(const World& world)
