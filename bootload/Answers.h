@@ -97,8 +97,10 @@ public:
     [[nodiscard]] qint32 surplusBlock() const { return m_surplusBlock; }
 
 private:
-    // A board that was silent for as many does not answer them all later on.
-    static constexpr int kMostTimes = 1000;
+    // Counted no further. An answer that is 25 s late is still known by it, with several ports too,
+    // where a line is sent again each half second; after a longer silence every image that the
+    // board has would wait for as many answers in vain.
+    static constexpr int kMostTimes = 50;
 
     LineKind m_kind = LineKind::None;
     qint32 m_number = 0;

@@ -13,20 +13,21 @@ namespace {
 /// then.
 constexpr int kMostLogParagraphs = 10'000;
 
-/// Gives `label` a narrower font, and where that is not enough a smaller one, until its text fits
+/// Gives `label` a narrower font, and where that is not enough a smaller one, until `text` fits
 /// into its place: the geometry is prescribed, the system's font is not.
-void fitFont(QLabel& label)
+void fitFont(QLabel& label, const QString& text)
 {
     constexpr int kNarrowest = QFont::Condensed; // percent: narrower is hard to read
     constexpr qreal kSmallestPoints = 4;
     constexpr qreal kStepPoints = 0.25;
     QFont font = label.font();
-    const auto tooWide
-        = [&] { return QFontMetrics(font).horizontalAdvance(label.text()) > label.width(); };
+    const auto tooWide = [&] { return QFontMetrics(font).horizontalAdvance(text) > label.width(); };
     for (int stretch = QFont::Unstretched; tooWide() && stretch >= kNarrowest; --stretch)
         font.setStretch(stretch);
-    while (tooWide() && font.pointSizeF() > kSmallestPoints)
-        font.setPointSizeF(font.pointSizeF() - kStepPoints);
+    // Also of a font whose size is given in pixels.
+    for (qreal points = QFontInfo(font).pointSizeF(); tooWide() && points > kSmallestPoints;
+         points -= kStepPoints)
+        font.setPointSizeF(points - kStepPoints);
     if (font != label.font())
         label.setFont(font);
 }
@@ -72,8 +73,11 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     connect(this, SIGNAL(finished(int)), this, SLOT(close(int)));
     setWindowTitle(Title());
     ui->label_UpdateVersion->setText(QStringLiteral("Update Version: ") + version);
-    for (QLabel* label : {ui->label, ui->label_2, ui->label_Status, ui->labelTX, ui->labelRX})
-        fitFont(*label);
+    for (QLabel* label : {ui->label, ui->label_2, ui->label_Status})
+        fitFont(*label, label->text());
+    // With the widest activity character.
+    fitFont(*ui->labelTX, QStringLiteral("TX: -"));
+    fitFont(*ui->labelRX, QStringLiteral("RX: -"));
 }
 
 DialogBootload::~DialogBootload()
@@ -159,8 +163,9 @@ void DialogBootload::BootloadProcess(PortTest* port)
 
 void DialogBootload::Apply(PortTest* port, Effect effect)
 {
-    // The line leaves before all else, and the other ports' lines before anything is shown: that
-    // takes longer than a line. A port closes after its last line, and opens after it was closed.
+    // The line leaves before all else, and the other ports' lines before any progress is shown:
+    // that takes longer than a line. A port closes after its last line, and opens after it was
+    // closed. The log is in the order in which things happen.
     if (effect.line)
         Send(port, *effect.line);
     if (!effect.plainLine.isEmpty())
@@ -171,17 +176,21 @@ void DialogBootload::Apply(PortTest* port, Effect effect)
         port->setBaudRate(*effect.reopenAt, QSerialPort::AllDirections);
         OpenPort(*port);
     }
+    if (!effect.report.isEmpty())
+        Report(effect.report);
     if (effect.stepAllPorts)
         StepAllPorts();
-    Show(effect);
+    ShowProgress(effect);
 }
 
-void DialogBootload::Show(const Effect& effect)
+void DialogBootload::Report(const QString& text)
 {
-    if (!effect.report.isEmpty()) {
-        ui->textEdit->append(effect.report);
-        qCDebug(logJob).noquote() << effect.report;
-    }
+    ui->textEdit->append(text);
+    qCDebug(logJob).noquote() << text;
+}
+
+void DialogBootload::ShowProgress(const Effect& effect)
+{
     if (effect.programProgress)
         ui->progressBarLoad->setValue(*effect.programProgress);
     if (effect.imageProgress)

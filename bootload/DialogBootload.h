@@ -91,12 +91,14 @@ private:
 
     // What the job wants done (DialogBootload.cpp)
     void Apply(PortTest* port, Effect effect);
-    void Show(const Effect& effect);
+    void Report(const QString& text);
+    void ShowProgress(const Effect& effect);
     void StepAllPorts();
 
     // Ports (Ports.cpp)
     void CapturePort(const QSerialPortInfo& info);
     static bool OpenPort(PortTest& port);
+    [[nodiscard]] bool HasSeveralOpenPorts() const;
     static void CloseAfterSending(PortTest* port);
 
     // Framing (Framing.cpp)

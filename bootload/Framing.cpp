@@ -83,9 +83,8 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
         port->flush();
         const std::chrono::milliseconds wireTime = timeOnTheWire(*port, bytes.size());
         port->onTheWire.setRemainingTime(wireTime);
-        // The answers of one board hurry the waits of all the others. With a single port there is
-        // nobody to hurry them.
-        if (ports.size() > 1)
+        // The answers of one board hurry the waits of all the others.
+        if (HasSeveralOpenPorts())
             port->answers.setUnanswerableFor(wireTime + kAnswerTime);
     }
     qCDebug(logWire).noquote().nospace() << port->portName() << (sends ? " TX " : " not sent ")

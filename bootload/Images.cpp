@@ -73,6 +73,8 @@ Outcome Images::GotIACK(PortTest& port, QByteArrayView line) const
         if (port.imageStep != ImageAnnounce)
             return {.acts = false};
         port.imageStep = ImageBlocks;
+        // Surplus answers to the image before stay expected: one that is overtaken by this answer
+        // must not end the image in the midst of its blocks.
         port.answers.giveUp();
     } else if (answer == "1") {
         // It names no image: one that answers a header that was sent again is not the next one's.
@@ -104,7 +106,7 @@ Outcome Images::GotFACK(PortTest& port, QByteArrayView line) const
         return {.acts = false};
     // An answer to a block that was sent again would have the next one sent twice as well, and so
     // on.
-    if (!current && !skip && port.answers.takeSurplus(LineKind::ImageBlock, block))
+    if (!current && port.answers.takeSurplus(LineKind::ImageBlock, block))
         return {.acts = false};
 
     Outcome outcome{.effect = {.stepAllPorts = true}};

@@ -8,6 +8,8 @@
 #include <QSerialPortInfo>
 #include <QThread>
 
+#include <algorithm>
+
 void DialogBootload::FindPorts()
 {
     const QList<QSerialPortInfo> available = QSerialPortInfo::availablePorts();
@@ -44,6 +46,13 @@ bool DialogBootload::OpenPort(PortTest& port)
     if (!opened)
         qCDebug(logJob) << "Could not open port" << port.portName() << port.errorString();
     return opened;
+}
+
+bool DialogBootload::HasSeveralOpenPorts() const
+{
+    return std::count_if(ports.begin(), ports.end(), [](const PortTest* port) {
+        return port->isOpen();
+    }) > 1;
 }
 
 void DialogBootload::CloseAfterSending(PortTest* port)

@@ -79,9 +79,11 @@ inline constexpr qint32 kBootloaderRequests = 5;
 inline constexpr qint32 kDataTicks = 4;
 inline constexpr qint32 kProgramTicks = 18;
 
-/// How often a page is begun again because a data line of it was sent more than once, or because it
-/// is not programmed after so many program lines. Then it is programmed as it is.
+/// How often a page is begun again because a data line of it was sent more than once, or because
+/// its program line was sent in vain. Then it is programmed as it is.
 inline constexpr qint32 kMostPageRefills = 3;
+
+/// How often a program line is sent before the page is begun again.
 inline constexpr qint32 kMostProgramLines = 4;
 
 /// Steps to wait for the answer to an image header, a block or an erase command; before an image is

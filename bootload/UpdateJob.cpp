@@ -170,7 +170,7 @@ Effect UpdateJob::StepReopenFast(PortTest& port)
     return {.reopenAt = protocol::kBootloaderBaudRate};
 }
 
-// The next four states are reached by no transition; prescribed so.
+// The next four states are dormant: nothing leads to the phase that leads to them.
 
 Effect UpdateJob::StepAskMainVersion(PortTest& port)
 {

@@ -12,6 +12,7 @@ public:
     /// A job of `mode` (`JobMode`) that sends `images`. Both stay the caller's, outlive the job and
     /// are read when they are needed.
     UpdateJob(const int& mode, const QList<ImageFile>& images);
+    UpdateJob(int&& mode, const QList<ImageFile>& images) = delete;
 
     /// One step of the session of `port`: at most one line is sent.
     [[nodiscard]] Effect Step(PortTest& port) const;

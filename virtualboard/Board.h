@@ -104,12 +104,12 @@ private:
     void arrive(const Passed& arrival);
     void takeLine(std::string line, Time now);
     void execute(const Command& command, Time now);
-    /// Lets the faults strike; returns false when the command is not to be heard.
+    /// Applies the faults; returns false when the command is not to be heard.
     bool applyCommandFaults(std::string& line, Time now);
     bool apply(const FaultRule& rule, std::string& line, Time now);
     void carryOut(Outcome outcome, Time now);
     void sendReply(const Pending& pending);
-    /// Lets the faults strike; returns false when the reply does not leave now.
+    /// Applies the faults; returns false when the reply does not leave now.
     bool applyReplyFaults(const Reply& reply, std::string& bytes);
     bool apply(const FaultRule& rule, const Reply& reply, std::string& bytes);
     void note(const FaultRule& rule, std::string line, Time now);

@@ -37,13 +37,11 @@ ShortLine shortLine(QByteArrayView line)
 
 World::Digest World::digest() const
 {
-    // How often a line was sent matters up to here: no more answers than that are under way.
-    constexpr int kMostTimes = 8;
     QByteArray state;
     state.reserve(1024);
     appendTo(state, numbers);
     for (const int value : {static_cast<int>(answers.awaited()), int{answers.number()},
-             qMin(answers.times(), kMostTimes), answers.surplusHeaders(), answers.surplusBlocks(),
+             answers.times(), answers.surplusHeaders(), answers.surplusBlocks(),
              int{answers.surplusBlock()}, late, left.faults, left.doubled})
         appendTo(state, value);
     for (const bool value : {answers.dataWasRepeated(), isOpen, fast, wasLate})

@@ -390,6 +390,22 @@ private slots:
         QCOMPARE(session.sent(), framed(blockLine(0, 1)));
     }
 
+    void passesOverASurplusAnswerThatWouldLeaveTheImageOut()
+    {
+        SessionFixture session(JobImagesOnly);
+        session.enterBootloader();
+        session.reply("$IACK,0");
+        session.step(4);
+        (void)session.sent();
+        session.reply("$FACK,00,1");
+        QCOMPARE(session.sent(), framed(blockLine(1, 0)));
+        session.reply("$FACK,00,1");
+        QCOMPARE(session.port().imageIndex, 0);
+        QCOMPARE(session.sent(), QByteArray());
+        session.reply("$FACK,00,1");
+        QCOMPARE(session.port().imageIndex, 1);
+    }
+
     // Or a block that was sent twice would have all that follow sent twice.
     void passesOverSurplusAnswersToABlock()
     {

@@ -182,6 +182,17 @@ private slots:
         }
     }
 
+    void sendsAgainAtOnceWhenNoOtherPortIsOpen()
+    {
+        SessionFixture session(JobUpdate, 2);
+        session.memoryPort(1).close();
+        session.setFields(somewhere({{"state", 11}, {"fwStep", 1}, {"ticks", 4}}), 0);
+        session.step();
+        (void)session.sent(0);
+        session.step(4);
+        QCOMPARE(session.sent(0).left(2), QByteArray("$D"));
+    }
+
     void beginsNoImageAgainBeforeItsLastBlockCanHaveBeenAnswered()
     {
         SessionFixture session(JobUpdate, 2);

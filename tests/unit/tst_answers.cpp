@@ -89,6 +89,18 @@ private slots:
         QVERIFY(!answers.takeSurplus(LineKind::ImageBlock, 7));
     }
 
+    void expectsNoMoreAnswersThanMayBeUnderWay()
+    {
+        Answers answers;
+        for (int i = 0; i < 1000; ++i)
+            answers.noteSent(LineKind::ImageHeader, 4);
+        answers.noteAnswered(LineKind::ImageHeader);
+        int surplus = 0;
+        while (answers.takeSurplus(LineKind::ImageHeader))
+            ++surplus;
+        QCOMPARE(surplus, 49);
+    }
+
     void mayBeGivenUpOnceAnAnswerCanHaveCome()
     {
         Answers answers;
