@@ -28,20 +28,8 @@ function(package_program TARGET)
         target_sources(${TARGET} PRIVATE "${resource}")
         set_target_properties(${TARGET} PROPERTIES WIN32_EXECUTABLE ON)
         install_windows_libraries()
-    elseif(APPLE)
-        set(icon "${packaging}/icon/annealing-db-updater.icns")
-        target_sources(${TARGET} PRIVATE "${icon}")
-        set_source_files_properties("${icon}" PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
-        set_target_properties(${TARGET} PROPERTIES
-            MACOSX_BUNDLE ON MACOSX_BUNDLE_INFO_PLIST "${packaging}/macos/Info.plist.in")
     endif()
-    install(TARGETS ${TARGET} COMPONENT program
-        BUNDLE DESTINATION . RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-    if(APPLE)
-        # Qt's libraries and plugins go into the bundle; on Linux the system brings them.
-        qt_generate_deploy_app_script(TARGET ${TARGET} FILENAME_VARIABLE deploy NO_UNSUPPORTED_PLATFORM_ERROR)
-        install(SCRIPT "${deploy}" COMPONENT program)
-    endif()
+    install(TARGETS ${TARGET} COMPONENT program RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endfunction()
 
 # install_windows_libraries(): the libraries beside the program, and their licences. Qt's own tool for

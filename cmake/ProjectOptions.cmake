@@ -21,13 +21,9 @@ add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE "${CMAKE_SOURCE_DIR}")
 target_compile_definitions(project_options INTERFACE QT_NO_FOREACH QT_DISABLE_DEPRECATED_BEFORE=0x060400)
 
-if(MSVC)
-    target_compile_options(project_options INTERFACE /W4 /utf-8 $<$<BOOL:${UPDATER_WARNINGS_AS_ERRORS}>:/WX>)
-else()
-    target_compile_options(project_options INTERFACE
-        -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-        $<$<BOOL:${UPDATER_WARNINGS_AS_ERRORS}>:-Werror>)
-endif()
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    $<$<BOOL:${UPDATER_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(UPDATER_SANITIZE)
     # With clang, all code is compiled with the coverage instrumentation that a fuzzer needs.

@@ -14,11 +14,6 @@ endfunction()
 function(qt_add_resources)
 endfunction()
 
-function(qt_generate_deploy_app_script)
-    cmake_parse_arguments(arg "NO_UNSUPPORTED_PLATFORM_ERROR" "TARGET;FILENAME_VARIABLE" "" ${ARGN})
-    set(${arg_FILENAME_VARIABLE} "${CMAKE_BINARY_DIR}/deploy-${arg_TARGET}.cmake" PARENT_SCOPE)
-endfunction()
-
 foreach(tool IN ITEMS moc uic)
     if(NOT TARGET Qt6::${tool})
         add_executable(Qt6::${tool} IMPORTED)

@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
-"""That the project configures for Windows and macOS: with this computer's compiler and with names in
+"""That the project configures for Windows: with this computer's compiler and with names in
 place of Qt, so it shows what the project's own files say there, and no more."""
 
 import pathlib
-import plistlib
 import re
 import shutil
 import subprocess
@@ -16,13 +15,13 @@ VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (ROOT / "CMakeLists.txt").read_t
 RESOURCE_COMPILER = shutil.which("x86_64-w64-mingw32-windres") or "true"
 
 
-def configured(system, folder):
-    """The build files and the install rules of the program for `system`."""
+def configured(folder):
+    """The build files and the install rules of the program for Windows."""
     compiler = shutil.which("g++") or shutil.which("c++")
     done = subprocess.run(
-        ["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", "-Wno-dev", f"-DCMAKE_SYSTEM_NAME={system}",
+        ["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", "-Wno-dev", "-DCMAKE_SYSTEM_NAME=Windows",
          f"-DCMAKE_CXX_COMPILER={compiler}", "-DCMAKE_CXX_COMPILER_WORKS=ON", "-DCMAKE_RC_COMPILER=" + RESOURCE_COMPILER,
-         "-DCMAKE_INSTALL_NAME_TOOL=true", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", "-DCMAKE_OSX_SYSROOT=/",
+         "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON",
          f"-DQt6_DIR={ROOT / 'tests/packaging/otherqt'}"],
         text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     if done.returncode:
@@ -31,14 +30,14 @@ def configured(system, folder):
     return (folder / "build.ninja").read_text(), (folder / "app/cmake_install.cmake").read_text()
 
 
-class OtherSystems(unittest.TestCase):
+class WindowsBuild(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
 
     def test_windows_gets_a_program_without_console_with_version_and_icon(self):
-        build, install = configured("Windows", self.folder)
+        build, install = configured(self.folder)
         link = build[build.index("build bin/annealing-db-updater.exe"):].split("\n\n")[0]
         self.assertIn("-mwindows", link)
         self.assertIn("annealing-db-updater.rc", link)
@@ -47,28 +46,20 @@ class OtherSystems(unittest.TestCase):
             self.assertIn(name, install)
 
     def test_windows_properties_say_which_set_and_what_a_person_must_know(self):
-        configured("Windows", self.folder)
+        configured(self.folder)
         resource = (self.folder / "app/annealing-db-updater.rc").read_text()
         self.assertIn(f'VALUE "ProductVersion", "{VERSION}, release set D.02n"', resource)
         self.assertIn('VALUE "Comments", "Built from the stand-in release set: not for a machine"', resource)
 
     def test_windows_gets_the_program_that_writes_a_log_and_the_doctor(self):
-        build, _ = configured("Windows", self.folder)
+        build, _ = configured(self.folder)
         self.assertIn("annealing-db-updater-log.exe", build)
         install = (self.folder / "packaging/windows/cmake_install.cmake").read_text()
         for name in ("annealing-db-updater-log.exe", "annealing-db-updater-doctor.ps1", "licences.txt"):
             self.assertIn(name, install)
 
-    def test_macos_gets_a_bundle_with_version_and_icon(self):
-        build, install = configured("Darwin", self.folder)
-        self.assertIn("annealing-db-updater.app/Contents/Resources/annealing-db-updater.icns", build)
-        with (self.folder / "bin/annealing-db-updater.app/Contents/Info.plist").open("rb") as file:
-            properties = plistlib.load(file)
-        self.assertEqual(VERSION, properties["CFBundleShortVersionString"])
-        self.assertIn("deploy-annealing-db-updater.cmake", install)
-
-    def test_they_get_nothing_that_only_linux_has(self):
-        build, _ = configured("Windows", self.folder)
+    def test_windows_gets_nothing_that_only_linux_has(self):
+        build, _ = configured(self.folder)
         for name in ("virtual-board", "umockdev", "udev", "/tests/"):
             self.assertNotIn(name, build.replace(str(ROOT / "tests/packaging/otherqt"), ""), name)
 
