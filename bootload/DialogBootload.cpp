@@ -144,8 +144,9 @@ int DialogBootload::CurrentPosition(int address)
 void DialogBootload::Timeout()
 {
     StepAllPorts();
-    for (QLabel* label : {ui->labelTX, ui->labelRX})
-        label->update();
+    for (QWidget* widget : std::initializer_list<QWidget*>{
+             ui->labelTX, ui->labelRX, ui->progressBarLoad, ui->progressBarVerify})
+        widget->update();
 }
 
 void DialogBootload::StepAllPorts()
@@ -191,10 +192,13 @@ void DialogBootload::Report(const QString& text)
 
 void DialogBootload::ShowProgress(const Effect& effect)
 {
+    // The bars are those of all boards: they jump from one board's progress to the other's.
     if (effect.programProgress)
-        ui->progressBarLoad->setValue(*effect.programProgress);
+        programPaint.show(
+            *ui->progressBarLoad, [&] { ui->progressBarLoad->setValue(*effect.programProgress); });
     if (effect.imageProgress)
-        ui->progressBarVerify->setValue(*effect.imageProgress);
+        imagePaint.show(*ui->progressBarVerify,
+            [&] { ui->progressBarVerify->setValue(*effect.imageProgress); });
     if (effect.unitVersion)
         ui->label_UnitVersion->setText(QStringLiteral("Unit Version: ") + *effect.unitVersion);
 }

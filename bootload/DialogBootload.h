@@ -2,6 +2,7 @@
 
 #include "bootload/ImageFile.h"
 #include "bootload/PortTest.h"
+#include "bootload/SeldomPaint.h"
 #include "bootload/UpdateJob.h"
 #include "protocol/WireText.h"
 
@@ -15,10 +16,6 @@ class QLabel;
 class QSerialPortInfo;
 class Serial_Connect;
 class Ui_DialogBootload;
-
-/// The activity indicators are painted at each tick, and for lines in between no more often than
-/// this: a character cannot be read faster, and painting costs more than a line.
-inline constexpr std::chrono::milliseconds kActivityInterval{100};
 
 /// The modal dialog that runs one job: it finds every FTDI port, loads the images of the
 /// compiled-in release set, and steps the job's session on each port by a timer and by the board's
@@ -104,7 +101,6 @@ private:
     // Framing (Framing.cpp)
     void Send(PortTest* port, protocol::Line line);
     void Write(PortTest* port, QByteArrayView bytes);
-    void ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text);
 
     QTimer timer;
     Ui_DialogBootload* ui;
@@ -122,9 +118,10 @@ private:
     /// Set once the ports are gone while the list still holds their addresses.
     bool portsFreed = false;
 
-    /// When each activity indicator was painted last.
-    QElapsedTimer txPainted;
-    QElapsedTimer rxPainted;
+    SeldomPaint txPaint;
+    SeldomPaint rxPaint;
+    SeldomPaint programPaint;
+    SeldomPaint imagePaint;
 
     UpdateJob job;
 };

@@ -32,7 +32,8 @@ void DialogBootload::AddCRC_nSend(PortTest* port, char* line)
         return;
     Write(port, protocol::textOf(buffer));
     txSpin = txSpin <= 2 ? txSpin + 1 : 0;
-    ShowActivity(ui->labelTX, txPainted, QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
+    txPaint.show(*ui->labelTX,
+        [this] { ui->labelTX->setText(QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin])); });
 }
 
 void DialogBootload::AddCRC_nSend(PortTest* port, QString line)
@@ -91,19 +92,6 @@ void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
                                          << QString::fromUtf8(bytes.trimmed());
 }
 
-void DialogBootload::ShowActivity(QLabel* label, QElapsedTimer& painted, const QString& text)
-{
-    // The text is always the newest. Asking for it to be painted is what costs: at most once in an
-    // interval, by this line, a later one or the next tick. The attribute holds for the new text
-    // alone; a label without updates would be left out when its window is painted.
-    const bool paint = !painted.isValid() || painted.hasExpired(kActivityInterval.count());
-    label->setAttribute(Qt::WA_UpdatesDisabled, !paint);
-    label->setText(text);
-    label->setAttribute(Qt::WA_UpdatesDisabled, false);
-    if (paint)
-        painted.start();
-}
-
 void DialogBootload::readyRead()
 {
     auto* const port = dynamic_cast<PortTest*>(sender());
@@ -121,6 +109,7 @@ void DialogBootload::readyRead()
         const QLatin1Char activity(spinChars[txSpin]);
         GotMessage(port, QString::fromUtf8(received.text()));
         received.restart();
-        ShowActivity(ui->labelRX, rxPainted, QStringLiteral("RX: ") + activity);
+        rxPaint.show(
+            *ui->labelRX, [&] { ui->labelRX->setText(QStringLiteral("RX: ") + activity); });
     }
 }

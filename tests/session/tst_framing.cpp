@@ -308,9 +308,39 @@ private slots:
             QCoreApplication::processEvents();
         }
         // One more for an interval that has begun, one for what was left to paint before.
-        const qint64 intervals = timer.elapsed() / kActivityInterval.count();
+        const qint64 intervals = timer.elapsed() / SeldomPaint::kPaintInterval.count();
         QVERIFY(paints.count() > 0);
         QVERIFY2(paints.count() <= intervals + 2, qPrintable(QString::number(paints.count())));
+    }
+
+    // Two boards: the bar is that of the one that answered last.
+    void paintsABarThatJumpsOnceInAnInterval()
+    {
+        constexpr int kAnswers = 60; // for each board, within a page
+        constexpr int kFarther = 0x80000;
+        SessionFixture session(JobUpdate, 2);
+        session.dialog().show();
+        QVERIFY(QTest::qWaitForWindowExposed(&session.dialog()));
+        session.setFields(somewhere({{"state", 11}, {"flashAddress", 0x1000}}), 0);
+        session.setFields(somewhere({{"state", 11}, {"flashAddress", kFarther}}), 1);
+        QProgressBar& bar = session.bar("progressBarLoad");
+        PaintCounter paints(bar);
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 1; i <= kAnswers; ++i) {
+            session.reply("$DACK", 0);
+            QCOMPARE(bar.value(), i * 64);
+            session.reply("$DACK", 1);
+            QCOMPARE(bar.value(), kFarther - 0x1000 + i * 64);
+            QCoreApplication::processEvents();
+        }
+        const qint64 intervals = timer.elapsed() / SeldomPaint::kPaintInterval.count();
+        QVERIFY(paints.count() > 0);
+        QVERIFY2(paints.count() <= intervals + 2, qPrintable(QString::number(paints.count())));
+        // What was left is painted at the next tick.
+        const PaintCounter later(bar);
+        session.step();
+        QTRY_VERIFY(later.count() > 0);
     }
 
     void paintsTheIndicatorsWheneverTheirWindowIsPainted()
