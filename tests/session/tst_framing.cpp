@@ -328,10 +328,10 @@ private slots:
         QElapsedTimer timer;
         timer.start();
         for (int i = 1; i <= kAnswers; ++i) {
-            session.reply("$DACK", 0);
-            QCOMPARE(bar.value(), i * 64);
             session.reply("$DACK", 1);
             QCOMPARE(bar.value(), kFarther - 0x1000 + i * 64);
+            session.reply("$DACK", 0);
+            QCOMPARE(bar.value(), i * 64);
             QCoreApplication::processEvents();
         }
         const qint64 intervals = timer.elapsed() / SeldomPaint::kPaintInterval.count();
