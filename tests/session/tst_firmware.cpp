@@ -5,6 +5,7 @@ namespace {
 
 constexpr int kAreaStart = 0x1000;
 constexpr int kAreaEnd = 0xE0000;
+constexpr int kPageLines = 64;
 
 QByteArray hex(int value)
 {
@@ -83,10 +84,9 @@ QByteArray takeWords(SessionFixture& session)
 
 /// Acknowledges a page's data lines, of which the first one is out, to the last but for what the
 /// last one leads to.
-void fillPage(SessionFixture& session)
+void fillPage(SessionFixture& session, int lines = kPageLines)
 {
-    constexpr int kLines = 64;
-    for (int line = 0; line < kLines; ++line) {
+    for (int line = 0; line < lines; ++line) {
         (void)session.sent();
         session.reply("$DACK");
     }
@@ -188,8 +188,9 @@ private slots:
         // Three times at most; then it is programmed as it is.
         constexpr int kEnd = 0x1000;
         QProgressBar& bar = session.bar("progressBarLoad");
+        fillPage(session, kPageLines / 2);
         for (const char* const next : {"$E", "$E", "$E", "$P"}) {
-            fillPage(session);
+            fillPage(session, kPageLines / 2);
             QCOMPARE(session.sent().left(2), QByteArray(next));
             QCOMPARE(bar.value(), kEnd);
             if (QByteArray(next) == "$P")
@@ -197,6 +198,9 @@ private slots:
             QCOMPARE(session.port().flashAddress, kAreaStart);
             session.reply("$EACK");
             session.step(4);
+            fillPage(session, kPageLines / 2);
+            // It does not step back meanwhile.
+            QCOMPARE(bar.value(), kEnd);
         }
         // The next page counts from the beginning.
         session.reply("$PACK");
