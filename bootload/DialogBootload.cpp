@@ -32,6 +32,19 @@ void fitFont(QLabel& label, const QString& text)
         label.setFont(font);
 }
 
+/// The job of `mode`, for the log.
+const char* jobName(int mode)
+{
+    switch (mode) {
+    case JobEraseImages:
+        return "erase";
+    case JobImagesOnly:
+        return "images";
+    default:
+        return "update";
+    }
+}
+
 /// The text of the manifest; empty when it cannot be read.
 QByteArray manifestText()
 {
@@ -49,6 +62,7 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     : QDialog(parent), ui(new Ui_DialogBootload), mode(jobMode), job(mode, images)
 {
     ui->setupUi(this);
+    qCDebug(logJob) << "Job" << jobName(mode);
     serial = serialService;
     connect(&timer, SIGNAL(timeout()), this, SLOT(Timeout()));
     timer.start(kTickInterval);
@@ -95,6 +109,7 @@ void DialogBootload::ReadManifest()
         qCDebug(logJob) << "file " << path;
     }
     qCDebug(logJob) << "Files " << manifest.images.size();
+    qCDebug(logJob).noquote() << "Release set" << version;
 }
 
 QString DialogBootload::Title() const
@@ -178,16 +193,16 @@ void DialogBootload::Apply(PortTest* port, Effect effect)
         OpenPort(*port);
     }
     if (!effect.report.isEmpty())
-        Report(effect.report);
+        Report(*port, effect.report);
     if (effect.stepAllPorts)
         StepAllPorts();
     ShowProgress(effect);
 }
 
-void DialogBootload::Report(const QString& text)
+void DialogBootload::Report(const PortTest& port, const QString& text)
 {
     ui->textEdit->append(text);
-    qCDebug(logJob).noquote() << text;
+    qCDebug(logJob).noquote() << port.portName() << text;
 }
 
 void DialogBootload::ShowProgress(const Effect& effect)
@@ -213,7 +228,12 @@ void DialogBootload::GotMessage(PortTest* port, QString Msg)
         return;
     qCDebug(logWire).noquote().nospace()
         << port->portName() << " RX " << QString::fromUtf8(line.trimmed());
-    Apply(port, job.TakeReply(*port, line));
+    Effect effect = job.TakeReply(*port, line);
+    if (!effect.passedOver.isEmpty())
+        qCDebug(logJob).noquote().nospace()
+            << port->portName() << " passed over (" << effect.passedOver << ") "
+            << QString::fromUtf8(line.trimmed());
+    Apply(port, std::move(effect));
 }
 
 void DialogBootload::close(int i)
@@ -224,6 +244,7 @@ void DialogBootload::close(int i)
         return;
     // Until the dialog itself is deleted the timer can still tick, over a list of freed ports.
     portsFreed = true;
+    qCDebug(logJob) << "Dialog closed";
     for (qsizetype k = ports.size() - 1; k >= 0; --k) {
         ports.at(k)->close();
         delete ports.at(k);

@@ -88,7 +88,7 @@ private:
 
     // What the job wants done (DialogBootload.cpp)
     void Apply(PortTest* port, Effect effect);
-    void Report(const QString& text);
+    void Report(const PortTest& port, const QString& text);
     void ShowProgress(const Effect& effect);
     void StepAllPorts();
 

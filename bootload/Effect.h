@@ -20,6 +20,7 @@ struct Effect
     /// Bytes of all images that are through; on the firmware's scale while it is read back.
     std::optional<int> imageProgress = {};
     std::optional<QString> unitVersion = {}; ///< as the board's application says it
+    QByteArrayView passedOver = {}; ///< why a reply leads to nothing; empty: it does not
 };
 
 /// What the job goes on with when a transfer is through.
@@ -33,7 +34,12 @@ enum class Follows {
 /// What a transfer makes of a step or a reply.
 struct Outcome
 {
-    bool acts = true; ///< false where the session is not where the reply acts
     Effect effect = {};
     Follows follows = Follows::Nothing;
 };
+
+/// Of a reply that leads to nothing, and why: for the debug log.
+[[nodiscard]] inline Outcome passOver(QByteArrayView reason)
+{
+    return {.effect = {.passedOver = reason}};
+}

@@ -173,7 +173,7 @@ Outcome Firmware::GotEACK(PortTest& port, QByteArrayView)
     const bool writes = port.phase == PhaseWriting || port.phase == PhaseChecking;
     const bool erases = port.fwStep == FirmwareErase || port.fwStep == FirmwareData;
     if (port.state != StateFirmware || !writes || !erases)
-        return {.acts = false};
+        return passOver("no page's erasing is awaited");
     port.answers.noteAnswered(LineKind::ErasePage);
     port.fwStep = FirmwareData;
     port.ticks = kDataTicks;
@@ -184,10 +184,10 @@ Outcome Firmware::GotDACK(PortTest& port, QByteArrayView)
 {
     const bool writes = port.phase >= PhaseWriting && port.phase <= PhaseFirmwareDone;
     if (port.state != StateFirmware || !writes || port.fwStep != FirmwareData)
-        return {.acts = false};
+        return passOver("no data line's answer is awaited");
     // Left over from the page before: counted for this one, its first line would never be sent.
     if (port.answers.awaited() == LineKind::ErasePage)
-        return {.acts = false};
+        return passOver("left over from the page before");
     port.answers.noteAnswered(LineKind::Data);
     port.ticks = kDataTicks;
     port.flashAddress += protocol::kDataLineSize;
@@ -205,7 +205,7 @@ Outcome Firmware::GotPACK(PortTest& port, QByteArrayView)
     const bool writes = port.phase == PhaseWriting && port.fwStep == FirmwareProgram;
     const bool checks = port.phase == PhaseChecking && port.fwStep == FirmwareProgramChecked;
     if (port.state != StateFirmware || !(writes || checks))
-        return {.acts = false};
+        return passOver("no page's programming is awaited");
     Outcome outcome{.effect = {.stepAllPorts = true}};
     port.answers.noteAnswered(LineKind::ProgramPage);
     port.pageRefills = 0;
@@ -225,7 +225,7 @@ Outcome Firmware::GotCACK(PortTest& port, QByteArrayView)
 {
     if (port.state != StateFirmware || port.phase != PhaseChecking
         || port.fwStep != FirmwareProgram)
-        return {.acts = false};
+        return passOver("no check is awaited");
     port.fwStep = FirmwareProgramChecked;
     port.ticks = kProgramTicks;
     return {.effect = {.stepAllPorts = true}};
@@ -239,12 +239,12 @@ Outcome Firmware::GotVACK(PortTest& port, QByteArrayView line)
 
     if (port.phase != PhaseFirmwareDone
         || protocol::WireText::fieldCount(line.data()) < kFieldsAfterWord)
-        return {.acts = false};
+        return passOver("no read-back is awaited");
     // The number of the session's state is taken for the address that it waits for: prescribed so.
     // A line for any other address is ignored.
     const quint32 address = hexValue(replyField(line, 1));
     if (address != static_cast<quint32>(port.state))
-        return {.acts = false};
+        return passOver("the read-back of another address");
 
     Effect effect{.stepAllPorts = true};
     port.ticks = kDataTicks;

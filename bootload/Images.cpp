@@ -65,13 +65,13 @@ protocol::Line Images::Block(PortTest& port) const
 Outcome Images::GotIACK(PortTest& port, QByteArrayView line) const
 {
     if (port.state != StateSendImages)
-        return {.acts = false};
+        return passOver("no images are being sent");
     Outcome outcome{.effect = {.stepAllPorts = true}};
     const QByteArrayView answer = replyField(line, 1);
     if (answer == "0") {
         // Repeated, it must not take a session on that sends blocks already.
         if (port.imageStep != ImageAnnounce)
-            return {.acts = false};
+            return passOver("the image's blocks are on their way already");
         port.imageStep = ImageBlocks;
         // Surplus answers to the image before stay expected: one that is overtaken by this answer
         // must not end the image in the midst of its blocks.
@@ -79,7 +79,7 @@ Outcome Images::GotIACK(PortTest& port, QByteArrayView line) const
     } else if (answer == "1") {
         // It names no image: one that answers a header that was sent again is not the next one's.
         if (port.answers.takeSurplus(LineKind::ImageHeader))
-            return {.acts = false};
+            return passOver("surplus, the header was sent more than once");
         port.answers.noteAnswered(LineKind::ImageHeader);
         outcome.follows = NextImage(port);
         outcome.effect.imageProgress = Progress(port);
@@ -92,7 +92,7 @@ Outcome Images::GotIACK(PortTest& port, QByteArrayView line) const
 Outcome Images::GotFACK(PortTest& port, QByteArrayView line) const
 {
     if (port.state != StateSendImages)
-        return {.acts = false};
+        return passOver("no images are being sent");
     const auto block = static_cast<qint32>(hexValue(replyField(line, 1)));
     const QByteArrayView flag = replyField(line, 2);
     qCDebug(logJob) << "FACK" << static_cast<quint32>(block) << flag;
@@ -103,11 +103,11 @@ Outcome Images::GotFACK(PortTest& port, QByteArrayView line) const
     // is not out yet, and the late answer to its last block ends it.
     const bool lateEnd = current && port.answers.awaited() == LineKind::ImageBlock;
     if (port.imageStep == ImageAnnounce && !skip && !lateEnd)
-        return {.acts = false};
+        return passOver("no block's answer is awaited");
     // An answer to a block that was sent again would have the next one sent twice as well, and so
     // on.
     if (!current && port.answers.takeSurplus(LineKind::ImageBlock, block))
-        return {.acts = false};
+        return passOver("surplus, the block was sent more than once");
 
     Outcome outcome{.effect = {.stepAllPorts = true}};
     if (current) {
@@ -183,7 +183,7 @@ Effect Images::StepErasing(PortTest& port)
 Outcome Images::GotAACK(PortTest& port, QByteArrayView line)
 {
     if (port.state != StateEraseImages)
-        return {.acts = false};
+        return passOver("no images are being erased");
     qCDebug(logJob) << line;
     switch (hexValue(replyField(line, 1))) {
     case 1:

@@ -88,14 +88,9 @@ Effect UpdateJob::TakeReply(PortTest& port, QByteArrayView line) const
     const QByteArrayView word = replyField(line, 0);
     const auto* const reply = std::find_if(
         kReplies.begin(), kReplies.end(), [word](const Reply& row) { return row.word == word; });
-    if (reply == kReplies.end()) {
-        qCDebug(logJob) << "Unknown reply" << word;
-        return {};
-    }
-    Outcome outcome = reply->handle(m_images, port, line);
-    if (!outcome.acts)
-        qCDebug(logJob) << "Ignored in state" << port.state << "phase" << port.phase << line;
-    return GoOn(port, std::move(outcome));
+    if (reply == kReplies.end())
+        return {.passedOver = "unknown"};
+    return GoOn(port, reply->handle(m_images, port, line));
 }
 
 Effect UpdateJob::GoOn(PortTest& port, Outcome outcome)
@@ -216,7 +211,7 @@ Effect UpdateJob::StepFinish(PortTest& port)
 Outcome UpdateJob::GotBootloader(PortTest& port, QByteArrayView)
 {
     if (port.phase != PhaseNotCaptured)
-        return {.acts = false};
+        return passOver("the bootloader is captured already");
     port.phase = PhaseWriting;
     qCDebug(logJob) << "Send Capture Bootloader";
     return {.effect = {.plainLine = protocol::kCapture}};
@@ -226,7 +221,7 @@ Outcome UpdateJob::GotGACK(PortTest& port, QByteArrayView)
 {
     qCDebug(logJob) << "Captured Bootloader";
     if (port.phase != PhaseNotCaptured)
-        return {.acts = false};
+        return passOver("the bootloader is captured already");
     port.flashAddress = protocol::kFirmwareStart;
     port.phase = PhaseWriting;
     port.ticks = 0;

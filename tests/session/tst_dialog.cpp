@@ -319,8 +319,7 @@ private slots:
             QStringList(
                 {QStringLiteral("file  \":/res/c.c\""), QStringLiteral("file  \":/res/none.c\""),
                     QStringLiteral("file  \":/res/a.c\""), QStringLiteral("file  \":/res/c.c\"")}));
-        // Their number comes last.
-        QVERIFY(log.all().constLast().startsWith(QStringLiteral("Files  4")));
+        QCOMPARE(log.count(QStringLiteral("Files  4")), 1);
     }
 
     void asksForTheTranslationOfItsTexts()

@@ -46,6 +46,41 @@ private slots:
         QCOMPARE(log.in(QStringLiteral("default")), QStringList());
     }
 
+    void saysWhichJobOfWhichSetAndHowItEnds_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("update") << int{JobUpdate} << QStringLiteral("Job update");
+        QTest::newRow("images") << int{JobImagesOnly} << QStringLiteral("Job images");
+        QTest::newRow("erase") << int{JobEraseImages} << QStringLiteral("Job erase");
+    }
+
+    void saysWhichJobOfWhichSetAndHowItEnds()
+    {
+        QFETCH(int, mode);
+        const DebugLog log;
+        SessionFixture session(mode);
+        QTEST(log.in(kJob).constFirst().trimmed(), "name");
+        QCOMPARE(log.in(kJob).filter(QStringLiteral("Release set T.07")).size(), 1);
+        session.setFields({{"state", StateFinish}, {"ticks", 3}});
+        session.step();
+        session.closeDialog();
+        QCOMPARE(log.in(kJob).last(2),
+            (QStringList{
+                QStringLiteral("ttyUSB0 Bootload Complete"), QStringLiteral("Dialog closed")}));
+    }
+
+    void saysWhyAReplyIsPassedOver()
+    {
+        const DebugLog log;
+        SessionFixture session;
+        session.receive("$DACK*1234\n$WHAT\n");
+        QCOMPARE(log.in(kJob).filter(QStringLiteral(" passed over ")),
+            (QStringList{
+                QStringLiteral("ttyUSB0 passed over (no data line's answer is awaited) $DACK*1234"),
+                QStringLiteral("ttyUSB0 passed over (unknown) $WHAT")}));
+    }
+
     void switchesEachCategoryOffAlone_data()
     {
         QTest::addColumn<QString>("off");

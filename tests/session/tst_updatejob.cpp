@@ -26,6 +26,7 @@ QByteArrayList wanted(const Effect& effect)
         "images " + QByteArray::number(effect.imageProgress.value_or(0)));
     add(effect.unitVersion.has_value(),
         "version " + effect.unitVersion.value_or(QString()).toUtf8());
+    add(!effect.passedOver.isEmpty(), "pass over: " + effect.passedOver.toByteArray());
     return words;
 }
 
@@ -60,7 +61,7 @@ private slots:
         row("$FACK,0", StateSendImages, 0, 0, {"step all", "images 256"}, StateSendImages);
         row("$AACK,1", StateEraseImages, 0, 0, {"send $X", "report Images Erased"}, StateFinish);
         row("$AACK,0", StateEraseImages, 0, 0, {}, StateEraseImages);
-        row("$HELLO", StateFirmware, 0, 0, {}, StateFirmware);
+        row("$HELLO", StateFirmware, 0, 0, {"pass over: unknown"}, StateFirmware);
     }
 
     void saysWhatAReplyLeadsTo()
@@ -81,6 +82,60 @@ private slots:
 
         QTEST(wanted(job.TakeReply(port, reply)), "effect");
         QTEST(int{port.state}, "next");
+    }
+
+    void saysWhyItPassesAReplyOver_data()
+    {
+        QTest::addColumn<int>("state");
+        QTest::addColumn<int>("phase");
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<QByteArray>("reason");
+        const auto row = [](const char* reply, int state, int phase, const char* reason) {
+            QTest::newRow(reason) << state << phase << QByteArray(reply) << QByteArray(reason);
+        };
+        const auto sending = int{StateSendImages};
+        const auto firmware = int{StateFirmware};
+        row("$Bootloader", firmware, PhaseWriting, "the bootloader is captured already");
+        row("$EACK", sending, PhaseWriting, "no page's erasing is awaited");
+        row("$DACK", sending, PhaseWriting, "no data line's answer is awaited");
+        row("$DACK", firmware, PhaseWriting, "left over from the page before");
+        row("$PACK", firmware, PhaseWriting, "no page's programming is awaited");
+        row("$CACK", firmware, PhaseWriting, "no check is awaited");
+        row("$VACK,B", firmware, PhaseFirmwareDone, "no read-back is awaited");
+        row("$VACK" + QByteArray(",0").repeated(65), firmware, PhaseFirmwareDone,
+            "the read-back of another address");
+        row("$IACK,0", firmware, PhaseWriting, "no images are being sent");
+        row("$IACK,0", sending, PhaseWriting, "the image's blocks are on their way already");
+        row("$IACK,1", sending, PhaseWriting, "surplus, the header was sent more than once");
+        row("$FACK,0", sending, PhaseNotCaptured, "no block's answer is awaited");
+        row("$FACK,6", sending, PhaseWriting, "surplus, the block was sent more than once");
+        row("$AACK,1", sending, PhaseWriting, "no images are being erased");
+    }
+
+    void saysWhyItPassesAReplyOver()
+    {
+        QFETCH(int, state);
+        QFETCH(int, phase);
+        QFETCH(QByteArray, reply);
+        QFETCH(QByteArray, reason);
+        const QList<ImageFile> images(2, ImageFile{QByteArray(300, 'p'), 10, 15, 1, 1});
+        const int mode = JobUpdate;
+        const UpdateJob job(mode, images);
+        PortTest port;
+        port.state = state;
+        port.phase = phase;
+        port.fwStep = FirmwareData;
+        port.imageStep = phase == PhaseNotCaptured ? ImageAnnounce : ImageBlocks;
+        port.blockNumber = 7;
+        // Answered once and sent twice: a second answer may come.
+        for (const LineKind kind : {LineKind::ImageHeader, LineKind::ImageBlock}) {
+            port.answers.noteSent(kind, 6);
+            port.answers.noteSent(kind, 6);
+            port.answers.noteAnswered(kind);
+        }
+        port.answers.noteSent(LineKind::ErasePage, 0x1000);
+
+        QCOMPARE(wanted(job.TakeReply(port, reply)), QByteArrayList{"pass over: " + reason});
     }
 
     void saysWhatAStepLeadsTo_data()
