@@ -71,9 +71,10 @@ function(install_manual COMPONENT)
     endforeach()
 endfunction()
 
+find_package(Python3 QUIET COMPONENTS Interpreter)
+
 # install_papers(COMPONENT PACKAGE): what every Debian package says about itself. Without Python, which
 # the program itself does not need, the changelog is left out.
-find_package(Python3 QUIET COMPONENTS Interpreter)
 function(install_papers COMPONENT PACKAGE)
     set(papers "${packaging}/debian/copyright")
     if(Python3_FOUND)

@@ -77,6 +77,7 @@ function(share_qt_headers)
     share_qt_headers_in("${CMAKE_SOURCE_DIR}")
 endfunction()
 
+# share_qt_headers_in(DIRECTORY): lets its targets, and those of the folders below it, use them.
 function(share_qt_headers_in directory)
     get_property(targets DIRECTORY "${directory}" PROPERTY BUILDSYSTEM_TARGETS)
     foreach(target IN LISTS targets)

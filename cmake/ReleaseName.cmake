@@ -38,4 +38,8 @@ it is NOT FOR A MACHINE.")
 endif()
 
 file(WRITE "${CMAKE_BINARY_DIR}/packaging/release.txt"
-    "program ${PROJECT_VERSION}\nset ${UPDATER_SET_VERSION}\nversion ${UPDATER_FULL_VERSION}\nnote ${UPDATER_NOTE}\ninstaller ${installer}\n")
+    "program ${PROJECT_VERSION}\n"
+    "set ${UPDATER_SET_VERSION}\n"
+    "version ${UPDATER_FULL_VERSION}\n"
+    "note ${UPDATER_NOTE}\n"
+    "installer ${installer}\n")

@@ -6,7 +6,8 @@ set(QT_TEST_ENVIRONMENT
 # add_test_program(NAME [MAIN main.cpp] TESTS tst_a.cpp... LIBRARIES...)
 #
 # One program of several Qt Test classes, a file each (tests/support/TestProgram.h): less to link than
-# a program each. For ctest each class is a test of its own, named like its file. Label: unit.
+# a program each. For ctest each class is a test of its own, named like its file and labelled like its
+# folder, as every test is.
 function(add_test_program NAME)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAIN" "TESTS;LIBRARIES")
     if(NOT arg_MAIN)
@@ -17,7 +18,8 @@ function(add_test_program NAME)
     foreach(source IN LISTS arg_TESTS)
         cmake_path(GET source STEM test)
         add_test(NAME ${test} COMMAND ${NAME} ${test})
-        set_tests_properties(${test} PROPERTIES LABELS unit
+        cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME label)
+        set_tests_properties(${test} PROPERTIES LABELS ${label}
             ENVIRONMENT "${QT_TEST_ENVIRONMENT}")
     endforeach()
 endfunction()
@@ -25,6 +27,6 @@ endfunction()
 # on_mocked_bus(TEST): lets a ctest test run with the preloaded library that makes its process see the
 # adapters that it plugs into a mocked USB bus (virtualboard/UsbBus.h).
 function(on_mocked_bus TEST)
-    set_tests_properties(${TEST} PROPERTIES LABELS session
+    set_tests_properties(${TEST} PROPERTIES
         ENVIRONMENT "LD_PRELOAD=libumockdev-preload.so.0;${QT_TEST_ENVIRONMENT}")
 endfunction()

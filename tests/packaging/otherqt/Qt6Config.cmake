@@ -7,10 +7,12 @@ endforeach()
 set(Qt6Core_VERSION_MAJOR 6)
 set(Qt6Core_VERSION_MINOR 4)
 
+# An executable without Qt's code generators.
 function(qt_add_executable)
     add_executable(${ARGN})
 endfunction()
 
+# No resources.
 function(qt_add_resources)
 endfunction()
 
