@@ -159,9 +159,6 @@ int DialogBootload::CurrentPosition(int address)
 void DialogBootload::Timeout()
 {
     StepAllPorts();
-    for (QWidget* widget : std::initializer_list<QWidget*>{
-             ui->labelTX, ui->labelRX, ui->progressBarLoad, ui->progressBarVerify})
-        widget->update();
 }
 
 void DialogBootload::StepAllPorts()
@@ -209,11 +206,9 @@ void DialogBootload::ShowProgress(const Effect& effect)
 {
     // The bars are those of all boards: they jump from one board's progress to the other's.
     if (effect.programProgress)
-        programPaint.show(
-            *ui->progressBarLoad, [&] { ui->progressBarLoad->setValue(*effect.programProgress); });
+        ui->progressBarLoad->setValue(*effect.programProgress);
     if (effect.imageProgress)
-        imagePaint.show(*ui->progressBarVerify,
-            [&] { ui->progressBarVerify->setValue(*effect.imageProgress); });
+        ui->progressBarVerify->setValue(*effect.imageProgress);
     if (effect.unitVersion)
         ui->label_UnitVersion->setText(QStringLiteral("Unit Version: ") + *effect.unitVersion);
 }

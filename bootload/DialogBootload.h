@@ -118,10 +118,7 @@ private:
     /// Set once the ports are gone while the list still holds their addresses.
     bool portsFreed = false;
 
-    SeldomPaint txPaint;
-    SeldomPaint rxPaint;
-    SeldomPaint programPaint;
-    SeldomPaint imagePaint;
+    SeldomPaint painting{*this};
 
     UpdateJob job;
 };

@@ -32,8 +32,7 @@ void DialogBootload::AddCRC_nSend(PortTest* port, char* line)
         return;
     Write(port, protocol::textOf(buffer));
     txSpin = txSpin <= 2 ? txSpin + 1 : 0;
-    txPaint.show(*ui->labelTX,
-        [this] { ui->labelTX->setText(QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin])); });
+    ui->labelTX->setText(QStringLiteral("TX: ") + QLatin1Char(spinChars[txSpin]));
 }
 
 void DialogBootload::AddCRC_nSend(PortTest* port, QString line)
@@ -109,7 +108,6 @@ void DialogBootload::readyRead()
         const QLatin1Char activity(spinChars[txSpin]);
         GotMessage(port, QString::fromUtf8(received.text()));
         received.restart();
-        rxPaint.show(
-            *ui->labelRX, [&] { ui->labelRX->setText(QStringLiteral("RX: ") + activity); });
+        ui->labelRX->setText(QStringLiteral("RX: ") + activity);
     }
 }

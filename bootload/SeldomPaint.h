@@ -1,31 +1,48 @@
 #pragma once
 
-#include <QElapsedTimer>
+#include <QBasicTimer>
+#include <QCoreApplication>
+#include <QEvent>
 #include <QWidget>
 
 #include <chrono>
+#include <utility>
 
-/// Lets a widget that changes at every line be painted at most once in `kPaintInterval`: nobody
-/// reads faster, and painting takes longer than a line. What the widget holds is always the newest;
-/// what has not been painted is so by a later change or by whoever updates it at times.
-class SeldomPaint
+/// Lets a window be painted at most once in `kPaintInterval`, whatever changes on it: nobody reads
+/// faster, and painting takes longer than a line. What its widgets hold is always the newest; a
+/// change that comes too soon is painted when the interval is over. A window that is uncovered is
+/// painted at once: the system asks for that in another way.
+class SeldomPaint : public QObject
 {
 public:
     static constexpr std::chrono::milliseconds kPaintInterval{100};
 
-    /// Calls `change`, which changes what `widget` shows.
-    template <typename Change> void show(QWidget& widget, Change change)
+    /// `window` stays the caller's and outlives this object.
+    explicit SeldomPaint(QWidget& window) : m_window(window) { window.installEventFilter(this); }
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override
     {
-        const bool paint = !m_painted.isValid() || m_painted.hasExpired(kPaintInterval.count());
-        // For this change alone: a widget without updates would be left out when its window is
-        // painted.
-        widget.setAttribute(Qt::WA_UpdatesDisabled, !paint);
-        change();
-        widget.setAttribute(Qt::WA_UpdatesDisabled, false);
-        if (paint)
-            m_painted.start();
+        if (event->type() != QEvent::UpdateRequest)
+            return false;
+        const bool tooSoon = m_interval.isActive();
+        if (!tooSoon)
+            m_interval.start(static_cast<int>(kPaintInterval.count()), this);
+        m_waiting = tooSoon;
+        return tooSoon;
+    }
+
+    void timerEvent(QTimerEvent*) override
+    {
+        m_interval.stop();
+        if (std::exchange(m_waiting, false)) {
+            QEvent request(QEvent::UpdateRequest);
+            QCoreApplication::sendEvent(&m_window, &request);
+        }
     }
 
 private:
-    QElapsedTimer m_painted;
+    QWidget& m_window;
+    QBasicTimer m_interval;
+    bool m_waiting = false;
 };
