@@ -15,7 +15,11 @@ import zlib
 import converters
 import sets
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+from job_lines import expected_lines, image
+
 TOOL, RES, SCREENS = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
+LINES_BEFORE_THE_FIRMWARE = 3
 
 
 def run(*arguments, **options):
@@ -24,9 +28,7 @@ def run(*arguments, **options):
 
 def literals(path):
     """The array's bytes, read without the tool."""
-    text = path.read_text()
-    body = text[text.index("{") + 1 : text.index("}")]
-    return bytes(int(word, 16) for word in body.split(",") if word.strip())
+    return image(path)[0]
 
 
 def png(width, height, rgba):
@@ -100,13 +102,12 @@ class Check(Scratch):
 
     def test_jobTimeAgreesWithAnIndependentCount(self):
         job = json.loads(run("check", "--json", RES).stdout)["jobMilliseconds"]
-        lines = list(lines_of_a_job())
-        crcs = [crc(line[1:].encode()) for line in lines]
-        out = sum(len(line) + 1 + len(f"{value:X}") + (value >= 0x1000)
-                  for line, value in zip(lines, crcs))
+        lines = list(expected_lines("update", RES))[LINES_BEFORE_THE_FIRMWARE:]
+        unended = sum(len(line) - line.index("*") < len("*FFFF") for line in lines)
+        out = sum(len(line) + 1 for line in lines) - unended
         self.assertEqual(job["bytesOut"], out)
         self.assertEqual(job["exchanges"], len(lines) - 1)  # nothing answers the last line
-        self.assertEqual(job["lineEnds"], 3 * sum(value < 0x1000 for value in crcs))
+        self.assertEqual(job["lineEnds"], 3 * unended)
         self.assertEqual(job["wire"], (out + job["bytesBack"]) * 10 * 1000 // 921600)
         self.assertEqual(job["fixedWaits"], (19 + 7 + 3) * 500)
         without = job["fixedWaits"] + job["wire"] + job["lineEnds"]
@@ -119,33 +120,6 @@ class Check(Scratch):
         for latency, simulated in (("0", 81), ("1", 101), ("16", 362)):
             total = job["totalAtLatency"][latency] / 1000 + 223 * 0.04
             self.assertAlmostEqual(total / simulated, 1, delta=0.04)
-
-
-def crc(data):
-    value = 0xFFFF
-    for byte in data:
-        value ^= byte
-        for _ in range(8):
-            value = value >> 1 ^ (0x8408 if value & 1 else 0)
-    return value
-
-
-def lines_of_a_job():
-    firmware = (RES / "fw1.bin").read_bytes().ljust(0xE0000, b"\xff")
-    for page in range(0x1000, 0xE0000, 0x1000):
-        yield f"$E,{page:X},1"
-        for at in range(0, 0x1000, 64):
-            data = firmware[page + at : page + at + 64]
-            yield f"$D,{at:X}," + ",".join(f"{byte:02X}" for byte in data)
-        yield f"$P,{page:X},1000"
-    for entry in json.loads((RES / "settings.json").read_text())["Images"]:
-        data = literals(RES / entry["FileName"])
-        width, height = (340, 230) if len(data) == 156400 else (220, 165)
-        yield f"$I,{entry['ImageName']:02X},{entry['ImageVersion']:02X},{width:02X},{height:02X}"
-        for at in range(0, len(data), 256):
-            block = ",".join(f"{byte:02X}" for byte in data[at : at + 256])
-            yield f"$F,{at // 256:02X},{block}"
-    yield "$X"
 
 
 class ConvertSources(Scratch):
