@@ -1,11 +1,12 @@
 // Bytes into the service's receive path, wherever its hunt stands: the numbers of the service, then
 // what arrives. Some bytes that are in no line of the wire stand for events, see `Event`.
 
+#include "protocol/WireText.h"
 #include "serial/Settings.h"
 #include "tests/fuzz/Fuzzing.h"
-#include "tests/fuzz/Reference.h"
 #include "tests/serial/SerialConnectProbe.h"
 #include "tests/support/MemoryPort.h"
+#include "tests/support/Reference.h"
 
 namespace {
 
@@ -93,13 +94,15 @@ void Service::takeLine()
         return;
     }
     // A NUL in front of the "$" ends the text that is handed on, but not the line that is checked.
-    const std::string line(m_probe.rxBuffer, static_cast<std::size_t>(m_probe.rxIndex));
-    const std::size_t dollar = line.find('$');
-    const std::size_t star = dollar == std::string::npos ? dollar : line.find('*', dollar);
-    expect(star != std::string::npos, "a checked line has a checksum");
-    const std::string behindStar(line.c_str() + star + 1);
-    const unsigned stated = reference::hexadecimal(reference::field(behindStar, 0)->substr(0, 5));
-    expect(stated % 0x10000 == reference::crc(line.substr(dollar + 1, star - dollar - 1)),
+    const QByteArray line(m_probe.rxBuffer, m_probe.rxIndex);
+    const qsizetype dollar = line.indexOf('$');
+    const qsizetype star = dollar < 0 ? dollar : line.indexOf('*', dollar);
+    expect(star >= 0, "a checked line has a checksum");
+    constexpr qsizetype kMostDigits = 5;
+    const QByteArrayView stated = *protocol::field(line.constData() + star + 1, 0);
+    const QByteArrayView digits = stated.first(std::min(stated.size(), kMostDigits));
+    expect(protocol::hexValue(digits) % 0x10000
+            == reference::crc(line.mid(dollar + 1, star - dollar - 1)),
         "a checked line has the right checksum");
 }
 
