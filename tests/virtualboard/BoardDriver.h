@@ -5,6 +5,15 @@
 
 #include <string>
 
+/// What is said to a board, and the words that it answers within a time. Nothing to say: time alone
+/// passes.
+struct Exchange
+{
+    std::string says;
+    std::string answer;
+    vboard::Time within{};
+};
+
 /// Plays the computer to a board: says lines, lets time pass, and collects what comes back.
 class BoardDriver
 {
@@ -45,6 +54,22 @@ public:
         return withoutChecksums(heard());
     }
 
+    /// Goes through `dialogue`. Returns the first exchange that went otherwise; empty when none
+    /// did.
+    std::string converse(const std::vector<Exchange>& dialogue)
+    {
+        for (const auto& [says, answer, within] : dialogue) {
+            m_heard.clear();
+            if (!says.empty())
+                send(says);
+            wait(within);
+            const std::string got = withoutChecksums(heard());
+            if (got != answer)
+                return says.substr(0, 20) + ": \"" + got + "\" instead of \"" + answer + '"';
+        }
+        return {};
+    }
+
     static std::string withoutChecksums(const std::string& lines)
     {
         std::string result;
@@ -67,13 +92,22 @@ public:
         heard();
     }
 
-    /// Erases, fills and programs the page at `address` with `byte`; returns the answer to "$P".
-    std::string programPage(std::uint32_t address, unsigned char byte)
+    /// Erases, fills and programs the page at `address`; returns the answer to "$P".
+    std::string programPage(std::uint32_t address)
     {
         ask("E," + vboard::hex(address) + ",1");
-        for (std::uint32_t offset = 0; offset < vboard::FlashMemory::kPageSize; offset += 64)
-            ask(dataLine(offset, byte));
+        for (const Exchange& line : dataFrom(0))
+            ask(line.says);
         return ask("P," + vboard::hex(address) + ",1000");
+    }
+
+    /// The data lines of a page from `offset` on, each of which is acknowledged.
+    static std::vector<Exchange> dataFrom(std::uint32_t offset)
+    {
+        std::vector<Exchange> lines;
+        for (; offset < vboard::FlashMemory::kPageSize; offset += 64)
+            lines.push_back({dataLine(offset, 1), "$DACK"});
+        return lines;
     }
 
     static std::string dataLine(std::uint32_t offset, unsigned char byte)
