@@ -1,6 +1,6 @@
 """The forms in which image converters write the good set's image, and data that is no RGB565 picture."""
 
-from sets import ARRAY, BRANCHES, DOT, ROWS
+from sets import ARRAY, BRANCHES, DESCRIPTOR, DOT, ROWS
 
 HEAD_7 = """\
 #if defined(LV_LVGL_H_INCLUDE_SIMPLE)
@@ -65,17 +65,7 @@ const lv_img_dsc_t dot = {
 };
 
 """
-FLAT_8 = """
-const lv_img_dsc_t dot = {
-  .header.cf = LV_IMG_CF_TRUE_COLOR,
-  .header.always_zero = 0,
-  .header.reserved = 0,
-  .header.w = 2,
-  .header.h = 2,
-  .data_size = 4 * LV_COLOR_SIZE / 8,
-  .data = dot_map,
-};
-"""
+FLAT_8 = DESCRIPTOR.replace("Dot", "dot")
 NESTED_8 = """
 const lv_img_dsc_t dot = {
   .header = { .cf = LV_IMG_CF_TRUE_COLOR, .always_zero = 0, .reserved = 0, .w = 2, .h = 2, },

@@ -92,20 +92,6 @@ def address(*values):
     return {"Address.bin": bytes(values)}
 
 
-CONVERTER_HEAD = """\
-#if defined(LV_LVGL_H_INCLUDE_SIMPLE)
-#include "lvgl.h"
-#else
-#include "../lvgl/lvgl.h"
-#endif
-
-#ifndef LV_ATTRIBUTE_MEM_ALIGN
-#define LV_ATTRIBUTE_MEM_ALIGN
-#endif
-
-/* Made by a converter. */
-const LV_ATTRIBUTE_MEM_ALIGN LV_ATTRIBUTE_LARGE_CONST uint8_t """
-
 BRANCHES = """\
 #if LV_COLOR_DEPTH == 1 || LV_COLOR_DEPTH == 8
   /*Pixel format: Red: 3 bit, Green: 3 bit, Blue: 2 bit*/
@@ -132,7 +118,7 @@ BRANCHES = """\
 # Spellings of the same image that the updater reads as they are.
 SPELLINGS = {
     "plain": {},
-    "converter's head": {"dot.c": CONVERTER_HEAD + ARRAY + "// the descriptor\n/* follows */" + DESCRIPTOR},
+    "comments around the array": {"dot.c": "/* Made. */\n" + ARRAY + "// the descriptor\n/* follows */" + DESCRIPTOR},
     "CR LF": {"dot.c": SOURCE.replace("\n", "\r\n")},
     "no comma at the end": array(",\n}", "}"),
     "digits of one place": array("0x00", "0x0"),

@@ -12,6 +12,7 @@ import unittest
 
 import jsonschema
 
+import converters
 import sets
 
 TOOL, SCHEMA = sys.argv[1], pathlib.Path(sys.argv[2])
@@ -84,6 +85,13 @@ class Sets(Scratch):
                 result = check(sets.rewrite(self.folder, files), "--quiet")
                 code = 1 if any(": error: " in line for line in expected) else 0
                 self.assertEqual((result.stderr.splitlines(), result.stdout, result.returncode), (expected, "", code))
+
+    def test_acceptsWhatConvertersWriteInThePlainForm(self):
+        for name, (text, line) in converters.FORMS.items():
+            if not line:
+                with self.subTest(name):
+                    result = check(sets.rewrite(self.folder, {"dot.c": text}), "--quiet")
+                    self.assertEqual((result.stderr, result.returncode), ("", 0))
 
     def test_jsonHoldsTheSameFindings(self):
         for name in ("plain", "malformed JSON", "nested header", "number missing", "two faulty numbers"):
