@@ -18,9 +18,6 @@ import sys
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "tests/support"))
-from job_lines import image
-
 DOCUMENT = ROOT / "docs/performance.md"
 BEGIN, END = "<!-- begin of the figures: written by ./bench -->", "<!-- end of the figures -->"
 
@@ -75,7 +72,7 @@ class Benchmark:
         """An update job of the peer `program`."""
         say(f"an update job of {program}")
         subprocess.run([*self.measured, self.bin / "virtual-board", *self.board, "--timeout", "300", "--",
-                        self.bin / program, f"/dev/ttyUSB{self.port}", self.job_description()],
+                        self.bin / program, f"/dev/ttyUSB{self.port}", self.release_set],
                        check=True, stdout=subprocess.DEVNULL)
         return self.outcome(program)
 
@@ -100,18 +97,6 @@ class Benchmark:
                 "lineSeconds": phases["firmware ends"] - phases["firmware begins"]
                 + phases["images end"] - phases["images begin"],
                 "shares": [int(nanoseconds) / 1e3 for word, nanoseconds in shares if word in ANSWERED]}
-
-    def job_description(self):
-        """The file that tells a peer its job."""
-        rows = [str(self.release_set / "fw1.bin")]
-        for index, entry in enumerate(json.loads((self.release_set / "settings.json").read_text())["Images"]):
-            data, width, height = image(self.release_set / entry["FileName"])
-            path = self.work / f"image{index}"
-            path.write_bytes(data)
-            rows.append(f"{entry.get('ImageName', 0)} {entry.get('ImageVersion', 0)} {width} {height} {path}")
-        description = self.work / "description"
-        description.write_text("\n".join(rows) + "\n")
-        return description
 
     def dialog(self, openings, display=True):
         """What measure_dialog says."""

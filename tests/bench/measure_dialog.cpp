@@ -7,6 +7,7 @@
 #include "bootload/Session.h"
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
+#include "tests/reliability/ProcessUsage.h"
 #include "tests/session/DialogBootloadProbe.h"
 #include "tests/session/ReleaseSetFixture.h"
 #include "tests/support/MemoryPort.h"
@@ -25,8 +26,6 @@
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
-
-#include <malloc.h>
 
 namespace {
 
@@ -114,12 +113,6 @@ ReleaseSetFiles setOf(int count, int bytes)
         R"({"Version": "G.01", "Images": [)" + entries.join(',') + "]}");
     files.insert(QStringLiteral("a.c"), imageSource(QByteArray(bytes, '\x5A'), bytes / 2, 1));
     return files;
-}
-
-qint64 allocatedBytes()
-{
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<qint64>(info.uordblks) + static_cast<qint64>(info.hblkhd);
 }
 
 /// Nanoseconds that the dialog takes for an acknowledged block of its last image, whose next block

@@ -1,5 +1,5 @@
-// peer_bare PORT JOB: the update job JOB (see JobLines) by system calls alone: what a turnaround
-// takes without a toolkit.
+// peer_bare PORT RELEASE_SET: an update job by system calls alone: what a turnaround takes without
+// a toolkit.
 
 #include "tests/bench/JobLines.h"
 
@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <exception>
-#include <string>
-#include <string_view>
 #include <system_error>
 
 #include <fcntl.h>
@@ -36,14 +34,14 @@ void setSpeed(int port, speed_t speed)
         fail("tcsetattr");
 }
 
-void send(int port, std::string_view bytes)
+void send(int port, QByteArrayView bytes)
 {
-    if (write(port, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+    if (write(port, bytes.data(), static_cast<std::size_t>(bytes.size())) != bytes.size())
         fail("write");
 }
 
 /// The next line; valid until the next call.
-std::string_view receive(int port)
+QByteArrayView receive(int port)
 {
     static std::array<char, 1024> line;
     std::size_t size = 0;
@@ -53,17 +51,17 @@ std::string_view receive(int port)
             fail("read");
         size += static_cast<std::size_t>(got);
     } while (line.at(size - 1) != '\n');
-    return {line.data(), size};
+    return {line.data(), static_cast<qsizetype>(size)};
 }
 
-void run(const char* portName, const char* job)
+void run(const char* portName, const char* releaseSet)
 {
-    JobLines lines(job);
+    JobLines lines(QString::fromLocal8Bit(releaseSet));
     const int port = open(portName, O_RDWR | O_NOCTTY);
     if (port < 0)
         fail(portName);
     setSpeed(port, B19200);
-    send(port, JobLines::kAskForBootloader);
+    send(port, lines.askForBootloader());
     usleep(kUntilHeard);
     setSpeed(port, B921600);
     while (!lines.finished())
@@ -77,7 +75,7 @@ void run(const char* portName, const char* job)
 int main(int argc, char* argv[])
 {
     if (argc != 3) {
-        std::fputs("usage: peer_bare PORT JOB\n", stderr);
+        std::fputs("usage: peer_bare PORT RELEASE_SET\n", stderr);
         return 2;
     }
     try {

@@ -1,5 +1,5 @@
-// peer_qt PORT JOB: the update job JOB (see JobLines) by Qt's serial port and event loop, without a
-// window: what a turnaround takes on this toolkit.
+// peer_qt PORT RELEASE_SET: an update job by Qt's serial port and event loop, without a window:
+// what a turnaround takes on this toolkit.
 
 #include "tests/bench/JobLines.h"
 
@@ -12,17 +12,15 @@
 
 namespace {
 
-constexpr qint32 kSlowBaudRate = 19200;
-constexpr qint32 kFastBaudRate = 921600;
 constexpr int kUntilHeard = 500; // ms until the board has surely heard it, at the slow speed
 
 class Peer
 {
 public:
-    Peer(const QString& portName, const char* job) : m_lines(job)
+    Peer(const QString& portName, const QString& releaseSet) : m_lines(releaseSet)
     {
         m_port.setPortName(portName);
-        m_port.setBaudRate(kSlowBaudRate);
+        m_port.setBaudRate(protocol::kApplicationBaudRate);
         QObject::connect(&m_port, &QSerialPort::readyRead, &m_port, [this] { receive(); });
     }
 
@@ -30,15 +28,16 @@ public:
     {
         if (!m_port.open(QIODevice::ReadWrite))
             return false;
-        send(JobLines::kAskForBootloader);
-        QTimer::singleShot(kUntilHeard, &m_port, [this] { m_port.setBaudRate(kFastBaudRate); });
+        send(m_lines.askForBootloader());
+        QTimer::singleShot(
+            kUntilHeard, &m_port, [this] { m_port.setBaudRate(protocol::kBootloaderBaudRate); });
         return true;
     }
 
 private:
-    void send(std::string_view line)
+    void send(QByteArrayView line)
     {
-        m_port.write(line.data(), static_cast<qint64>(line.size()));
+        m_port.write(line.data(), line.size());
         m_port.flush();
     }
 
@@ -48,8 +47,7 @@ private:
         if (!m_received.endsWith('\n'))
             return;
         try {
-            send(m_lines.answerTo(
-                {m_received.constData(), static_cast<std::size_t>(m_received.size())}));
+            send(m_lines.answerTo(m_received));
         } catch (const std::exception& failure) {
             std::fprintf(stderr, "peer_qt: %s\n", failure.what());
             QCoreApplication::exit(1);
@@ -72,11 +70,11 @@ int main(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     if (argc != 3) {
-        std::fputs("usage: peer_qt PORT JOB\n", stderr);
+        std::fputs("usage: peer_qt PORT RELEASE_SET\n", stderr);
         return 2;
     }
     try {
-        Peer peer(QString::fromLocal8Bit(argv[1]), argv[2]);
+        Peer peer(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[2]));
         if (!peer.start()) {
             std::fprintf(stderr, "peer_qt: cannot open %s\n", argv[1]);
             return 1;
