@@ -1,8 +1,10 @@
 #include "tests/reliability/PlayedBoard.h"
 
+#include "bootload/CompiledSet.h"
+#include "virtualboard/Verdict.h"
+
 #include <QTextEdit>
 
-#include <array>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -23,47 +25,11 @@ MemoryPort<PortTest>& addPort(DialogBootload& dialog)
     return *port.release();
 }
 
-std::string smallFirmware()
+vboard::Job jobOf(int mode)
 {
-    using vboard::FlashMemory;
-    std::string flash(FlashMemory::kEndAddress, FlashMemory::kErased);
-    const QByteArray file = smallReleaseSet().value(QStringLiteral("fw1.bin"));
-    flash.replace(0, static_cast<std::size_t>(file.size()), file.toStdString());
-    return flash.substr(FlashMemory::kFirstAddress);
-}
-
-QString firmwareDifferences(const vboard::FlashMemory& flash)
-{
-    const std::string wanted = smallFirmware();
-    for (std::size_t page = 0; page < vboard::FlashMemory::kPageCount; ++page) {
-        const auto size = vboard::FlashMemory::kPageSize;
-        if (flash.state(page) != vboard::PageState::Programmed
-            || flash.page(page) != std::string_view(wanted).substr(page * size, size))
-            return QStringLiteral("page %1 differs").arg(page);
-    }
-    return {};
-}
-
-QString imageDifferences(const vboard::ImageStore& store)
-{
-    struct Wanted
-    {
-        std::uint32_t number, version, width, height;
-    };
-    constexpr std::array<Wanted, 3> kWanted{{{0, 1, 300, 1}, {3, 2, 16, 8}, {17, 10, 4, 2}}};
-    if (store.images().size() != kWanted.size())
-        return QStringLiteral("%1 images").arg(store.images().size());
-    int index = 0;
-    for (const Wanted& wanted : kWanted) {
-        const auto found = store.images().find(wanted.number);
-        if (found == store.images().end() || !found->second.complete
-            || found->second.version != wanted.version || found->second.width != wanted.width
-            || found->second.height != wanted.height
-            || found->second.data != smallImage(index).toStdString())
-            return QStringLiteral("image %1 differs").arg(wanted.number);
-        ++index;
-    }
-    return {};
+    if (mode == JobEraseImages)
+        return vboard::Job::Erase;
+    return mode == JobImagesOnly ? vboard::Job::Images : vboard::Job::Update;
 }
 
 } // namespace
@@ -160,10 +126,9 @@ vboard::BoardOptions boardFor(int mode)
     return options;
 }
 
-QString differencesFromSmallSet(const vboard::Board& board, int mode)
+QString differencesFromSet(const vboard::Board& board, int mode)
 {
-    if (mode == JobEraseImages)
-        return board.images().images().empty() ? QString() : QStringLiteral("images are left");
-    const QString images = imageDifferences(board.images());
-    return mode == JobImagesOnly || !images.isEmpty() ? images : firmwareDifferences(board.flash());
+    QString error;
+    const auto set = vboard::ExpectedSet::read(kResourcePrefix, error);
+    return set ? judge(board, *set, {}, jobOf(mode)).differences.join(u'\n') : error;
 }

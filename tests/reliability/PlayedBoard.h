@@ -48,6 +48,6 @@ private:
 /// A board that needs a job in `mode`: one whose images are to be erased has some.
 [[nodiscard]] vboard::BoardOptions boardFor(int mode);
 
-/// What `board` holds instead of the small release set after `mode` has ended; empty when it holds
-/// exactly what it should.
-[[nodiscard]] QString differencesFromSmallSet(const vboard::Board& board, int mode);
+/// What `board` holds instead of the release set that is there after `mode` has ended; empty when
+/// it holds exactly what it should.
+[[nodiscard]] QString differencesFromSet(const vboard::Board& board, int mode);

@@ -10,6 +10,9 @@
 
 namespace {
 
+// For which a person looks at a dialog in which nothing moves.
+constexpr int kPatience = 60; // ticks
+
 /// A job, and where a fault occurs in it: at a line in the midst of what the job is about, or at
 /// its answer.
 struct FaultyJob
@@ -50,11 +53,6 @@ void addRow(const QString& fault, const FaultyJob& job, const QStringList& fault
     QTest::addRow("%s, %s", qPrintable(fault), job.name) << job.mode << faults;
 }
 
-unsigned long repeated(const vboard::Board& board, const char* word)
-{
-    return board.statistics().received.at(word).repeated;
-}
-
 } // namespace
 
 class TestJobFaults : public QObject
@@ -68,12 +66,15 @@ private slots:
     }
     void endsExactInSpiteOfAFault_data();
     void endsExactInSpiteOfAFault();
-    void endsAnImageWhoseLastAnswerIsLate_data();
-    void endsAnImageWhoseLastAnswerIsLate();
+    void takesABoardThatIsSlowOverAnImagesEnd_data();
+    void takesABoardThatIsSlowOverAnImagesEnd();
     void isCompletedByStartingAgain_data();
     void isCompletedByStartingAgain();
+    void isCompletedAfterPowerWasLost_data();
+    void isCompletedAfterPowerWasLost();
     void doesNotEndWithoutABoard_data();
     void doesNotEndWithoutABoard();
+    void waitsForABoardThatKeptItsPower();
     void waitsForABoardOfAnotherSpeed();
 };
 
@@ -111,31 +112,41 @@ void TestJobFaults::endsExactInSpiteOfAFault()
     PlayedBoard played(fixture, board);
     QVERIFY(played.playToEnd());
     QCOMPARE(board.board.appliedFaults().size(), static_cast<std::size_t>(faults.size()));
-    QCOMPARE(differencesFromSmallSet(board.board, mode), QString());
+    QCOMPARE(differencesFromSet(board.board, mode), QString());
 }
 
-void TestJobFaults::endsAnImageWhoseLastAnswerIsLate_data()
+void TestJobFaults::takesABoardThatIsSlowOverAnImagesEnd_data()
 {
-    QTest::addColumn<QString>("delay");
-    QTest::newRow("later than the wait") << QStringLiteral("2500ms");
-    QTest::newRow("shortly before the next header") << QStringLiteral("4s");
+    QTest::addColumn<int>("busy"); // milliseconds
+    QTest::addColumn<QStringList>("faults");
+    for (const int delay : {2500, 4000, 5000}) {
+        // Either all answers wait, or others overtake this one.
+        QTest::addRow("board busy for %d ms", delay) << delay << QStringList();
+        QStringList late;
+        for (const int lastBlock : {3, 4, 5})
+            late << QStringLiteral("delay-reply by=%1ms word=FACK at=%2").arg(delay).arg(lastBlock);
+        QTest::addRow("answer late by %d ms", delay) << 0 << late;
+    }
 }
 
-// A board that takes its time over an image's last block is not sent that image again.
-void TestJobFaults::endsAnImageWhoseLastAnswerIsLate()
+// It is not sent that image again.
+void TestJobFaults::takesABoardThatIsSlowOverAnImagesEnd()
 {
-    QFETCH(QString, delay);
-    QStringList faults;
-    for (const int lastBlock : {3, 4, 5})
-        faults << QStringLiteral("delay-reply by=%1 word=FACK at=%2").arg(delay).arg(lastBlock);
+    QFETCH(int, busy);
+    QFETCH(QStringList, faults);
+    vboard::BoardOptions options = withFaults(JobImagesOnly, faults);
+    options.lineRate = true;
+    options.times = vboard::OwnTimes::realistic();
+    options.times.imageEnd = std::chrono::milliseconds(busy);
     SessionFixture fixture(JobImagesOnly);
-    TimedBoard board(withFaults(JobImagesOnly, faults));
+    TimedBoard board(options);
     PlayedBoard played(fixture, board);
     QVERIFY(played.playToEnd());
-    QCOMPARE(board.board.appliedFaults().size(), std::size_t(3));
-    QCOMPARE(board.board.statistics().received.at("I").lines, 3UL);
-    QCOMPARE(repeated(board.board, "F"), 0UL);
-    QCOMPARE(differencesFromSmallSet(board.board, JobImagesOnly), QString());
+    QCOMPARE(board.board.appliedFaults().size(), static_cast<std::size_t>(faults.size()));
+    const auto& received = board.board.statistics().received;
+    QCOMPARE(received.at("I").lines, 3UL);
+    QCOMPARE(received.at("F").repeated, 0UL);
+    QCOMPARE(differencesFromSet(board.board, JobImagesOnly), QString());
 }
 
 void TestJobFaults::isCompletedByStartingAgain_data()
@@ -152,7 +163,6 @@ void TestJobFaults::isCompletedByStartingAgain_data()
 
 void TestJobFaults::isCompletedByStartingAgain()
 {
-    constexpr int kPatience = 60; // ticks
     QFETCH(int, mode);
     QFETCH(QStringList, faults);
     SessionFixture fixture(mode);
@@ -168,7 +178,38 @@ void TestJobFaults::isCompletedByStartingAgain()
     fixture.openDialog(mode);
     PlayedBoard played(fixture, board);
     QVERIFY(played.playToEnd());
-    QCOMPARE(differencesFromSmallSet(board.board, mode), QString());
+    QCOMPARE(differencesFromSet(board.board, mode), QString());
+}
+
+// Lines of an update: three that find the board, 66 for each page, and the images' eight.
+void TestJobFaults::isCompletedAfterPowerWasLost_data()
+{
+    QTest::addColumn<int>("line");
+    for (const int line : {4, 5, 69, 70, 1000, 7000, 12'345, 14'721, 14'722, 14'728})
+        QTest::addRow("line %d", line) << line;
+}
+
+void TestJobFaults::isCompletedAfterPowerWasLost()
+{
+    QFETCH(int, line);
+    SessionFixture fixture(JobUpdate);
+    TimedBoard board(withFaults(JobUpdate, {QStringLiteral("restart at=%1").arg(line)}));
+    {
+        PlayedBoard played(fixture, board);
+        for (int tick = 0; tick < kPatience && board.board.appliedFaults().empty(); ++tick)
+            played.tick();
+        QCOMPARE(board.board.appliedFaults().size(), std::size_t(1));
+        QVERIFY(!differencesFromSet(board.board, JobUpdate).isEmpty());
+    }
+    // Without power nothing hears what the session says again and again until the dialog is closed.
+    fixture.step(kPatience);
+    QVERIFY(fixture.sent().contains('$'));
+    fixture.closeDialog();
+
+    fixture.openDialog(JobUpdate);
+    PlayedBoard played(fixture, board);
+    QVERIFY(played.playToEnd());
+    QCOMPARE(differencesFromSet(board.board, JobUpdate), QString());
 }
 
 void TestJobFaults::doesNotEndWithoutABoard_data()
@@ -188,7 +229,29 @@ void TestJobFaults::doesNotEndWithoutABoard()
     PlayedBoard played(fixture, board);
     QVERIFY(!played.playToEnd(kHalfAnHour));
     QVERIFY(!board.board.isFinished());
-    QVERIFY(!differencesFromSmallSet(board.board, mode).isEmpty());
+    QVERIFY(!differencesFromSet(board.board, mode).isEmpty());
+}
+
+// Captured, a bootloader does not announce itself: only switching the machine off and on helps.
+void TestJobFaults::waitsForABoardThatKeptItsPower()
+{
+    constexpr int kTicksIntoTheFirmware = 30;
+    vboard::BoardOptions options;
+    options.lineRate = true;
+    SessionFixture fixture(JobUpdate);
+    TimedBoard board(options);
+    {
+        PlayedBoard played(fixture, board);
+        QVERIFY(!played.playToEnd(kTicksIntoTheFirmware));
+        QCOMPARE(fixture.port().state, static_cast<qint32>(StateFirmware));
+    }
+    fixture.closeDialog();
+
+    fixture.openDialog(JobUpdate);
+    PlayedBoard played(fixture, board);
+    QVERIFY(!played.playToEnd());
+    QCOMPARE(fixture.port().state, static_cast<qint32>(StateWaitForBootloader));
+    QCOMPARE(fixture.port().phase, static_cast<qint32>(PhaseNotCaptured));
 }
 
 void TestJobFaults::waitsForABoardOfAnotherSpeed()

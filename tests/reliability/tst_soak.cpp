@@ -109,7 +109,7 @@ void TestSoak::inTheDialog(int mode, int ticks)
     if (!played.playToEnd(ticks))
         ++m_closedBefore;
     else if (++m_ended; m_problem.isEmpty())
-        m_problem = differencesFromSmallSet(board.board, mode);
+        m_problem = differencesFromSet(board.board, mode);
     dialog->reject();
 }
 
