@@ -1,11 +1,9 @@
 #include "tests/reliability/ProcessUsage.h"
 
 #include <QDir>
-#include <QFile>
 #include <QSet>
 
 #include <malloc.h>
-#include <unistd.h>
 #include <valgrind/memcheck.h>
 
 int openDescriptors()
@@ -49,12 +47,4 @@ qint64 allocatedBytes()
     // Large blocks are mapped by themselves.
     const std::size_t all = info.uordblks + info.hblkhd;
     return static_cast<qint64>(all);
-}
-
-qint64 residentBytes()
-{
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    if (!statm.open(QIODevice::ReadOnly))
-        return 0;
-    return statm.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
 }

@@ -17,6 +17,3 @@
 
 /// Bytes that are allocated; 0 where a sanitizer has put its own allocator in place.
 [[nodiscard]] qint64 allocatedBytes();
-
-/// Bytes of memory in use, what the allocator keeps for later included.
-[[nodiscard]] qint64 residentBytes();

@@ -65,20 +65,15 @@ private:
 void TestSoak::leavesNothingBehind()
 {
     qint64 allocated = 0;
-    qint64 resident = 0;
     for (int job = 0; job < kJobs; ++job) {
         runJob(job);
         QCOMPARE(m_problem, QString());
-        if (job == kWarmUp - 1) {
+        if (job == kWarmUp - 1)
             allocated = allocatedBytes();
-            resident = residentBytes();
-        }
     }
     const qint64 grown = allocatedBytes() - allocated;
-    qInfo(
-        "%d jobs to the end, %d closed before; since the %dth: %lld bytes allocated, %lld resident",
-        m_ended, m_closedBefore, kWarmUp, static_cast<long long>(grown),
-        static_cast<long long>(residentBytes() - resident));
+    qInfo("%d jobs to the end, %d closed before; since the %dth: %lld bytes allocated", m_ended,
+        m_closedBefore, kWarmUp, static_cast<long long>(grown));
     constexpr qint64 kNoise = 0x10000; // a dialog that stayed would be ten times that
     QVERIFY2(grown <= (countsEveryBlock() ? 0 : kNoise), "memory");
     QVERIFY(m_ended > kJobs / 2 && m_closedBefore > kJobs / 4);
