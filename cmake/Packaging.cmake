@@ -57,7 +57,7 @@ function(package_tool TARGET)
     install(TARGETS ${TARGET} COMPONENT tools RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endfunction()
 
-if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+if(WIN32)
     return()
 endif()
 
@@ -120,19 +120,16 @@ file(CREATE_LINK annealing-db-updater.1.gz "${log_page}" SYMBOLIC)
 install(FILES "${log_page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
 install_papers(program ${program_package})
 
-set(CPACK_COMPONENTS_ALL program)
-if(UPDATER_TOOLS)
-    list(APPEND CPACK_COMPONENTS_ALL tools)
-    # The set's files alone: its folder may hold others, which are not installed.
-    release_set_files(names "${release_set}")
-    foreach(name IN LISTS names)
-        get_filename_component(folder "${name}" DIRECTORY)
-        install(FILES "${release_set}/${name}" COMPONENT tools
-            DESTINATION "${CMAKE_INSTALL_DATADIR}/${tools_package}/release-set/${folder}")
-    endforeach()
-    install_manual(tools virtual-board release-set)
-    install_papers(tools ${tools_package})
-endif()
+set(CPACK_COMPONENTS_ALL program tools)
+# The set's files alone: its folder may hold others, which are not installed.
+release_set_files(names "${release_set}")
+foreach(name IN LISTS names)
+    get_filename_component(folder "${name}" DIRECTORY)
+    install(FILES "${release_set}/${name}" COMPONENT tools
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/${tools_package}/release-set/${folder}")
+endforeach()
+install_manual(tools virtual-board release-set)
+install_papers(tools ${tools_package})
 
 # The packages hold what was built before; the tests are no part of them.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)

@@ -26,20 +26,13 @@ target_compile_options(project_options INTERFACE
     $<$<BOOL:${UPDATER_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(UPDATER_SANITIZE)
-    # With clang, all code is compiled with the coverage instrumentation that a fuzzer needs.
-    set(UPDATER_FUZZ OFF)
-    set(sanitizers address,undefined)
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-        set(UPDATER_FUZZ ON)
-        string(APPEND sanitizers ,fuzzer-no-link)
-        # As GCC has it by itself.
-        target_compile_definitions(project_options INTERFACE __SANITIZE_ADDRESS__)
-    endif()
-    # GCC takes values that only the sanitizers' own code touches for uninitialised.
+    # All code is compiled with the coverage instrumentation that a fuzzer needs.
+    set(sanitizers address,undefined,fuzzer-no-link)
     target_compile_options(project_options INTERFACE
-        -fsanitize=${sanitizers} -fno-sanitize-recover=undefined -fno-omit-frame-pointer
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+        -fsanitize=${sanitizers} -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_link_options(project_options INTERFACE -fsanitize=${sanitizers})
+    # As GCC has it by itself.
+    target_compile_definitions(project_options INTERFACE __SANITIZE_ADDRESS__)
 
     # For tests that preload a library or open the main window: the preloaded library comes before the
     # sanitizers' own, and some objects live until the process ends on purpose.
