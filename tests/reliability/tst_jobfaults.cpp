@@ -66,8 +66,6 @@ private slots:
     }
     void endsExactInSpiteOfAFault_data();
     void endsExactInSpiteOfAFault();
-    void takesABoardThatIsSlowOverAnImagesEnd_data();
-    void takesABoardThatIsSlowOverAnImagesEnd();
     void isCompletedByStartingAgain_data();
     void isCompletedByStartingAgain();
     void isCompletedAfterPowerWasLost_data();
@@ -113,40 +111,6 @@ void TestJobFaults::endsExactInSpiteOfAFault()
     QVERIFY(played.playToEnd());
     QCOMPARE(board.board.appliedFaults().size(), static_cast<std::size_t>(faults.size()));
     QCOMPARE(differencesFromSet(board.board, mode), QString());
-}
-
-void TestJobFaults::takesABoardThatIsSlowOverAnImagesEnd_data()
-{
-    QTest::addColumn<int>("busy"); // milliseconds
-    QTest::addColumn<QStringList>("faults");
-    for (const int delay : {2500, 4000, 5000}) {
-        // Either all answers wait, or others overtake this one.
-        QTest::addRow("board busy for %d ms", delay) << delay << QStringList();
-        QStringList late;
-        for (const int lastBlock : {3, 4, 5})
-            late << QStringLiteral("delay-reply by=%1ms word=FACK at=%2").arg(delay).arg(lastBlock);
-        QTest::addRow("answer late by %d ms", delay) << 0 << late;
-    }
-}
-
-// It is not sent that image again.
-void TestJobFaults::takesABoardThatIsSlowOverAnImagesEnd()
-{
-    QFETCH(int, busy);
-    QFETCH(QStringList, faults);
-    vboard::BoardOptions options = withFaults(JobImagesOnly, faults);
-    options.lineRate = true;
-    options.times = vboard::OwnTimes::realistic();
-    options.times.imageEnd = std::chrono::milliseconds(busy);
-    SessionFixture fixture(JobImagesOnly);
-    TimedBoard board(options);
-    PlayedBoard played(fixture, board);
-    QVERIFY(played.playToEnd());
-    QCOMPARE(board.board.appliedFaults().size(), static_cast<std::size_t>(faults.size()));
-    const auto& received = board.board.statistics().received;
-    QCOMPARE(received.at("I").lines, 3UL);
-    QCOMPARE(received.at("F").repeated, 0UL);
-    QCOMPARE(differencesFromSet(board.board, JobImagesOnly), QString());
 }
 
 void TestJobFaults::isCompletedByStartingAgain_data()
