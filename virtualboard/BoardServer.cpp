@@ -31,7 +31,7 @@ Board& BoardServer::add(BoardOptions options, std::unique_ptr<BoardPort> port)
 
 void BoardServer::start()
 {
-    // The first look sets the ports up before they are announced.
+    // The first round sets the ports up before they are announced.
     for (const auto& served : m_served)
         serve(*served);
     m_thread = std::thread([this] { run(); });
@@ -54,7 +54,7 @@ Time BoardServer::now() const
 
 void BoardServer::run()
 {
-    // A byte takes 11 us on the line; the kernel's usual slack of 50 us would blur that.
+    // A byte takes 11 us on the line; the kernel's usual timer slack of 50 us is too coarse.
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
     while (!m_stopping) {
         waitForWork();

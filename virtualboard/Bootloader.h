@@ -54,7 +54,7 @@ private:
     FlashMemory& m_flash;
     ImageStore& m_images;
     std::optional<Time> m_nextAnnouncement;
-    std::optional<Time> m_imagesErased; // when an erasure that goes on will be done
+    std::optional<Time> m_imagesErased; // when the erasing that is going on ends
     Time m_busyUntil{};
 };
 
