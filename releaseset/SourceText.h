@@ -32,7 +32,7 @@ struct SourceEntry
 };
 
 /// An image source as a C compiler sees it: the first array and the descriptor after it, with the
-/// places of what the updater's own parser reads otherwise.
+/// places of what the updater's own parser reads differently.
 struct SourceText
 {
     QByteArray text;
