@@ -44,7 +44,7 @@ public:
         ++m_depth;
         const bool done = QApplication::notify(receiver, event);
         --m_depth;
-        // The outermost event of those that painted has also brought the picture to the display.
+        // When the outermost event has been handled, the picture is on the display too.
         if (m_dialog != nullptr && m_sinceClick.isValid() && m_depth <= kDepthOfClick)
             finish();
         return done;
@@ -54,7 +54,7 @@ public:
 
 private:
     static constexpr QLatin1StringView kPaintedLast{"labelRX"};
-    /// A dialog runs in an event loop of its own within the click.
+    /// The click's event is one level deep: the dialog runs in an event loop within it.
     static constexpr int kDepthOfClick = 1;
 
     void finish()
@@ -86,7 +86,7 @@ ReleaseSetFiles filesOf(const QString& folder)
 
 void openOnTheDisplay(const WatchedApplication& application, const QString& releaseSet, int count)
 {
-    constexpr int kPause = 20; // ms, for what a closed dialog leaves to do
+    constexpr int kPause = 20; // ms, for the events that a closed dialog leaves
     const ReleaseSetFixture set(filesOf(releaseSet));
     MainWindow window;
     window.show();

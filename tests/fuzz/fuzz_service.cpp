@@ -1,5 +1,5 @@
-// Bytes into the service's receive path, wherever its hunt stands: the numbers of the service, then
-// what arrives. Some bytes that are in no line of the wire stand for events, see `Event`.
+// Gives bytes to the service's receive path at any point of its hunt. An input is the numbers of
+// the service, then what arrives. Some bytes that no line has stand for events, see `Event`.
 
 #include "protocol/WireText.h"
 #include "serial/Settings.h"
@@ -86,7 +86,7 @@ void Service::happen(char event)
         m_service.Reject();
 }
 
-// The signal for lines without a checksum comes first; a line that comes without it had one.
+// The signal for lines without a checksum comes first: a line without that signal had one.
 void Service::takeLine()
 {
     if (m_unchecked > 0) {

@@ -1,5 +1,5 @@
-// A board that says anything, in every state of a session. What has to hold: the program goes on
-// handling events, nothing grows without end, and the next job on a sane board is exact.
+// A board that sends anything, in every state of a session. The program must go on handling events,
+// nothing may grow without limit, and the next job on a sound board must be exact.
 
 #include "tests/reliability/PlayedBoard.h"
 #include "tests/reliability/ProcessUsage.h"
@@ -93,7 +93,7 @@ void TestHostileBoard::sayAnything(SessionFixture& fixture, int state, QRandomGe
             fixture.dialog().GotMessage(&fixture.port(), QString::fromUtf8(reply));
         if (random.bounded(kRepliesPerTick) == 0)
             fixture.step();
-        (void)fixture.sent(); // a board takes what it is sent
+        (void)fixture.sent(); // as a board takes what it is sent
     }
 }
 

@@ -1,5 +1,5 @@
-// The three jobs on a board that fails: what the protocol can recover from ends with flash and
-// images exact, the rest is completed by closing the dialog and starting the job again.
+// The three jobs on a faulty board: after a fault that the protocol recovers from, flash and
+// images are exact; after the others the dialog is closed and the job started again.
 
 #include "tests/reliability/PlayedBoard.h"
 #include "tests/support/TestProgram.h"
@@ -98,8 +98,8 @@ void TestJobFaults::endsExactInSpiteOfAFault_data()
             addRow("every " + fault, job, faults);
         }
     }
-    // With half a firmware the board comes back in its bootloader, and obeys the erase line that is
-    // sent again.
+    // With an incomplete firmware the board restarts into its bootloader, and obeys the erase line
+    // that is resent.
     addRow("restart between pages", kJobs.front(), {"restart word=E at=3"});
 }
 
@@ -155,8 +155,8 @@ void TestJobFaults::isCompletedByStartingAgain_data()
     for (const FaultyJob& job : kJobs) {
         const QString restart = QStringLiteral("restart ") + job.command;
         addRow("restart", job, {restart});
-        // A captured bootloader does not announce itself again: plugging in is not enough, the
-        // machine has to be switched off and on as well.
+        // A captured bootloader does not announce itself again: besides plugging in, the machine
+        // has to be switched off and on.
         addRow("unplug", job, {restart, QStringLiteral("unplug for=1s ") + job.command});
     }
 }
