@@ -65,8 +65,7 @@ enum EraseStep : qint32 {
     EraseWait = 1,
 };
 
-/// Probing lines: how many there are; with fewer than the second number left, they ask for the
-/// bootloader.
+/// Probing lines in all; with fewer than the second number left they ask for the bootloader.
 inline constexpr qint32 kProbeLines = 10;
 inline constexpr qint32 kProbesForBootloader = 3;
 

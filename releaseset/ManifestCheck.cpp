@@ -133,8 +133,7 @@ private:
         checkNumber(entry.value(versionKey), prefix + versionKey);
     }
 
-    /// A value that is no text is an error with `advice` and `more`, an empty text one with
-    /// `advice`.
+    /// No text is an error with `advice` and `more`, an empty text one with `advice` alone.
     void checkText(const QJsonValue& value, const QString& key, const QString& advice,
         const QString& more = {})
     {
