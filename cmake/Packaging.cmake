@@ -1,4 +1,4 @@
-# What puts the program on a technician's computer: the install rules, the version and the icon in the
+# What installs the program on the user's computer: the install rules, the version and the icon in the
 # executable, and the two Debian packages ("program" and, for developers, "tools").
 
 include(GNUInstallDirs)
