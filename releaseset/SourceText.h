@@ -54,7 +54,7 @@ struct SourceText
     }
 };
 
-/// Takes an image source apart. Never fails: what is not there stays empty.
+/// Parses an image source. Never fails: what is missing stays empty.
 [[nodiscard]] SourceText readSource(const QByteArray& text);
 
 } // namespace releaseset

@@ -69,7 +69,7 @@ void BoardServer::waitForWork()
     std::vector<pollfd> waiting{{m_wake, POLLIN, 0}};
     std::optional<Time> due;
     for (const auto& served : m_served) {
-        // A negative descriptor, an unplugged port, is passed over.
+        // A negative descriptor, that of an unplugged port, is ignored.
         waiting.push_back({served->port->descriptor(), POLLIN, 0});
         const std::optional<Time> next = served->board.due();
         if (next && (!due || *next < *due))

@@ -25,7 +25,7 @@ class Bootloader : public BoardProgram
 {
 public:
     static constexpr int kBaudRate = 921600;
-    /// The rate of the bootloader beside the reporting application.
+    /// The rate of the bootloader of a board with the reporting application.
     static constexpr int kSlowBaudRate = 115200;
     static constexpr Time kAnnounceInterval = 500ms;
 
