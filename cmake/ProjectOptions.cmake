@@ -31,7 +31,7 @@ if(UPDATER_SANITIZE)
     target_compile_options(project_options INTERFACE
         -fsanitize=${sanitizers} -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_link_options(project_options INTERFACE -fsanitize=${sanitizers})
-    # As GCC has it by itself.
+    # GCC defines it by itself.
     target_compile_definitions(project_options INTERFACE __SANITIZE_ADDRESS__)
 
     # For tests that preload a library or open the main window: the preloaded library comes before the

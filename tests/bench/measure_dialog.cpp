@@ -115,8 +115,8 @@ ReleaseSetFiles setOf(int count, int bytes)
     return files;
 }
 
-/// Nanoseconds that the dialog takes for an acknowledged block of its last image, whose next block
-/// is sent on it.
+/// Nanoseconds that the dialog takes to handle the acknowledgement of a block of its last image,
+/// which sends the next block.
 double acknowledgedBlock(DialogBootload& dialog, int images)
 {
     constexpr int kTimes = 2000;

@@ -93,7 +93,7 @@ void Service::takeLine()
         --m_unchecked;
         return;
     }
-    // A NUL in front of the "$" ends the text that is handed on, but not the line that is checked.
+    // A NUL before the "$" ends the text that the signal carries, but not the line that is checked.
     const QByteArray line(m_probe.rxBuffer, m_probe.rxIndex);
     const qsizetype dollar = line.indexOf('$');
     const qsizetype star = dollar < 0 ? dollar : line.indexOf('*', dollar);

@@ -48,6 +48,6 @@ private:
 /// A board for a job in `mode`: if its images are to be erased, it has some.
 [[nodiscard]] vboard::BoardOptions boardFor(int mode);
 
-/// What `board` holds instead of the release set that is there after `mode` has ended; empty when
-/// it holds exactly what it should.
+/// How `board` differs from the release set in use after a job in `mode`; empty when it holds
+/// exactly what it should.
 [[nodiscard]] QString differencesFromSet(const vboard::Board& board, int mode);

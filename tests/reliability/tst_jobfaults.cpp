@@ -10,11 +10,11 @@
 
 namespace {
 
-// For which a person looks at a dialog in which nothing moves.
+// How long a user watches a dialog in which nothing moves.
 constexpr int kPatience = 60; // ticks
 
-/// A job, and where a fault occurs in it: at a line in the midst of what the job is about, or at
-/// its answer.
+/// A job, and where a fault occurs in it: at a line in the middle of the job's own work, or at its
+/// answer.
 struct FaultyJob
 {
     const char* name;
@@ -129,7 +129,7 @@ void TestJobFaults::takesABoardThatIsSlowOverAnImagesEnd_data()
     }
 }
 
-// It is not sent that image again.
+// Such a board is not sent that image again.
 void TestJobFaults::takesABoardThatIsSlowOverAnImagesEnd()
 {
     QFETCH(int, busy);
@@ -201,7 +201,7 @@ void TestJobFaults::isCompletedAfterPowerWasLost()
         QCOMPARE(board.board.appliedFaults().size(), std::size_t(1));
         QVERIFY(!differencesFromSet(board.board, JobUpdate).isEmpty());
     }
-    // Without power nothing hears what the session says again and again until the dialog is closed.
+    // Without power nothing hears what the session resends, until the dialog is closed.
     fixture.step(kPatience);
     QVERIFY(fixture.sent().contains('$'));
     fixture.closeDialog();
@@ -232,7 +232,7 @@ void TestJobFaults::doesNotEndWithoutABoard()
     QVERIFY(!differencesFromSet(board.board, mode).isEmpty());
 }
 
-// Captured, a bootloader does not announce itself: only switching the machine off and on helps.
+// A captured bootloader does not announce itself: only switching the machine off and on helps.
 void TestJobFaults::waitsForABoardThatKeptItsPower()
 {
     constexpr int kTicksIntoTheFirmware = 30;

@@ -74,7 +74,7 @@ void TestSoak::leavesNothingBehind()
     const qint64 grown = allocatedBytes() - allocated;
     qInfo("%d jobs to the end, %d closed before; since the %dth: %lld bytes allocated", m_ended,
         m_closedBefore, kWarmUp, static_cast<long long>(grown));
-    constexpr qint64 kNoise = 0x10000; // a dialog that stayed would be ten times that
+    constexpr qint64 kNoise = 0x10000; // a dialog that is not deleted takes ten times as much
     QVERIFY2(grown <= (countsEveryBlock() ? 0 : kNoise), "memory");
     QVERIFY(m_ended > kJobs / 2 && m_closedBefore > kJobs / 4);
 }
