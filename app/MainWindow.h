@@ -28,8 +28,7 @@ private:
     void RunJob(int mode);
 
     Ui_MainWindow* ui;
-    // Both live until the process ends: whatever the service has come to hold carries over from one
-    // dialog to the next.
+    // Both live until the process ends: the service keeps its state from one dialog to the next.
     Serial_Connect* serial;
     Settings* settings;
 };

@@ -6,7 +6,7 @@
 
 int main(int argc, char** argv)
 {
-    // Before anything else can log: the version is looked for in the first line.
+    // Before anything else can log: the version is the log's first line.
     qCDebug(logJob) << "Annealing DB Updater" << UPDATER_VERSION;
     const QApplication application(argc, argv);
     MainWindow window;

@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-/// What a line of which a session awaits the answer is about.
+/// The kinds of lines whose answer a session waits for.
 enum class LineKind {
     None,
     ErasePage,
@@ -14,10 +14,9 @@ enum class LineKind {
     ImageBlock,
 };
 
-/// What a session knows of the answers that may come: to which line, how often that was sent, from
-/// when on it can be answered, and which answers are surplus. A board may answer a line as often as
-/// it was sent, and nothing tells those answers apart; taken for the next line's they would be
-/// wrong.
+/// The answers that a session has to expect: to which line, how often it was sent, how long no
+/// answer can have come yet, and which answers are surplus. A board may answer a line as often as
+/// it was sent; nothing in a surplus answer shows that it does not belong to the next line.
 class Answers
 {
 public:
@@ -35,8 +34,8 @@ public:
             m_dataWasRepeated = true;
     }
 
-    /// Notes that an answer to a line of `kind` counts. Where one is awaited that was sent n times,
-    /// n - 1 more may still come.
+    /// Notes an answer to a line of `kind` that counts. If it was awaited and its line was sent n
+    /// times, n - 1 more answers may still come.
     void noteAnswered(LineKind kind)
     {
         const bool awaitedIt = m_kind == kind;
@@ -50,7 +49,7 @@ public:
             giveUp();
     }
 
-    /// From now on nothing is awaited.
+    /// From now on no answer is awaited.
     void giveUp()
     {
         m_kind = LineKind::None;
@@ -58,8 +57,8 @@ public:
         m_times = 0;
     }
 
-    /// What is awaited an answer, for which number, and how often it was sent; `None`, 0 and 0 when
-    /// nothing is.
+    /// The line whose answer is awaited: its kind, its number and how often it was sent; `None`, 0
+    /// and 0 when no answer is awaited.
     [[nodiscard]] LineKind awaited() const { return m_kind; }
     [[nodiscard]] qint32 number() const { return m_number; }
     [[nodiscard]] int times() const { return m_times; }
@@ -67,7 +66,8 @@ public:
     /// True once a data line was sent more than once since the last erase line.
     [[nodiscard]] bool dataWasRepeated() const { return m_dataWasRepeated; }
 
-    /// True, once for each, when an answer to a header, or to block `number`, is surplus.
+    /// True when an answer to a header, or to block `number`, is surplus. Each call that returns
+    /// true uses up one surplus answer.
     [[nodiscard]] bool takeSurplus(LineKind kind, qint32 number = 0)
     {
         const bool isBlock = kind == LineKind::ImageBlock;
@@ -78,28 +78,28 @@ public:
         return true;
     }
 
-    /// From now on for `time` no answer can come.
+    /// For `time` from now on no answer can come.
     void setUnanswerableFor(std::chrono::milliseconds time)
     {
         m_unanswerable.setRemainingTime(time);
     }
 
-    /// False while a line is awaited and its answer cannot have come: to send it again, or what
-    /// follows when it is given up, would be too early.
+    /// False while an answer is awaited that cannot have come yet: it is too early to resend the
+    /// line or to go on without the answer.
     [[nodiscard]] bool mayBeGivenUp() const
     {
         return m_kind == LineKind::None || m_unanswerable.hasExpired();
     }
 
-    /// Answers that may still come to headers, and to which block how many.
+    /// The surplus answers that may still come: how many to headers, how many to which block.
     [[nodiscard]] int surplusHeaders() const { return m_surplusHeaders; }
     [[nodiscard]] int surplusBlocks() const { return m_surplusBlocks; }
     [[nodiscard]] qint32 surplusBlock() const { return m_surplusBlock; }
 
 private:
-    // Counted no further. An answer that is 25 s late is still known by it, with several ports too,
-    // where a line is sent again each half second; after a longer silence every image that the
-    // board has would wait for as many answers in vain.
+    // The count stops here. It covers an answer that is 25 s late with several ports, where a line
+    // is resent every half second. After a longer silence a higher count would take as many true
+    // answers for surplus.
     static constexpr int kMostTimes = 50;
 
     LineKind m_kind = LineKind::None;

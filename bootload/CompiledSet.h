@@ -12,12 +12,12 @@
 /// \file
 /// What the release set that is compiled in holds, besides the images themselves (ImageParser.h).
 
-/// The names of its files, under which the program finds them.
+/// The names of its files.
 inline constexpr QLatin1StringView kManifestFile{"settings.json"};
 inline constexpr QLatin1StringView kFirmwareFile{"fw1.bin"};
 inline constexpr QLatin1StringView kAddressFile{"Address.bin"};
 
-/// Where the files of the set are.
+/// The resource folder of the set.
 inline constexpr QLatin1StringView kResourcePrefix{":/res/"};
 
 /// What the manifest says about one display image.

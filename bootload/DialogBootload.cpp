@@ -9,8 +9,8 @@
 
 namespace {
 
-/// A job writes a few. A board that fails for days, or says nonsense, writes on; the oldest go
-/// then.
+/// A job writes a few. A board that fails for days, or sends garbage, could fill the memory: the
+/// oldest are dropped.
 constexpr int kMostLogParagraphs = 10'000;
 
 /// Gives `label` a narrower font, and where that is not enough a smaller one, until `text` fits
@@ -24,7 +24,7 @@ void fitFont(QLabel& label, const QString& text)
     const auto tooWide = [&] { return QFontMetrics(font).horizontalAdvance(text) > label.width(); };
     for (int stretch = QFont::Unstretched; tooWide() && stretch >= kNarrowest; --stretch)
         font.setStretch(stretch);
-    // Also of a font whose size is given in pixels.
+    // QFontInfo also knows the points of a font whose size is given in pixels.
     for (qreal points = QFontInfo(font).pointSizeF(); tooWide() && points > kSmallestPoints;
          points -= kStepPoints)
         font.setPointSizeF(points - kStepPoints);
@@ -67,9 +67,8 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     connect(&timer, SIGNAL(timeout()), this, SLOT(Timeout()));
     timer.start(kTickInterval);
 
-    // The only use of the service: a request for a connection that needs the whole class. Refused
-    // by Qt, and wanted so: the dialog has no such slot, all of its traffic runs through its own
-    // ports and nothing that the service hears may reach a session.
+    // The only use of the service, and of its header. Qt refuses this connection because the dialog
+    // has no such slot, and that is wanted: nothing that the service hears may reach a session.
     connect(serial, SIGNAL(GotMessageNoCRC(QString)), this, SLOT(GotMessage(QString)));
 
     ui->textEdit->document()->setMaximumBlockCount(kMostLogParagraphs);
@@ -81,7 +80,7 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     ReadManifest();
     ui->progressBarVerify->setMaximum(job.SentImages().BytesBefore(images.size()));
     ui->progressBarVerify->setMinimum(0);
-    // Versions are shown as they stand, whatever is in them.
+    // A version that looks like markup is shown as it is.
     for (QLabel* label : {ui->label_UpdateVersion, ui->label_UnitVersion})
         label->setTextFormat(Qt::PlainText);
     connect(this, SIGNAL(finished(int)), this, SLOT(close(int)));
@@ -89,7 +88,7 @@ DialogBootload::DialogBootload(Serial_Connect* serialService, int jobMode, QWidg
     ui->label_UpdateVersion->setText(QStringLiteral("Update Version: ") + version);
     for (QLabel* label : {ui->label, ui->label_2, ui->label_Status})
         fitFont(*label, label->text());
-    // With the widest activity character.
+    // "-" is the widest activity character.
     fitFont(*ui->labelTX, QStringLiteral("TX: -"));
     fitFont(*ui->labelRX, QStringLiteral("RX: -"));
 }
@@ -128,7 +127,7 @@ void DialogBootload::AddImage(QString fileName, int imageName, int imageVersion)
 {
     QFile file(fileName);
     qCDebug(logJob) << file.exists();
-    // An image that cannot be read is announced all the same, without bytes.
+    // An image that cannot be read is still announced, without bytes.
     const bool opened = file.open(QIODevice::ReadOnly);
     qCDebug(logJob) << file.size();
 
@@ -176,9 +175,9 @@ void DialogBootload::BootloadProcess(PortTest* port)
 
 void DialogBootload::Apply(PortTest* port, Effect effect)
 {
-    // The line leaves before all else, and the other ports' lines before any progress is shown:
-    // that takes longer than a line. A port closes after its last line, and opens after it was
-    // closed. The log is in the order in which things happen.
+    // The order matters. The line leaves first, and the other ports' lines leave before progress is
+    // shown, which takes longer than a line. A port closes after its last line and opens after it
+    // was closed. The log has things in the order in which they happen.
     if (effect.line)
         Send(port, *effect.line);
     if (!effect.plainLine.isEmpty())
@@ -204,7 +203,7 @@ void DialogBootload::Report(const PortTest& port, const QString& text)
 
 void DialogBootload::ShowProgress(const Effect& effect)
 {
-    // The bars are those of all boards: they jump from one board's progress to the other's.
+    // All boards share the bars: they jump from one board's progress to another's.
     if (effect.programProgress)
         ui->progressBarLoad->setValue(*effect.programProgress);
     if (effect.imageProgress)
@@ -234,10 +233,10 @@ void DialogBootload::GotMessage(PortTest* port, QString Msg)
 void DialogBootload::close(int i)
 {
     Q_UNUSED(i)
-    // A dialog can be told to finish twice; the ports go once.
+    // Called twice, it deletes the ports once.
     if (portsFreed)
         return;
-    // Until the dialog itself is deleted the timer can still tick, over a list of freed ports.
+    // Until the dialog itself is deleted the timer can still tick, with deleted ports in the list.
     portsFreed = true;
     qCDebug(logJob) << "Dialog closed";
     for (qsizetype k = ports.size() - 1; k >= 0; --k) {

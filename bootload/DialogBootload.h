@@ -19,7 +19,7 @@ class Ui_DialogBootload;
 
 /// The modal dialog that runs one job: it finds every FTDI port, loads the images of the
 /// compiled-in release set, and steps the job's session on each port by a timer and by the board's
-/// acknowledgements, until the person closes it.
+/// acknowledgements, until the user closes it.
 class DialogBootload : public QDialog, public protocol::WireText
 {
     Q_OBJECT
@@ -46,7 +46,7 @@ public:
     /// Progress steps of a whole firmware transfer.
     int TotalSize();
 
-    /// The progress step, 0 to `TotalSize()` - 1, at which the firmware address `address` stands.
+    /// The progress step, 0 to `TotalSize()` - 1, of the firmware address `address`.
     int CurrentPosition(int address);
 
     /// Appends "*", the checksum of what follows the first "$" and a line feed to `line`, a buffer
@@ -72,7 +72,7 @@ public:
 public slots:
     /// Steps the session of every port, in list order.
     void Timeout();
-    /// Takes what the sending port has received and hands on every line that is complete.
+    /// Reads the port that sent the signal and handles every line that is complete.
     void readyRead();
     /// Handles one line from the board on `port`.
     void GotMessage(PortTest* port, QString Msg);
@@ -110,12 +110,11 @@ private:
     int mode;
     int txSpin = 0;
     int rxSpin = 0;
-    // The fourth activity character is "-" again: what the person sees is this set, not a turning
-    // bar.
+    // Prescribed: the fourth activity character is "-" again, so this is no turning bar.
     char spinChars[10] = {'-', '|', '/', '-'};
     QString version;
 
-    /// Set once the ports are gone while the list still holds their addresses.
+    /// Set once the ports are deleted; the list still holds their addresses.
     bool portsFreed = false;
 
     SeldomPaint painting{*this};

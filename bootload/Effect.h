@@ -6,39 +6,39 @@
 
 #include <optional>
 
-/// What a step or a reply wants done. A plain value: whoever owns the port does it
-/// (`DialogBootload::Apply`, which has the order).
+/// What is to be done after a step or a reply: a plain value. `DialogBootload::Apply` does it and
+/// has the order.
 struct Effect
 {
     std::optional<protocol::Line> line = {}; ///< to be sent with its checksum
     QByteArrayView plainLine = {}; ///< to be sent without one; empty: none
-    bool closeAfterSending = false; ///< close the port once what was sent on it has left
+    bool closeAfterSending = false; ///< close the port once its last line has left
     std::optional<qint32> reopenAt = {}; ///< open the port again at this speed, in baud
     bool stepAllPorts = false; ///< let the session of every port take a step at once
     QString report = {}; ///< for the log that the user sees; empty: nothing
     std::optional<int> programProgress = {}; ///< 0 to `firmwareProgressSteps()`
-    /// Bytes of all images that are through; on the firmware's scale while it is read back.
+    /// Bytes of the images that are done; while the firmware is read back, on the firmware's scale.
     std::optional<int> imageProgress = {};
-    std::optional<QString> unitVersion = {}; ///< as the board's application says it
-    QByteArrayView passedOver = {}; ///< why a reply leads to nothing; empty: it does not
+    std::optional<QString> unitVersion = {}; ///< the version that the board's application reports
+    QByteArrayView passedOver = {}; ///< why the reply is ignored; empty: it is not
 };
 
-/// What the job goes on with when a transfer is through.
+/// What follows when a transfer is complete.
 enum class Follows {
-    Nothing, ///< it is not
+    Nothing, ///< it is not complete
     Images,
     Versions, ///< dormant
     Finish,
 };
 
-/// What a transfer makes of a step or a reply.
+/// The result of a step or a reply.
 struct Outcome
 {
     Effect effect = {};
     Follows follows = Follows::Nothing;
 };
 
-/// Of a reply that leads to nothing, and why: for the debug log.
+/// The result of a reply that is ignored; `reason` goes to the debug log.
 [[nodiscard]] inline Outcome passOver(QByteArrayView reason)
 {
     return {.effect = {.passedOver = reason}};

@@ -43,11 +43,11 @@ protocol::Line programPage(PortTest& port)
     port.ticks = 0;
     port.answers.noteSent(LineKind::ProgramPage, port.flashAddress);
     qCDebug(logJob) << "Left to write" << protocol::kFirmwareLast - port.flashAddress;
-    // The address has moved on to the end of the page by now.
+    // The flash address is at the end of the page by now.
     return protocol::programPageLine(port.flashAddress - protocol::kPageSize);
 }
 
-/// Begins the page that ends at the flash address again.
+/// Starts the page that ends at the flash address over.
 void refillPage(PortTest& port)
 {
     port.flashAddress -= protocol::kPageSize;
@@ -59,8 +59,7 @@ void refillPage(PortTest& port)
 
 std::optional<protocol::Line> programOrRefillPage(PortTest& port)
 {
-    // A board that does not program a page with a line missing does not answer, however often it is
-    // asked.
+    // A board that does not program a page with a missing line never answers the program line.
     const bool inVain = port.answers.awaited() == LineKind::ProgramPage
         && port.answers.times() >= kMostProgramLines;
     if (!inVain || port.pageRefills >= kMostPageRefills)
@@ -72,8 +71,8 @@ std::optional<protocol::Line> programOrRefillPage(PortTest& port)
 /// The last line of the page has been acknowledged.
 void endPage(PortTest& port)
 {
-    // Nothing tells the answers to a line that was sent twice from those to the lines after it: one
-    // of these may be missing unnoticed.
+    // A second answer to a data line that was sent twice looks like the answer to the next line: a
+    // lost line may have gone unnoticed.
     if (port.answers.dataWasRepeated() && port.pageRefills < kMostPageRefills) {
         refillPage(port);
         return;
@@ -100,7 +99,7 @@ bool matchesFirmware(QByteArrayView line, const DataLineBytes& expected)
 int firmwareProgress(int address)
 {
     // Two address ranges share the scale: the firmware and the seven addresses above it that fill
-    // the bar's last steps. What lies between them, and above, shows as the end of the first.
+    // the bar's last steps. An address between or above them shows as the end of the firmware.
     constexpr int kFirstOfTail = 0xEEFF8;
     constexpr int kLastOfTail = 0xEEFFE;
     constexpr int kTailOffset = 0xFFF9;
@@ -146,8 +145,7 @@ void Firmware::Open(PortTest& port)
 Effect Firmware::Step(PortTest& port)
 {
     Effect effect;
-    // In this order: right after an erase its page's data is tried in the same step, too early on
-    // purpose, since `ticks` has just become 0.
+    // After an erase line the next `if` is tried too, but no data is due: `ticks` is 0 by then.
     if (port.fwStep == FirmwareErase && lineIsDue(port, kDataTicks))
         effect.line = erasePage(port);
     if (port.fwStep == FirmwareData && lineIsDue(port, kDataTicks)) {
@@ -185,14 +183,14 @@ Outcome Firmware::GotDACK(PortTest& port, QByteArrayView)
     const bool writes = port.phase >= PhaseWriting && port.phase <= PhaseFirmwareDone;
     if (port.state != StateFirmware || !writes || port.fwStep != FirmwareData)
         return passOver("no data line's answer is awaited");
-    // Left over from the page before: counted for this one, its first line would never be sent.
+    // An answer from the previous page: counted here, this page's first line would never be sent.
     if (port.answers.awaited() == LineKind::ErasePage)
         return passOver("left over from the page before");
     port.answers.noteAnswered(LineKind::Data);
     port.ticks = kDataTicks;
     port.flashAddress += protocol::kDataLineSize;
     Effect effect{.stepAllPorts = true};
-    // The bar does not step back while a page is filled again: it stands at its end.
+    // While a page is filled again the bar stays at the page's end.
     if (port.pageRefills == 0)
         effect.programProgress = firmwareProgress(port.flashAddress);
     if (port.flashAddress % protocol::kPageSize == 0)
@@ -240,8 +238,8 @@ Outcome Firmware::GotVACK(PortTest& port, QByteArrayView line)
     if (port.phase != PhaseFirmwareDone
         || protocol::WireText::fieldCount(line.data()) < kFieldsAfterWord)
         return passOver("no read-back is awaited");
-    // The number of the session's state is taken for the address that it waits for: prescribed so.
-    // A line for any other address is ignored.
+    // The number of the session's state is taken for the awaited address: prescribed so. A line for
+    // any other address is ignored.
     const quint32 address = hexValue(replyField(line, 1));
     if (address != static_cast<quint32>(port.state))
         return passOver("the read-back of another address");

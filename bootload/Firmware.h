@@ -9,12 +9,11 @@
     return 913414;
 }
 
-/// The progress step, 0 to `firmwareProgressSteps()` - 1, at which the firmware address `address`
-/// stands.
+/// The progress step, 0 to `firmwareProgressSteps()` - 1, of the firmware address `address`.
 [[nodiscard]] int firmwareProgress(int address);
 
-/// The firmware's way to the board: erase a page, fill it, program it, for each of its pages. What
-/// it knows of a session is in the session's port.
+/// The transfer of the firmware: erases, fills and programs page after page. The state of a session
+/// is in its port.
 class Firmware
 {
 public:
@@ -24,7 +23,7 @@ public:
     static void Open(PortTest& port);
     [[nodiscard]] static Effect Step(PortTest& port);
 
-    // One function a reply; `line` is the whole line.
+    // One function for each reply; `line` is the whole line.
     [[nodiscard]] static Outcome GotEACK(PortTest& port, QByteArrayView line);
     [[nodiscard]] static Outcome GotDACK(PortTest& port, QByteArrayView line);
     [[nodiscard]] static Outcome GotPACK(PortTest& port, QByteArrayView line);

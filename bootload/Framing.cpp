@@ -1,4 +1,4 @@
-// A line out, and bytes in.
+// Sends lines and receives bytes.
 
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
@@ -13,8 +13,8 @@ using protocol::Line;
 
 namespace {
 
-/// How long `bytes` that were just written to `port` may be on their way. Only the last line
-/// counts: those before it have mostly been answered, and left when it was written.
+/// How long the last line, of `bytes` bytes, may be on its way after it was written to `port`. The
+/// lines before it have nearly always left by then: they were answered.
 std::chrono::milliseconds timeOnTheWire(const PortTest& port, qsizetype bytes)
 {
     constexpr qint64 kMillisecondsPerSecond = 1000;
@@ -72,18 +72,18 @@ void DialogBootload::Send(PortTest* port, Line line)
 
 void DialogBootload::Write(PortTest* port, QByteArrayView bytes)
 {
-    // A device that takes nothing must not fill the memory: what is not sent is sent again later.
+    // A device that takes nothing must not fill the memory: what is left out is resent later.
     const bool sends = port->isOpen() && port->bytesToWrite() < kMaxUnsentBytes;
     if (sends) {
-        // A failed write says nothing about the port: the line is sent again if no answer comes,
-        // and an adapter that has gone is noticed by reading.
+        // A failed write says nothing about the port: the line is resent if no answer comes, and
+        // reading notices an unplugged adapter.
         const QSignalBlocker blocker(port);
         port->write(bytes.data(), bytes.size());
-        // The line leaves now: what is painted or logged next is so while it is on the wire.
+        // The line leaves now, before anything is painted or logged.
         port->flush();
         const std::chrono::milliseconds wireTime = timeOnTheWire(*port, bytes.size());
         port->onTheWire.setRemainingTime(wireTime);
-        // The answers of one board hurry the waits of all the others.
+        // Each answer of one board steps the sessions of all others, which shortens their waits.
         if (HasSeveralOpenPorts())
             port->answers.setUnanswerableFor(wireTime + kAnswerTime);
     }
@@ -103,8 +103,8 @@ void DialogBootload::readyRead()
             continue;
         received.endLine();
         rxSpin = rxSpin > 2 ? 0 : rxSpin + 1;
-        // By the TX counter on purpose: this indicator moves only when something was sent in
-        // between. It is taken before the line is answered, and shown after.
+        // By the TX counter: prescribed so, this indicator moves only when something was sent in
+        // between. Read before the line is handled, shown after it.
         const QLatin1Char activity(spinChars[txSpin]);
         GotMessage(port, QString::fromUtf8(received.text()));
         received.restart();

@@ -18,7 +18,7 @@ struct ImageFile
     int imageVersion = 0;
 };
 
-/// Reads a file through to its end and keeps nothing of it.
+/// Reads a file to its end and keeps nothing of it.
 class ReadImageFile
 {
 public:

@@ -10,8 +10,8 @@ bool isLetterOrDigit(char c)
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-/// The text between two separators of the byte array, read as it comes: letters and digits join the
-/// token, everything else is passed over without ending it.
+/// The text between two separators of the byte array, read character by character: letters and
+/// digits are added to the token, everything else is ignored and does not end it.
 class Literal
 {
 public:
@@ -63,7 +63,7 @@ qsizetype readBytes(QByteArrayView text, qsizetype open, QByteArray& data)
 /// The value of a decimal integer; 0 for any other text and for what does not fit.
 int integer(const QByteArray& text)
 {
-    // The conversion alone would stop at a NUL and pass over what follows it.
+    // The conversion alone would stop at a NUL and ignore what follows it.
     return text.contains('\0') ? 0 : text.toInt();
 }
 

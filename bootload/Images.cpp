@@ -54,8 +54,8 @@ protocol::Line Images::Block(PortTest& port) const
     port.blockNumber = port.imageOffset / protocol::kBlockSize;
     const QByteArray block = pixels.mid(port.imageOffset, protocol::kBlockSize);
     port.imageWait = kImageAnswerWait;
-    // The last block of an image is not sent again alone: without its acknowledgement the image is
-    // begun again.
+    // The last block of an image is not resent alone: without its acknowledgement the image is
+    // started over.
     if (port.imageOffset + block.size() >= pixels.size())
         port.imageStep = ImageRestart;
     port.answers.noteSent(LineKind::ImageBlock, port.blockNumber);
@@ -69,22 +69,22 @@ Outcome Images::GotIACK(PortTest& port, QByteArrayView line) const
     Outcome outcome{.effect = {.stepAllPorts = true}};
     const QByteArrayView answer = replyField(line, 1);
     if (answer == "0") {
-        // Repeated, it must not take a session on that sends blocks already.
+        // A repeated answer must not disturb a session that is sending blocks already.
         if (port.imageStep != ImageAnnounce)
             return passOver("the image's blocks are on their way already");
         port.imageStep = ImageBlocks;
-        // Surplus answers to the image before stay expected: one that is overtaken by this answer
-        // must not end the image in the midst of its blocks.
+        // Surplus answers for the previous image stay expected: one that comes after this answer
+        // must not end this image among its blocks.
         port.answers.giveUp();
     } else if (answer == "1") {
-        // It names no image: one that answers a header that was sent again is not the next one's.
+        // The answer names no image: a surplus one must not count for the next image.
         if (port.answers.takeSurplus(LineKind::ImageHeader))
             return passOver("surplus, the header was sent more than once");
         port.answers.noteAnswered(LineKind::ImageHeader);
         outcome.follows = NextImage(port);
         outcome.effect.imageProgress = Progress(port);
     }
-    // Any other answer is taken for one that says nothing: what waits for it goes on at once.
+    // Any other answer only ends the wait.
     port.imageWait = 0;
     return outcome;
 }
@@ -98,14 +98,13 @@ Outcome Images::GotFACK(PortTest& port, QByteArrayView line) const
     qCDebug(logJob) << "FACK" << static_cast<quint32>(block) << flag;
     const bool current = block == port.blockNumber;
     const bool skip = !current && flag == "1";
-    // Between an image's header and its first block only a skip can be meant for it: any other
-    // answer is a late one of the image before. While the image waits to be begun again its header
-    // is not out yet, and the late answer to its last block ends it.
+    // Between an image's header and its first block only a skip can be meant for this image: any
+    // other answer is a late one for the previous image. While the image waits to be started over,
+    // its header has not been sent yet, and the late answer to its last block ends it.
     const bool lateEnd = current && port.answers.awaited() == LineKind::ImageBlock;
     if (port.imageStep == ImageAnnounce && !skip && !lateEnd)
         return passOver("no block's answer is awaited");
-    // An answer to a block that was sent again would have the next one sent twice as well, and so
-    // on.
+    // A second answer to a resent block would have the next block sent twice too, and so on.
     if (!current && port.answers.takeSurplus(LineKind::ImageBlock, block))
         return passOver("surplus, the block was sent more than once");
 

@@ -6,8 +6,8 @@
 
 #include <QList>
 
-/// The images' way to the board: announce one, send its blocks, go on to the next; or erase them
-/// all. What it knows of a session is in the session's port.
+/// The transfer of the images: announces one, sends its blocks, goes on to the next; or erases them
+/// all. The state of a session is in its port.
 class Images
 {
 public:
@@ -20,7 +20,7 @@ public:
     [[nodiscard]] Outcome GotIACK(PortTest& port, QByteArrayView line) const;
     [[nodiscard]] Outcome GotFACK(PortTest& port, QByteArrayView line) const;
 
-    /// Goes to the beginning of their erasing.
+    /// Starts to erase all images.
     static void StartErasing(PortTest& port);
     [[nodiscard]] static Effect StepErasing(PortTest& port);
     [[nodiscard]] static Outcome GotAACK(PortTest& port, QByteArrayView line);

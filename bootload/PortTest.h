@@ -17,10 +17,10 @@ public:
     PortTest() = default;
     ~PortTest() override = default;
 
-    /// The receive line buffer, safe to store into whatever arrives.
+    /// The receive line buffer, with its bounds checked.
     [[nodiscard]] protocol::ReceiveBuffer received() { return {rxBuffer, rxIndex}; }
 
-    /// True when the port opened as it was found.
+    /// True when the port could be opened when it was found.
     bool portOpen = false;
     /// The incoming line, and where its next byte goes.
     char rxBuffer[protocol::kLineCapacity]{};
@@ -57,9 +57,9 @@ public:
 
     /// The answers that may come.
     Answers answers;
-    /// How often the page was begun again.
+    /// How often the current page was started over.
     qint32 pageRefills = 0;
 
-    /// Until when what was sent last may still be on its way to the board.
+    /// Until when the last line may still be on its way to the board.
     QDeadlineTimer onTheWire;
 };

@@ -1,4 +1,4 @@
-// Finding the ports, and losing them.
+// Finds, opens and closes the ports.
 
 #include "bootload/DialogBootload.h"
 #include "bootload/Log.h"
@@ -34,7 +34,7 @@ void DialogBootload::CapturePort(const QSerialPortInfo& info)
     });
 
     port->portOpen = OpenPort(*port);
-    // A port that did not open is kept and stepped like the others; what it sends goes nowhere.
+    // A port that did not open is kept and stepped like the others; its lines are not sent.
     port->state = StateStart;
     port->startAddress = 0;
     ports.append(port);
@@ -57,7 +57,7 @@ bool DialogBootload::HasSeveralOpenPorts() const
 
 void DialogBootload::CloseAfterSending(PortTest* port)
 {
-    // Closing puts the port's old speed back at once, under a line that is still on its way.
+    // Closing restores the port's old speed at once, while the last line may still be on its way.
     const qint64 remaining = port->onTheWire.remainingTime();
     if (port->isOpen() && remaining > 0)
         QThread::msleep(static_cast<unsigned long>(remaining));

@@ -9,9 +9,9 @@
 #include <utility>
 
 /// Lets a window be painted at most once in `kPaintInterval`, whatever changes on it: nobody reads
-/// faster, and painting takes longer than a line. What its widgets hold is always the newest; a
-/// change that comes too soon is painted when the interval is over. A window that is uncovered is
-/// painted at once: the system asks for that in another way.
+/// faster, and painting takes longer than a line. Its widgets are always current; a change that
+/// comes too soon is painted when the interval is over. A window that is uncovered is painted at
+/// once: that is no update request.
 class SeldomPaint : public QObject
 {
 public:

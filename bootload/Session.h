@@ -5,10 +5,10 @@
 #include <chrono>
 
 /// \file
-/// The numbers of a session: its states and steps, which are the protocol's, how long it waits, in
-/// steps, and what its line takes.
+/// The numbers of a session: its states and steps (the protocol's numbers), its waits (in steps)
+/// and the times on its line.
 
-/// One step of every session.
+/// The time from one step of a session to the next.
 inline constexpr std::chrono::milliseconds kTickInterval{500};
 
 /// The jobs; any other number is treated like `JobUpdate`.
@@ -59,48 +59,48 @@ enum ImageStep : qint32 {
     ImageRestart = 2,
 };
 
-/// Steps of the erasing of all images share `imageStep`.
+/// Where a session is within erasing all images; kept in `imageStep` too.
 enum EraseStep : qint32 {
     EraseSend = 0,
     EraseWait = 1,
 };
 
-/// Probing lines: how many in all, and below how many left the bootloader is asked for.
+/// Probing lines in all; with fewer than the second number left they ask for the bootloader.
 inline constexpr qint32 kProbeLines = 10;
 inline constexpr qint32 kProbesForBootloader = 3;
 
-/// How often the versions and the bootloader are to be asked for after a check. Nothing leads
+/// How often the versions and the bootloader are asked for after a check. Dormant: nothing leads
 /// there, and nothing counts them.
 inline constexpr qint32 kVersionRequests = 3;
 inline constexpr qint32 kBootloaderRequests = 5;
 
-/// Steps after which a firmware line goes out: an erase or data line, a program or check line. An
-/// acknowledgement sets `ticks` to these so that the next line leaves at once.
+/// Steps after which a firmware line is sent: an erase or data line, a program or check line. An
+/// acknowledgement sets `ticks` to this number so that the next line leaves at once.
 inline constexpr qint32 kDataTicks = 4;
 inline constexpr qint32 kProgramTicks = 18;
 
-/// How often a page is begun again because a data line of it was sent more than once, or because
-/// its program line was sent in vain. Then it is programmed as it is.
+/// How often a page is started over because one of its data lines was resent, or because its
+/// program line got no answer. After that it is programmed as it is.
 inline constexpr qint32 kMostPageRefills = 3;
 
-/// How often a program line is sent before the page is begun again.
+/// How often a program line is sent before the page is started over.
 inline constexpr qint32 kMostProgramLines = 4;
 
 /// Steps to wait for the answer to an image header, a block or an erase command; before an image is
-/// begun again; and for the end of an erase that the board says is going on.
+/// started over; and for the end of an erase that the board says is going on.
 inline constexpr qint32 kImageAnswerWait = 3;
 inline constexpr qint32 kImageRestartWait = 6;
 inline constexpr qint32 kEraseGoingOnWait = 120;
 
-/// The port is closed in the step after this many in the last state.
+/// Steps in the last state before the one that closes the port.
 inline constexpr qint32 kFinishTicks = 3;
 
 /// Bytes that may wait for a device to take them before further lines are left out.
 inline constexpr qint64 kMaxUnsentBytes = qint64{64} * 1024;
 
-/// How long the computer and the adapter may keep a line before it is on the wire.
+/// How long the computer and the adapter may hold a line back before it is on the wire.
 inline constexpr std::chrono::milliseconds kAdapterDelay{50};
 
-/// How long a board may work on a line (the slowest is to erase a page of flash), and the adapter
-/// and the computer may keep its answer.
+/// How long an answer may take in all: the board's work (erasing a page of flash is the slowest),
+/// and the adapter and the computer, which may hold the answer back.
 inline constexpr std::chrono::milliseconds kAnswerTime{450};

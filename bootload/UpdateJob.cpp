@@ -14,7 +14,7 @@ using protocol::replyField;
 
 namespace {
 
-/// A row's handler, whether it needs the images or not.
+/// Calls the handler of a row, which may be a member function of `Images`.
 template <auto handler> Outcome handle(const Images& images, PortTest& port, QByteArrayView line)
 {
     if constexpr (std::is_member_function_pointer_v<decltype(handler)>)

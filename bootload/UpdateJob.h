@@ -2,10 +2,9 @@
 
 #include "bootload/Images.h"
 
-/// One job: what each session does in its next step, and what the board's replies make of it. All
-/// state is in the sessions' ports. Knows no window, no event loop and no operation of a port:
-/// whoever owns it steps every session each `kTickInterval`, hands it the lines that arrive, and
-/// does what it returns.
+/// One job: what each session does in its next step and on the board's replies. All state is in the
+/// sessions' ports. Knows no window, no event loop and no operation of a port: its owner steps
+/// every session each `kTickInterval`, passes it the lines that arrive, and does what it returns.
 class UpdateJob
 {
 public:
@@ -17,14 +16,14 @@ public:
     /// One step of the session of `port`: at most one line is sent.
     [[nodiscard]] Effect Step(PortTest& port) const;
 
-    /// What `line`, a whole and NUL-terminated one from the board on `port`, leads to.
+    /// Handles `line`, a complete, NUL-terminated line from the board on `port`.
     [[nodiscard]] Effect TakeReply(PortTest& port, QByteArrayView line) const;
 
     /// The images of this job.
     [[nodiscard]] const Images& SentImages() const { return m_images; }
 
 private:
-    // One function a state, in the order of the states (UpdateJob.cpp)
+    // One function for each state, in the order of the states (UpdateJob.cpp)
     [[nodiscard]] Effect StepLoad(PortTest& port) const;
     [[nodiscard]] static Effect StepStart(PortTest& port);
     [[nodiscard]] static Effect StepProbe(PortTest& port);
@@ -36,12 +35,12 @@ private:
     [[nodiscard]] static Effect StepEraseFromStart(PortTest& port);
     [[nodiscard]] static Effect StepFinish(PortTest& port);
 
-    // One function a reply; those of the transfers are theirs
+    // One function for each reply that belongs to no transfer
     [[nodiscard]] static Outcome GotBootloader(PortTest& port, QByteArrayView line);
     [[nodiscard]] static Outcome GotGACK(PortTest& port, QByteArrayView line);
     [[nodiscard]] static Outcome GotMVERR(PortTest& port, QByteArrayView line);
 
-    /// Changes the state when a transfer is through, and returns what is left to be done.
+    /// Changes the state when a transfer is complete, and returns what is to be done.
     [[nodiscard]] static Effect GoOn(PortTest& port, Outcome outcome);
 
     const int& m_mode;

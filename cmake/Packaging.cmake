@@ -1,4 +1,4 @@
-# What puts the program on a technician's computer: the install rules, the version and the icon in the
+# What installs the program on the user's computer: the install rules, the version and the icon in the
 # executable, and the two Debian packages ("program" and, for developers, "tools").
 
 include(GNUInstallDirs)
@@ -7,7 +7,7 @@ set(packaging "${CMAKE_SOURCE_DIR}/packaging")
 set(VIRTUALBOARD_RELEASE_SET "${RELEASE_SET}" CACHE PATH
     "Folder that the virtual board takes the expected release set from when it is told none")
 
-# A release's version and day stand in the changelog; everything else takes them from here.
+# A release's version and day are in the changelog; everything else takes them from here.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/CHANGELOG.md")
 file(STRINGS "${CMAKE_SOURCE_DIR}/CHANGELOG.md" releases REGEX "^## [0-9]+\\.[0-9]+\\.[0-9]+ - ")
 list(GET releases 0 newest)
@@ -109,12 +109,12 @@ foreach(size IN ITEMS 16 22 24 32 48 64 128 256)
 endforeach()
 install(FILES "${packaging}/icon/annealing-db-updater.svg"
     DESTINATION "${icons}/scalable/apps" COMPONENT program)
-# Not under the library folder of this computer's kind: udev looks in this one only.
+# Not in the library folder of this architecture: udev looks in this one only.
 install(FILES "${packaging}/linux/60-annealing-db-updater.rules" DESTINATION lib/udev/rules.d COMPONENT program)
 install(PROGRAMS "${packaging}/linux/annealing-db-updater-doctor" "${packaging}/linux/annealing-db-updater-log"
     DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
 install_manual(program annealing-db-updater annealing-db-updater-doctor)
-# One page tells of both.
+# One page describes both.
 set(log_page "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater-log.1.gz")
 file(CREATE_LINK annealing-db-updater.1.gz "${log_page}" SYMBOLIC)
 install(FILES "${log_page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
@@ -131,14 +131,14 @@ endforeach()
 install_manual(tools virtual-board release-set)
 install_papers(tools ${tools_package})
 
-# The packages hold what was built before; the tests are no part of them.
+# Packing does not build all targets: the tests are no part of the packages.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-# Each package has a first line of its own.
+# Each package has a summary of its own.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_VERSION "${UPDATER_FULL_VERSION}")

@@ -9,7 +9,7 @@ set(CMAKE_AUTOMOC ON)
 set(CMAKE_AUTOUIC ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 
-# A compiler cache only where there is one: it changes how long a build takes, nothing else.
+# A compiler cache is used where there is one: it only makes builds faster.
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
@@ -31,21 +31,21 @@ if(UPDATER_SANITIZE)
     target_compile_options(project_options INTERFACE
         -fsanitize=${sanitizers} -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_link_options(project_options INTERFACE -fsanitize=${sanitizers})
-    # As GCC has it by itself.
+    # GCC defines it by itself.
     target_compile_definitions(project_options INTERFACE __SANITIZE_ADDRESS__)
 
     # For tests that preload a library or open the main window: the preloaded library comes before the
-    # sanitizers' own, and some objects live until the process ends on purpose.
+    # sanitizers' own, and some objects are meant to live until the process ends.
     set(SANITIZER_ENVIRONMENT
         "ASAN_OPTIONS=verify_asan_link_order=0"
         "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0")
 endif()
 
-# clazy reads along with clang, which saves a second pass over all sources; what it says is an error as
-# every warning is. Left out: connect-by-name and connect-non-signal, since the windows' slots are bound
-# by name and one request for a connection is made to be refused; qstring-ref, about a class of Qt 5; and
-# in the tests lambda-in-connect, since what is connected there lives as long as the test, and
-# non-pod-global-static, since that is how a test registers itself.
+# clazy runs within clang, which saves a second pass over all sources; its warnings are errors like all
+# others. Left out: connect-by-name and connect-non-signal, since the windows' slots are bound by name and
+# one request for a connection is made to be refused; qstring-ref, about a class of Qt 5; and in the tests
+# lambda-in-connect, since what is connected there lives as long as the test, and non-pod-global-static,
+# since a test registers itself that way.
 if(UPDATER_CLAZY)
     find_library(CLAZY_PLUGIN ClazyPlugin.so REQUIRED)
     set(clazy_checks level0,level1,no-connect-by-name,no-connect-non-signal,no-qstring-ref)
@@ -55,15 +55,15 @@ if(UPDATER_CLAZY)
 ${clazy_checks}$<${is_test}:$<COMMA>no-lambda-in-connect$<COMMA>no-non-pod-global-static>")
 endif()
 
-# share_qt_headers(): compiles <QTest>, and with it most of Qt, once for all targets of clang that use Qt. No
-# other header, so that a test which forgets one does not compile: every test includes this one. To be called
-# when all targets are there.
+# share_qt_headers(): compiles <QTest>, and with it most of Qt, once for all targets that use Qt, with
+# clang. No other header: every test includes this one, and a test that forgets another must not compile.
+# To be called when all targets are defined.
 function(share_qt_headers)
     file(WRITE "${CMAKE_BINARY_DIR}/qt_headers.cpp" "")
     add_library(qt_headers OBJECT "${CMAKE_BINARY_DIR}/qt_headers.cpp")
     set_target_properties(qt_headers PROPERTIES AUTOMOC OFF AUTOUIC OFF)
     target_link_libraries(qt_headers PRIVATE project_options Qt6::Widgets)
-    # Not linked with it: its definitions name each test's own folder.
+    # Not linked with Qt Test: its definitions contain each test's own folder.
     target_include_directories(qt_headers SYSTEM PRIVATE
         $<TARGET_PROPERTY:Qt6::Test,INTERFACE_INCLUDE_DIRECTORIES>)
     target_precompile_headers(qt_headers PRIVATE <QTest>)

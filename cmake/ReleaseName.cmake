@@ -1,8 +1,8 @@
 # The names of the packages: by the program's version and the release set's, in a form that Debian
 # orders. The stand-in (its firmware says what it is) comes before the set of the same version, and that
-# before the next one. A set's version that does not fit gets no name, as two sets could end up as one.
+# before the next one. A set's version with other characters gets no name: two sets could get the same.
 #
-# Takes PROJECT_VERSION and RELEASE_SET, sets what follows, and writes it down for ./package.
+# Takes PROJECT_VERSION and RELEASE_SET, sets what follows, and writes it to a file for ./package.
 
 set(UPDATER_SET_VERSION "")
 set(UPDATER_FULL_VERSION "")

@@ -5,8 +5,8 @@ set(RELEASE_SET_TOOL release-set CACHE STRING
 #
 # Compiles a release set into TARGET under ":/res/": settings.json, fw1.bin, Address.bin and every
 # image that the manifest names. Left uncompressed: images are read once while the dialog opens and
-# the firmware is read at random positions, so both are wanted as plain memory. Format 1 is the one without
-# the files' times, with which two builds of one set would differ.
+# the firmware is read at random positions, so both are wanted as plain memory. Format 1 leaves out the
+# files' times, which would make two builds of one set differ.
 #
 # "release-set check" runs before anything of TARGET is compiled; an error stops the build with the
 # check's lines. What is done here is to list the files.

@@ -1,4 +1,4 @@
-# Toolchain: 64-bit Windows, built on Debian with MinGW-w64 and its POSIX threads, as Qt wants them.
+# Toolchain: 64-bit Windows, built on Debian with MinGW-w64 and its POSIX threads, which Qt needs.
 #
 # QT_WINDOWS is the folder of the Qt for Windows that packaging/windows/build-qt made.
 
@@ -16,7 +16,7 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,--no-insert-timestamp)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -Wl,--no-insert-timestamp)
 set(CMAKE_MODULE_LINKER_FLAGS_INIT -Wl,--no-insert-timestamp)
 
-# Libraries and headers are the target's; programs, and Qt's code generators, are this computer's.
+# Libraries and headers are those for Windows; programs, and Qt's code generators, are this computer's.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES QT_WINDOWS)
 set(CMAKE_FIND_ROOT_PATH /usr/${mingw} ${QT_WINDOWS})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

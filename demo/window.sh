@@ -71,7 +71,7 @@ press_button() {
     wait_for "$2" window_id "$dialog_title" || fail "the update dialog did not come up"
 }
 
-# Asked again until it has gone: under load the window manager can miss the first time.
+# Asks again until the window is closed: under load the window manager can miss the first request.
 close_again() {
     closed "$1" && return
     wmctrl -c "$1"

@@ -5,8 +5,8 @@
 namespace protocol {
 
 /// \file
-/// What the program says to the display board: the words, sizes, addresses and speeds, and every
-/// line that carries more than its word.
+/// What the program sends to the display board: the words, sizes, addresses and speeds, and every
+/// line that has more than its word.
 
 /// Speed of the board's application, and of its bootloader, in baud.
 inline constexpr qint32 kApplicationBaudRate = 19200;
@@ -40,13 +40,13 @@ inline constexpr QByteArrayView kExit{"$X"}; // back to the application
 /// Erases from `startAddress` on; the second field stays empty.
 [[nodiscard]] Line eraseFromLine(qint32 startAddress);
 
-/// Hands over `bytes` for flash address `address`; the line names the offset within the page.
+/// Carries `bytes` for flash address `address`; the line gives the offset within the page.
 [[nodiscard]] Line dataLine(qint32 address, QByteArrayView bytes);
 
-/// Programs the page at flash address `page` with the data handed over.
+/// Programs the page at flash address `page` with the bytes of its data lines.
 [[nodiscard]] Line programPageLine(qint32 page);
 
-/// Has the whole firmware checked.
+/// Lets the board check the whole firmware.
 [[nodiscard]] Line checkFirmwareLine();
 
 /// Announces image `number` in `version`, of `width` by `height` pixels.

@@ -27,5 +27,5 @@ inline constexpr std::uint16_t kCrcInitial = 0xFFFF;
 unsigned short CRCByte(int data, unsigned short* crc);
 
 /// The checksum steps over `length` bytes at `data`, starting from `crc`. Returns the result; a
-/// length of 0 returns `crc` unchanged and does not look at `data`.
+/// length of 0 returns `crc` unchanged and does not read `data`.
 unsigned short CRCArray(unsigned short crc, const unsigned char* data, unsigned int length);

@@ -68,7 +68,7 @@ bool appendChecksum(std::span<char, kLineCapacity> buffer)
     const QByteArrayView digits = checksum.view();
     *end = '*';
     *std::copy(digits.begin(), digits.end(), end + 1) = '\0';
-    // A checksum of fewer than four digits is followed by its NUL, so that such a line goes out
+    // A checksum of fewer than four digits is followed by its NUL, so that such a line is sent
     // without a line feed; the board knows the end of such a line by the silence after it.
     *(end + kLineFeedOffset) = '\n';
     *(end + kLineFeedOffset + 1) = '\0';

@@ -32,9 +32,9 @@ private:
     int m_first = kMaxHexDigits;
 };
 
-/// An outgoing line while it is being put together: a bounded, always NUL-terminated text in a
-/// buffer of `kLineCapacity` bytes. Text that does not fit is not taken and leaves the line marked:
-/// a line that lost something must not be sent.
+/// An outgoing line while it is built: a bounded, always NUL-terminated text in a buffer of
+/// `kLineCapacity` bytes. Text that does not fit is left out, and the line is then no longer
+/// `complete()`: it must not be sent.
 class Line
 {
 public:
@@ -61,8 +61,8 @@ public:
     /// The text so far; valid until the line is changed or destroyed.
     [[nodiscard]] QByteArrayView view() const { return {m_buffer.data(), m_size}; }
 
-    /// The whole buffer, NUL-terminated, for what appends in place. What is appended so is not seen
-    /// by `view()`.
+    /// The whole buffer, NUL-terminated, to append in place. `view()` does not show what is
+    /// appended this way.
     [[nodiscard]] std::span<char, kLineCapacity> buffer() { return m_buffer; }
 
 private:

@@ -10,7 +10,7 @@ namespace protocol {
 class ReceiveBuffer
 {
 public:
-    /// Looks at `bytes` and `index`, which outlive this object.
+    /// Works on `bytes` and `index`, which outlive this object.
     ReceiveBuffer(std::span<char, kLineCapacity> bytes, qint16& index)
         : m_bytes(bytes), m_index(index)
     {
@@ -21,8 +21,8 @@ public:
     /// the byte was a line feed.
     [[nodiscard]] bool store(char byte);
 
-    /// Ends the line at the write index. Where the index has just wrapped to 0 the buffer has no
-    /// room after the line feed; what is then left of the line is its first byte.
+    /// Ends the line at the write index. If the index has just wrapped to 0, the buffer has no room
+    /// after the line feed, and only the line's first byte is left.
     void endLine();
 
     /// Puts a NUL at `position`; a position outside the buffer is left alone.

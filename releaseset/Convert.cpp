@@ -59,7 +59,7 @@ QString writePicture(const QString& path, const QImage& picture)
     return writer.write(picture) ? QString() : path + QStringLiteral(": ") + writer.errorString();
 }
 
-/// Takes a size that an earlier conversion appended off a title, so that it is not there twice.
+/// Removes the size that an earlier conversion appended to a title, so that it is not there twice.
 QString withoutSize(QString title, QSize size)
 {
     const QString suffix = QStringLiteral("_%1x%2").arg(size.width()).arg(size.height());

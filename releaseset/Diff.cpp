@@ -136,7 +136,7 @@ void addOrder(QStringList& lines, const ReleaseSet& before, const ReleaseSet& af
     }
 }
 
-/// How many of a page's bytes differ; where a firmware has none, they are those of erased flash.
+/// How many of a page's bytes differ; bytes that a firmware does not have count as erased flash.
 qsizetype differingBytes(const ReleaseSet& before, const ReleaseSet& after, qint64 page)
 {
     const qint64 end = std::max(before.firmware.size(), after.firmware.size());

@@ -102,7 +102,7 @@ ImageFile readImage(
     const bool same = !meant.pixels.isEmpty() && image.data == meant.pixels
         && QSize(image.width, image.height) == meant.size;
     if (!meant.fault.isEmpty()) {
-        // The updater does not read the colour format: bytes that fit are sent whatever it says.
+        // The updater does not read the colour format: it sends right bytes in any case.
         if (same)
             findings.warning({.file = file, .line = meant.faultLine}, meant.fault);
         else

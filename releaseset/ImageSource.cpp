@@ -51,7 +51,7 @@ public:
     }
 
 private:
-    /// The first fault counts: later ones follow from it.
+    /// Notes a fault. Only the first counts: later ones follow from it.
     void fail(int line, const QString& text)
     {
         if (m_image.fault.isEmpty()) {
@@ -99,7 +99,7 @@ private:
         return value;
     }
 
-    /// A width or height; 0 where there is none that can be sent.
+    /// A width or height; 0 when it is missing or cannot be sent.
     int extent(const char* key)
     {
         const std::optional<int> value = number(key);

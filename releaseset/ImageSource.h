@@ -21,8 +21,8 @@ struct SourceImage
 
 /// Decodes what the image converters of LVGL 7, 8 and 9 write, and the plain form: of an array with
 /// conditional branches the one for 16 bits without swapped bytes, of padded rows the pixels alone,
-/// literals as in C. Another colour format than RGB565 is a fault that names it; where everything
-/// else is in order, pixels and size are there even so.
+/// literals as in C. Another colour format than RGB565 is a fault that names it; if everything else
+/// is right, pixels and size are there all the same.
 [[nodiscard]] SourceImage decodeSource(const SourceText& source);
 
 /// The form that the updater reads: the array of byte literals, one row of pixels a line, followed

@@ -11,11 +11,11 @@ using namespace std::chrono_literals;
 using protocol::Line;
 
 /// Start, ten probing lines, reopening, the bootloader heard, the load step; then the firmware's
-/// first line goes out in the fifth step.
+/// first line is sent in the fifth step.
 constexpr int kStepsToFirstLine = 1 + kProbeLines + 1 + 1 + 1 + kDataTicks + 1;
-/// From the last page's acknowledgement, which makes a step itself, to the first image header.
+/// From the last page's acknowledgement, which causes a step itself, to the first image header.
 constexpr int kStepsToFirstImage = kImageRestartWait + 1;
-/// From the last acknowledgement, which makes a step itself, to the closing of the port.
+/// From the last acknowledgement, which causes a step itself, to the closing of the port.
 constexpr int kStepsToClose = kFinishTicks;
 
 constexpr qint64 kMillisecondsPerSecond = 1000;

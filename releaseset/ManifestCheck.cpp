@@ -133,7 +133,7 @@ private:
         checkNumber(entry.value(versionKey), prefix + versionKey);
     }
 
-    /// Another type than a text gets `advice` followed by `more`, an empty text `advice` alone.
+    /// No text is an error with `advice` and `more`, an empty text one with `advice` alone.
     void checkText(const QJsonValue& value, const QString& key, const QString& advice,
         const QString& more = {})
     {

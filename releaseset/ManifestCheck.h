@@ -7,7 +7,7 @@
 namespace releaseset {
 
 /// Notes everything in `text`, the content of the manifest, that the updater would read as a
-/// default or pass over without a word. Agrees with docs/manifest.schema.json, except that a schema
+/// default or ignore silently. Agrees with docs/manifest.schema.json, except that a schema
 /// cannot compare the numbers of two images.
 void checkManifest(const QByteArray& text, Findings& findings);
 

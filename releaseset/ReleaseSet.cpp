@@ -147,7 +147,7 @@ private:
     void noteUnusedSources()
     {
         if (m_set.images.isEmpty())
-            return; // the manifest is what is wrong
+            return; // the fault is the manifest's
         const QStringList sources
             = m_directory.entryList({QStringLiteral("*.c")}, QDir::Files, QDir::Name);
         for (const QString& source : sources) {

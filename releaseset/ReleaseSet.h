@@ -8,7 +8,7 @@
 
 namespace releaseset {
 
-/// An image of a set: where it comes from and what the updater makes of it.
+/// An image of a set: its file and what the updater reads from it.
 struct SetImage
 {
     QString file;

@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// The latencies of the usual USB serial adapter: none, the shortest it can be set to, as it comes.
+/// Latencies of a USB serial adapter: none, the shortest that can be set, and the usual default.
 constexpr std::array kLatencies = {0ms, 1ms, 16ms};
 
 constexpr int kFileWidth = 16;

@@ -16,7 +16,7 @@ constexpr int kBitsPerByte = 8;
 constexpr int kPattern = 8;
 constexpr int kPatternLevels = kPattern * kPattern;
 
-/// Bayer's pattern: by bits, from the coarsest, the parities of x ^ y and of y.
+/// Bayer's pattern: the bits of x ^ y and of y in turn, of which the lowest have the most weight.
 constexpr int threshold(int x, int y)
 {
     int value = 0;

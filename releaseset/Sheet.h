@@ -7,8 +7,8 @@
 namespace releaseset {
 
 /// A contact sheet of the set: every image in its own size, with its file, number, version and
-/// size. An image that cannot be shown is an empty frame. Pictures that are larger than a cell can
-/// be are shrunk to fit.
+/// size. An image that cannot be shown is an empty frame. A picture that is larger than the largest
+/// cell is shrunk.
 [[nodiscard]] QImage contactSheetOf(const ReleaseSet& set);
 
 } // namespace releaseset

@@ -32,7 +32,7 @@ struct SourceEntry
 };
 
 /// An image source as a C compiler sees it: the first array and the descriptor after it, with the
-/// places of what the updater's own parser reads otherwise.
+/// places of what the updater's own parser reads differently.
 struct SourceText
 {
     QByteArray text;
@@ -54,7 +54,7 @@ struct SourceText
     }
 };
 
-/// Takes an image source apart. Never fails: what is not there stays empty.
+/// Parses an image source. Never fails: what is missing stays empty.
 [[nodiscard]] SourceText readSource(const QByteArray& text);
 
 } // namespace releaseset

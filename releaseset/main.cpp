@@ -33,7 +33,7 @@ constexpr char kUsage[] =
        release-set sheet DIR OUT.png          draw a contact sheet of a set's images
        release-set diff DIR1 DIR2             say what changed between two sets
 
-The exit code is 0, 1 where there are errors or differences, or 2 for a wrong call.
+The exit code is 0, 1 where there are errors or differences, or 2 for a usage error.
 )";
 
 int complain(const QString& text, int code)
@@ -169,7 +169,7 @@ int run(const QStringList& arguments)
     return fault.isEmpty() ? command->run(call) : complain(fault + advice, kWrongCall);
 }
 
-/// Only drawing letters takes a QGuiApplication; no command needs a display.
+/// Only drawing text needs a QGuiApplication; no command needs a display.
 std::unique_ptr<QCoreApplication> applicationFor(int& argc, char** argv)
 {
     if (argc < 2 || QLatin1String(argv[1]) != QLatin1String("sheet"))
@@ -182,7 +182,7 @@ std::unique_ptr<QCoreApplication> applicationFor(int& argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    // The parser's notes are for the updater's log; Qt's own are about a desktop.
+    // What the parser logs is for the updater's log; Qt's own messages are about a desktop.
     QLoggingCategory::setFilterRules(QStringLiteral("updater.*=false\ndefault=false"));
     const std::unique_ptr<QCoreApplication> application = applicationFor(argc, argv);
     const QStringList arguments = QCoreApplication::arguments().mid(1);

@@ -14,18 +14,18 @@ namespace {
 
 #ifdef Q_OS_UNIX
 
-/// Asks the terminal itself: nothing in the error tells a lost adapter from a full line. Reading a
-/// terminal that has hung up gives no error of its own, so that the one of an earlier call shows.
+/// Asks the terminal itself: the error does not tell an unplugged adapter from a full line, since
+/// reading a terminal that has hung up sets no error and the one of an earlier call is reported.
 bool isUnplugged(const QSerialPort& port, QSerialPort::SerialPortError)
 {
     pollfd terminal{port.handle(), 0, 0};
     return ::poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0;
 }
 
-/// Until `port`, an open one, closes.
+/// Reports a hang-up of `port`, which is open, until it closes.
 void reportHangUp(QSerialPort& port)
 {
-    // For exceptions: Qt's own notifier has the reading.
+    // For exceptions, since Qt's own notifier watches for reading.
     auto* const hangUp = new QSocketNotifier(port.handle(), QSocketNotifier::Exception, &port);
     const auto end = [hangUp] {
         hangUp->setEnabled(false);
@@ -40,8 +40,8 @@ void reportHangUp(QSerialPort& port)
 
 #else
 
-/// A line that is full is no error on Windows: what a read or a wait reports is the adapter's end,
-/// under one code or another, and nothing is read after it.
+/// On Windows a full line is no error: an error of a read or a wait means, under one code or
+/// another, that the adapter was unplugged, and nothing is read after it.
 bool isUnplugged(const QSerialPort&, QSerialPort::SerialPortError error)
 {
     switch (error) {
@@ -84,7 +84,7 @@ bool closeIfUnplugged(QSerialPort& port, QSerialPort::SerialPortError error)
         return true;
     }
 #ifdef Q_OS_UNIX
-    // Qt stops reading after such an error, until it is asked for more.
+    // After such an error Qt stops reading until it is asked for more.
     port.peek(1);
 #endif
     return false;

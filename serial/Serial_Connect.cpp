@@ -1,4 +1,4 @@
-// The life of the service, how it is steered from outside, and what it sends.
+// The service's construction, its control from outside, and what it sends.
 
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
@@ -25,7 +25,6 @@ Serial_Connect::Serial_Connect(Settings* shared, QString firstVersion, QString s
 
 Serial_Connect::~Serial_Connect() = default;
 
-// Part of the interface; there is nothing for them to do, as the hunt alone opens and closes.
 void Serial_Connect::Connect() { }
 void Serial_Connect::Close() { }
 
@@ -95,7 +94,7 @@ unsigned int Serial_Connect::FromHex(char c)
 int Serial_Connect::StrTo32(const char* text)
 {
     const bool negative = *text == '-';
-    // Unsigned all the way: the wrap at 32 bits is defined there.
+    // Unsigned throughout: there the wrap at 32 bits is defined.
     const quint32 value = StrToU32(negative ? text + 1 : text);
     return static_cast<int>(negative ? 0U - value : value);
 }

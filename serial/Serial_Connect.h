@@ -27,10 +27,10 @@ class Serial_Connect : public QObject, public protocol::WireText
 
 public:
     /// Works on `*shared` and on its port; both stay the caller's and outlive this object. The two
-    /// version texts are only kept. Opens nothing and starts nothing.
+    /// version texts are kept and not used. Opens nothing and starts nothing.
     Serial_Connect(Settings* shared, QString firstVersion, QString secondVersion);
 
-    /// Leaves the port as it is and the record alone.
+    /// Leaves the port and the record as they are.
     ~Serial_Connect() override;
 
     /// Both do nothing: the hunt alone opens and closes the port.
@@ -45,8 +45,8 @@ public:
 
     /// Appends "*", the checksum of what follows the first "$", and a line feed to `line`, and
     /// writes it while sending is enabled. Positions are counted in 8 bits: a text longer than 247
-    /// bytes or without a "$" is left untouched and not sent. `line` has room for six more bytes
-    /// than its text and NUL; nothing after these is read or written.
+    /// bytes or without a "$" is not changed and not sent. `line` has room for six more bytes than
+    /// its text and NUL; nothing after these is read or written.
     void AddCRC_nSend(char* line);
 
     /// Ends the hunt as if the bootloader had announced itself: the port stays as it is.
@@ -82,7 +82,7 @@ signals:
     void FoundBrivanPress(int Port);
 
 public slots:
-    /// Takes what has arrived on the port and handles each line that it completes.
+    /// Reads what has arrived on the port and handles each line that is complete with it.
     void SerialGotData();
 
     /// One tick of the hunt.
@@ -106,7 +106,7 @@ private:
     void OpenCandidate(qint32 baudRate);
     void CloseWhenUnplugged(QSerialPort::SerialPortError error);
 
-    /// Gate of `AddCRC_nSend`; whoever wires the service opens it.
+    /// `AddCRC_nSend` writes only while this is true; whoever wires the service sets it.
     bool sendEnabled = false;
 
     /// The two texts given at construction; nothing reads them.

@@ -43,7 +43,7 @@ void Serial_Connect::ScanPorts()
 {
     portIndex = -1;
     statusAnswered = false;
-    // Having been tried before does not count against a port: each becomes a candidate again.
+    // A port that was tried before becomes a candidate again.
     triedPorts.clear();
     candidatePorts.clear();
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();

@@ -1,4 +1,4 @@
-// What arrives on the port: bytes, lines, and what the service makes of a line.
+// Receives bytes, cuts them into lines and acts on these.
 
 #include "serial/Serial_Connect.h"
 #include "serial/Settings.h"
@@ -17,14 +17,14 @@ constexpr QByteArrayView kStatusWord = "$STATUS";
 // The bootloader's announcement: this and nothing else.
 constexpr QByteArrayView kBootloaderLine = "$Bootloader\n";
 
-// Asks the board for its version; written raw.
+// Asks the board for its version; written without checksum and line feed.
 constexpr QLatin1String kVersionQuery("$V");
 constexpr int kMaxVersionQueries = 5;
 
 // Ticks that the board gets to leave its application before the port is reopened.
 constexpr int kBootloaderRequestTicks = 3;
 
-// A checksum has four digits; a fifth one is looked at and has no weight in 16 bits.
+// A checksum has four digits. Of five, 16 bits keep the last four.
 constexpr qsizetype kMaxChecksumDigits = 5;
 
 enum class LineCheck { None, Wrong, Right };
@@ -72,8 +72,8 @@ void Serial_Connect::LocalGotMessage()
     protocol::ReceiveBuffer(rxBuffer, rxIndex).terminateAt(rxIndex);
 
     // A line feed in the last byte of the buffer has moved the write position back to the start:
-    // nothing is left of such a line. The copy is for receivers of the signals, who may run an
-    // event loop and with it this function again.
+    // nothing is left of such a line. The copy is for receivers of the signals: they may run an
+    // event loop, which may call this function again.
     const QByteArray bytes(rxBuffer, rxIndex);
     const QByteArrayView text(bytes.constData());
     switch (checkOf(bytes)) {

@@ -1,13 +1,13 @@
-# For every Qt Test: no screen, and a limit above those of ctest, which come first.
+# For every Qt Test: no screen, and a time limit above those of ctest, which are to act first.
 set(QT_TEST_ENVIRONMENT
     "QT_QPA_PLATFORM=offscreen" "QTEST_FUNCTION_TIMEOUT=2000000" # milliseconds
     ${SANITIZER_ENVIRONMENT})
 
 # add_test_program(NAME [MAIN main.cpp] TESTS tst_a.cpp... LIBRARIES...)
 #
-# One program of several Qt Test classes, a file each (tests/support/TestProgram.h): less to link than
-# a program each. For ctest each class is a test of its own, named like its file and labelled like its
-# folder, as every test is.
+# One program of several Qt Test classes, one per file (tests/support/TestProgram.h), which saves linking
+# a program for each. For ctest each class is a test of its own, named like its file and labelled like
+# its folder, as every test is.
 function(add_test_program NAME)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "MAIN" "TESTS;LIBRARIES")
     if(NOT arg_MAIN)

@@ -34,7 +34,7 @@ Board::Board(BoardOptions options)
 {
     for (const auto& [number, version] : m_options.held)
         m_images.hold(number, version);
-    // Switched on long before the computer looks.
+    // Switched on before the computer looks.
     m_bootedAt = Time::zero();
     advance(Time::zero());
 }
@@ -141,7 +141,7 @@ void Board::takeLine(std::string line, Time now)
     record(RecordedLine::Way::ToBoard, now, line);
     m_finished = m_finished || wordOf(line) == "X";
     const bool heard = applyCommandFaults(line, now);
-    // A fault can have hit the "$" itself: then this is no line any more.
+    // A fault may have changed the "$" itself: then this is no line any more.
     if (heard && line.front() == '$')
         execute(Command(std::move(line)), now);
 }
@@ -236,7 +236,7 @@ void Board::boot(Runs program, Time now)
 void Board::startProgram(Time now)
 {
     m_bootedAt.reset();
-    // Half a firmware cannot be started: the bootloader stays and asks for it again.
+    // An incomplete firmware cannot be started: the bootloader runs and announces itself.
     const bool canStart = m_starts == Runs::Application && !m_flash.isIncomplete();
     m_runs = canStart ? Runs::Application : Runs::Bootloader;
     runningProgram()->start(now);

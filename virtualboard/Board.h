@@ -22,7 +22,7 @@ enum class Kind {
 struct BoardOptions
 {
     Kind kind = Kind::Display;
-    std::string version = "D.01a"; ///< what the application says that it is
+    std::string version = "D.01a"; ///< the version that the application reports
     OwnTimes times;
     bool lineRate = false; ///< every byte takes its bit times, both ways
     Time adapterLatency{}; ///< of the USB adapter's timer; 0: none
@@ -31,7 +31,7 @@ struct BoardOptions
     std::vector<std::pair<std::uint32_t, std::uint32_t>> held; ///< images: number, version
 };
 
-/// What a board does to the world at a time.
+/// Something that a board does, and when.
 struct Emission
 {
     enum class What { Bytes, Unplug, PlugIn };
@@ -78,7 +78,7 @@ public:
     /// Advances to `now` and returns what is to be done by then, in the order of its times.
     [[nodiscard]] std::vector<Emission> takeDue(Time now);
 
-    /// Called with every line as it passes.
+    /// `observer` is called with every line that is received or sent.
     void setObserver(std::function<void(const RecordedLine&)> observer)
     {
         m_observer = std::move(observer);
@@ -91,7 +91,7 @@ public:
     [[nodiscard]] const ImageStore& images() const { return m_images; }
     [[nodiscard]] const Statistics& statistics() const { return m_statistics; }
     [[nodiscard]] const std::vector<AppliedFault>& appliedFaults() const { return m_appliedFaults; }
-    /// True once the computer has said that the job is over, heard or not.
+    /// True once the computer has ended the job, even if the board did not hear it.
     [[nodiscard]] bool isFinished() const { return m_finished; }
 
 private:

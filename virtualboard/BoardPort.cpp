@@ -27,7 +27,7 @@ speed_t rateCode(int baudRate)
     }
 }
 
-/// Writes what the line takes; a line that is full or gone loses the rest, as a cable does.
+/// Writes what the line takes; a full or unplugged line loses the rest, as a cable does.
 void writeAll(int descriptor, const std::string& bytes)
 {
     std::size_t written = 0;
@@ -85,10 +85,10 @@ int AdapterPort::rateOfInput(int rateNow)
     const int rateBefore = std::exchange(m_rate, rateNow);
     constexpr int idle = PluggedAdapter::kIdleBaudRate;
     if (rateNow == idle && rateBefore != idle)
-        m_adapter->discardUnread(); // the program closed its port: nobody will read that
-    // When the rate changed together with the arrival of bytes, the bytes came first: a driver
-    // sends what it was given before it closes a port or changes its rate. Only a port that was
-    // closed before cannot have sent them.
+        m_adapter->discardUnread(); // the program closed its port without reading it
+    // Bytes that arrive together with a change of the rate were sent before it: a driver sends what
+    // it was given before it closes a port or changes its rate. Only a port that was closed before
+    // has sent them at its new rate.
     return rateBefore == idle ? rateNow : rateBefore;
 }
 
@@ -136,7 +136,7 @@ BoardPort::Input CablePort::read()
     ssize_t count = 0;
     while ((count = ::read(m_descriptor, chunk.data(), chunk.size())) > 0)
         input.bytes.append(chunk.data(), static_cast<std::size_t>(count));
-    // The far end is gone: a descriptor that hung up would be reported as readable for ever.
+    // The other end hung up: the descriptor would be reported as readable forever.
     if (count == 0 || (errno != EAGAIN && errno != EINTR))
         unplug();
     input.baudRate = m_rate;

@@ -33,7 +33,7 @@ public:
     virtual void follow(int baudRate) = 0;
     virtual void unplug() = 0;
     virtual void plugIn() = 0;
-    /// Where a program finds the line: a path.
+    /// The path at which a program finds the port.
     [[nodiscard]] virtual QString path() const = 0;
 };
 
@@ -56,7 +56,7 @@ private:
     int rateOfInput(int rateNow);
 
     std::unique_ptr<PluggedAdapter> m_adapter;
-    int m_rate = PluggedAdapter::kIdleBaudRate; // that the program had set when looked at last
+    int m_rate = PluggedAdapter::kIdleBaudRate; // that the program had set at the last read
 };
 
 /// A board on a serial port of this computer, for two computers and a cable.

@@ -20,7 +20,7 @@ struct Reply
     bool checksum = true;
 };
 
-/// What a firmware makes of a line or of the time that passed.
+/// What a firmware does on a line or when its time has come.
 struct Outcome
 {
     std::vector<Reply> replies;
@@ -43,7 +43,7 @@ public:
     [[nodiscard]] virtual int baudRate() const = 0;
     /// It starts to run at `now`.
     virtual void start(Time now) = 0;
-    /// A line without fault in its checksum (it may have none) arrived at `now`.
+    /// A line with the right checksum, or without one, arrived at `now`.
     [[nodiscard]] virtual Outcome take(const Command& command, Time now) = 0;
     /// When it wants to do something by itself.
     [[nodiscard]] virtual std::optional<Time> due() const = 0;

@@ -31,7 +31,7 @@ Board& BoardServer::add(BoardOptions options, std::unique_ptr<BoardPort> port)
 
 void BoardServer::start()
 {
-    // The first look sets the ports up before they are announced.
+    // The first round sets the ports up before they are announced.
     for (const auto& served : m_served)
         serve(*served);
     m_thread = std::thread([this] { run(); });
@@ -54,7 +54,7 @@ Time BoardServer::now() const
 
 void BoardServer::run()
 {
-    // A byte takes 11 us on the line; the kernel's usual slack of 50 us would blur that.
+    // A byte takes 11 us on the line; the kernel's usual timer slack of 50 us is too coarse.
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
     while (!m_stopping) {
         waitForWork();
@@ -69,7 +69,7 @@ void BoardServer::waitForWork()
     std::vector<pollfd> waiting{{m_wake, POLLIN, 0}};
     std::optional<Time> due;
     for (const auto& served : m_served) {
-        // A negative descriptor, an unplugged port, is passed over.
+        // A negative descriptor, that of an unplugged port, is ignored.
         waiting.push_back({served->port->descriptor(), POLLIN, 0});
         const std::optional<Time> next = served->board.due();
         if (next && (!due || *next < *due))

@@ -52,8 +52,9 @@ Outcome Bootloader::take(const Command& command, Time now)
     if (command.check() == Check::Missing && command.word() != "G")
         return broken('$' + command.word() + " without checksum");
     Outcome outcome = (this->*row->handler)(command, now);
-    // A command captures like "$G" does: the updater says "$G" once only, and it can be lost. One
-    // that makes no sense does not: it is left over from a job that a restart has cut off.
+    // A command captures the bootloader as "$G" does, which the updater sends only once and which
+    // can be lost. A command that breaks a rule does not: it is left over from a job that a restart
+    // cut off.
     if (outcome.ruleBroken.empty())
         m_nextAnnouncement.reset();
     return outcome;
@@ -159,7 +160,7 @@ Outcome Bootloader::eraseImages(const Command& command, Time now)
 {
     if (command.count() != 1 || command.number(1) != 1U)
         return broken("$A: not \"$A,1\"");
-    // Asked again while it goes on, it says so again and does not start over.
+    // Asked again while it erases, the board answers again and does not start over.
     if (!m_imagesErased)
         m_imagesErased = now + m_times.imageErase;
     return answer("AACK,0", now);

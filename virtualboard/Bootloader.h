@@ -25,7 +25,7 @@ class Bootloader : public BoardProgram
 {
 public:
     static constexpr int kBaudRate = 921600;
-    /// The rate of the bootloader beside the reporting application.
+    /// The rate of the bootloader of a board with the reporting application.
     static constexpr int kSlowBaudRate = 115200;
     static constexpr Time kAnnounceInterval = 500ms;
 
@@ -54,7 +54,7 @@ private:
     FlashMemory& m_flash;
     ImageStore& m_images;
     std::optional<Time> m_nextAnnouncement;
-    std::optional<Time> m_imagesErased; // when an erasure that goes on will be done
+    std::optional<Time> m_imagesErased; // when the erasing that is going on ends
     Time m_busyUntil{};
 };
 

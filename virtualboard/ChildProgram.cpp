@@ -12,7 +12,7 @@ namespace vboard {
 
 namespace {
 
-// A program that was told to end gets this long.
+// How long a program that was told to end may take.
 constexpr std::chrono::seconds kPatience{5};
 
 } // namespace

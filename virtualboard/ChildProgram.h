@@ -5,8 +5,8 @@
 
 namespace vboard {
 
-/// The program that works on the boards, as a child of this process. What it prints goes where this
-/// process prints; what goes wrong with it is printed.
+/// The program that works on the boards, as a child of this process. Its output goes where the
+/// output of this process goes; its failures are printed.
 class ChildProgram : public QObject
 {
     Q_OBJECT

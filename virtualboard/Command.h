@@ -11,7 +11,7 @@ namespace vboard {
 /// What the end of a received line says about its checksum.
 enum class Check { Right, Wrong, Missing };
 
-/// A received line, taken apart.
+/// A received line, split into its fields.
 class Command
 {
 public:
@@ -38,9 +38,9 @@ private:
 
 /// CRC-16 of `bytes`: reflected polynomial 0x8408, first value 0xFFFF, no final inversion.
 [[nodiscard]] std::uint16_t checksum(std::string_view bytes);
-/// The line as it goes out: "$", `body`, "*", four digits, line feed.
+/// The line as it is sent: "$", `body`, "*", four digits, line feed.
 [[nodiscard]] std::string withChecksum(std::string_view body);
-/// The line as it goes out without checksum: "$", `body`, line feed.
+/// The line as it is sent without checksum: "$", `body`, line feed.
 [[nodiscard]] std::string withoutChecksum(std::string_view body);
 /// `value` in upper-case hexadecimal with at least two digits.
 [[nodiscard]] std::string hex(std::uint32_t value);

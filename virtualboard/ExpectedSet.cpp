@@ -33,7 +33,7 @@ void appendItem(std::string_view item, std::string& data)
     });
     if (token.compare(0, 2, "0x") != 0)
         return;
-    token.insert(2, "00"); // so that there are two last digits, always
+    token.insert(2, "00"); // so that there always are two last digits
     const unsigned high = digitValue(token[token.size() - 2]);
     data += static_cast<char>(high << 4U | digitValue(token.back()));
 }

@@ -28,7 +28,7 @@ struct ExpectedSet
     std::vector<ExpectedImage> images; ///< in the manifest's order
 
     /// Reads `folder`. None when its manifest or firmware cannot be read; `error` then says why.
-    /// An image file that is missing counts as an empty one, as the updater has it.
+    /// An image file that is missing counts as an empty one, as in the updater.
     [[nodiscard]] static std::optional<ExpectedSet> read(const QString& folder, QString& error);
 };
 

@@ -182,7 +182,7 @@ bool FaultPlan::applies(Entry& entry)
     ++entry.occasions;
     if (entry.rule.times > 0 && entry.applied >= entry.rule.times)
         return false;
-    // The distributions of the library differ from maker to maker; this gives the same everywhere.
+    // Standard libraries differ in their distributions; this gives the same numbers everywhere.
     constexpr std::uint64_t kSteps = 1U << 30U;
     const bool hit = entry.rule.at
         ? entry.occasions == *entry.rule.at

@@ -32,11 +32,11 @@ public:
     /// Erases the page at `address` and makes it the one that data lines fill.
     /// False when no page starts there; nothing changes then.
     [[nodiscard]] bool erase(std::uint32_t address);
-    /// Puts a data line into the page buffer. False when no page is erased, or the offset or the
-    /// number of bytes is none of a line.
+    /// Puts a data line into the page buffer. False when no page is erased, or when no data line
+    /// has this offset or number of bytes.
     [[nodiscard]] bool fill(std::uint32_t offset, std::string_view bytes);
-    /// Writes the page buffer to the page at `address`. Doing so again changes nothing and is
-    /// right. False when that page was not erased last or not every line of it came.
+    /// Writes the page buffer to the page at `address`; true again, without effect, when repeated.
+    /// False when that page was not the last one erased or one of its lines is missing.
     [[nodiscard]] bool program(std::uint32_t address);
     /// A restart: the page buffer is lost.
     void losePower();

@@ -16,7 +16,7 @@ struct StoredImage
     std::uint32_t height = 0;
     std::string data;
     bool complete = false;
-    /// Was there from the start: nobody knows what it shows.
+    /// Was there from the start, with unknown content.
     bool heldBefore = false;
 };
 
@@ -34,12 +34,12 @@ public:
 
     /// An image that is there before the first job.
     void hold(std::uint32_t number, std::uint32_t version);
-    /// An image is announced. Unless that version is held complete, what was there under the number
-    /// is given up and blocks from 0 on are expected.
+    /// An image is announced. Unless the image is held complete in that version, what was held
+    /// under its number is dropped and blocks from 0 on are expected.
     [[nodiscard]] Header announce(
         std::uint32_t number, std::uint32_t version, std::uint32_t width, std::uint32_t height);
-    /// A block of the image that was announced last. The same block with the same bytes again is
-    /// right, since an acknowledgement can be lost.
+    /// A block of the image that was announced last. The same block with the same bytes is accepted
+    /// again, since an acknowledgement can be lost.
     [[nodiscard]] Block store(std::uint32_t number, std::string_view bytes);
     void eraseAll();
     /// A restart: blocks of an image that is not complete are lost.

@@ -7,7 +7,7 @@ namespace vboard {
 std::vector<std::string> LineReader::take(std::string_view bytes, Time now)
 {
     std::vector<std::string> lines;
-    // What comes after the silence belongs to the next line, however late the silence is noticed.
+    // What comes after the silence belongs to the next line, even if the silence is noticed late.
     if (auto ended = endBySilence(now))
         lines.push_back(std::move(*ended));
     for (const char byte : bytes)

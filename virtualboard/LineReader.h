@@ -20,7 +20,7 @@ public:
     /// The longest line that the board has room for, in bytes from the "$" on.
     static constexpr std::size_t kLongestLine = 2000;
 
-    /// What the receiver heard that was no line.
+    /// Received bytes that were no line.
     struct StrayInput
     {
         unsigned long strayBytes = 0; ///< before a "$"

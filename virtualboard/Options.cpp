@@ -128,8 +128,8 @@ void addFaultFile(const QString& path, BoardOptions& board)
     }
 }
 
-/// All options, with setters into `options`. They are read in this order: what --line-rate gives
-/// the times is overridden by the options after it.
+/// All options, with setters into `options`. They are applied in this order: the options after
+/// --line-rate override the times that it sets.
 std::vector<Row> rows(Options& options)
 {
     BoardOptions& board = options.board;
@@ -249,7 +249,7 @@ WHEN: at=NUMBER or rate=PERCENT%, [word=D] counts lines of that word only, [time
       [board=N] at that of several only, from 0
 
 Exit code: 0 flash and images are exactly the release set, 1 they are not or PROGRAM failed,
-2 wrong call.
+2 usage error.
 )");
 }
 

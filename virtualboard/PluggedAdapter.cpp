@@ -89,8 +89,8 @@ void PluggedAdapter::openTerminal()
     cfsetspeed(&settings, B50);
     if (openpty(&m_master, &m_slave, nullptr, &settings, nullptr) != 0)
         throw std::runtime_error(std::string("cannot open a pseudo terminal: ") + strerror(errno));
-    // Not for the program that is started: a copy of the master there would keep an unplugged port
-    // alive.
+    // The program that is started must not inherit the master: its copy would keep an unplugged
+    // port alive.
     ioctl(m_master, FIOCLEX);
     ioctl(m_slave, FIOCLEX);
     m_terminalPath = QString::fromLocal8Bit(ttyname(m_slave));

@@ -12,7 +12,7 @@
 
 namespace vboard {
 
-/// The stations of a job, in their order.
+/// The phases of a job, in their order.
 enum class Phase {
     FirstLine,
     Captured,
@@ -32,7 +32,7 @@ struct Statistics
     struct Count
     {
         unsigned long lines = 0;
-        unsigned long repeated = 0; ///< the very line that came before it
+        unsigned long repeated = 0; ///< equal to the line before
     };
 
     std::map<std::string, Count> received; ///< by command word, checksum right or none
@@ -52,14 +52,14 @@ struct Statistics
     std::vector<Time> turnarounds;
     std::array<std::optional<Time>, kPhases> phases;
 
-    /// A good line arrived; `line` whole, `word` its command word.
+    /// Counts a good line, `line`, with the command word `word`.
     void count(const std::string& word, const std::string& line, Time now);
-    /// The line that answers it leaves; `body` without "$".
+    /// Counts the line that answers it, `body` without "$".
     void countReply(const std::string& body, Time now);
 
     [[nodiscard]] unsigned long linesReceived() const;
     [[nodiscard]] std::optional<Time> phase(Phase phase) const;
-    /// The turnaround below which `share` (0 to 1) of them lie; none without any.
+    /// The turnaround below which `share` (0 to 1) of all are; none without turnarounds.
     [[nodiscard]] std::optional<Time> turnaround(double share) const;
 
 private:

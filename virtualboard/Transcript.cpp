@@ -17,7 +17,7 @@ void Transcript::write(int board, const RecordedLine& line)
                      .rightJustified(12)
         + " board " + QByteArray::number(board) + ' ' + kWays[static_cast<std::size_t>(line.way)]
         + ' ' + text + '\n');
-    // Whoever waits for something out of the ordinary sees it at once.
+    // Flushed, for whoever waits for a fault to show here.
     if (line.way == RecordedLine::Way::Note)
         m_file.flush();
 }

@@ -24,7 +24,7 @@ private:
     QFile m_file;
 };
 
-/// A line without line end as a person can read it: what is no printable ASCII becomes "\xNN".
+/// A line without line end in readable form: what is no printable ASCII becomes "\xNN".
 [[nodiscard]] QByteArray printable(const std::string& text);
 
 } // namespace vboard

@@ -56,7 +56,7 @@ QProcessEnvironment preloading(QProcessEnvironment environment)
         preload = QLatin1String(kPreload) + (preload.isEmpty() ? QString() : u':' + preload);
     environment.insert(QStringLiteral("LD_PRELOAD"), preload);
 #ifdef __SANITIZE_ADDRESS__
-    // The sanitizer wants to be first among the libraries; after the preloaded one works as well.
+    // The sanitizer demands to be the first library; it also works after the preloaded one.
     QString options = environment.value(QStringLiteral("ASAN_OPTIONS"));
     if (!options.contains(QLatin1String("verify_asan_link_order")))
         options += (options.isEmpty() ? QString() : QStringLiteral(":"))

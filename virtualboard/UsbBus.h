@@ -44,7 +44,7 @@ public:
     [[nodiscard]] int masterFd() const { return m_master; }
     /// The rate in baud that the program has set, 0 when unplugged or when it is no known rate.
     [[nodiscard]] int baudRate() const;
-    /// Throws away what was sent to the program and not read by it yet.
+    /// Drops what was sent to the program and not read by it yet.
     void discardUnread();
 
     /// Takes the adapter off the bus: the open port hangs up and the device is gone from the list.

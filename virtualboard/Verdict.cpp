@@ -62,7 +62,7 @@ void judgeUntouched(const FlashMemory& flash, Verdict& verdict)
         differ(verdict, QStringLiteral("the firmware was touched"));
 }
 
-/// What should be in the store in the end: an image, or none where what was held stays.
+/// The images that should be in the store in the end, by number; null where a held one stays.
 std::map<std::uint32_t, const ExpectedImage*> expectedImages(
     const ExpectedSet& set, const std::vector<std::pair<std::uint32_t, std::uint32_t>>& held)
 {

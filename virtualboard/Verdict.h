@@ -18,7 +18,7 @@ enum class Job { Update, Images, Erase };
 struct Verdict
 {
     bool exact = false;
-    std::optional<Job> job; ///< none when nothing was received to tell it from
+    std::optional<Job> job; ///< none when no line was received that shows it
     std::size_t pagesExact = 0;
     std::size_t imagesExact = 0;
     QStringList differences; ///< in words, the first ones of them; empty when exact

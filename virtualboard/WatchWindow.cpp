@@ -21,7 +21,7 @@ constexpr int kMapColumns = 32;
 constexpr int kMapRows
     = (static_cast<int>(FlashMemory::kPageCount) + kMapColumns - 1) / kMapColumns;
 constexpr int kCellSize = 10;
-// Of a data line with its 64 bytes only the start is worth a look.
+// A longer line is shown only up to here: of a data line its start is enough.
 constexpr std::size_t kLongestLine = 48;
 constexpr std::size_t kLinesKept = 10;
 

@@ -51,14 +51,14 @@ private:
     Pages m_pages{};
 };
 
-/// All that is to be seen of one board.
+/// The view of one board.
 class BoardView : public QWidget
 {
     Q_OBJECT
 
 public:
     explicit BoardView(const QString& name, QWidget* parent = nullptr);
-    /// Takes over what has changed. The board must stand still meanwhile.
+    /// Copies what has changed. The board must not run meanwhile.
     void look(const Board& board);
     /// Remembers a line for the next paintSeen(); from any thread.
     void addLine(const RecordedLine& line);

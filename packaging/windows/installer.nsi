@@ -2,12 +2,12 @@
 ;
 ;   VERSION      the program's, as in 1.0.0
 ;   SET_VERSION  the release set's, as in D.02n
-;   NOTE         empty, or what the person must know of this build
+;   NOTE         empty, or what the user must know of this build
 ;   CONTENTS     a file that defines the macros InstallFiles and RemoveFiles
 ;   ICON, OUT    the icon and the installer's own file
 ;
-; /S installs and removes without asking. It ends with 1 when the person cancels it, and with 2, having
-; changed nothing, while the updater or one of its helpers is running.
+; /S installs and removes without asking. The exit code is 1 when the user cancels, and 2, with nothing
+; changed, while the updater or one of its helpers is running.
 Unicode true
 Target amd64-unicode ; the default is 32 bit
 
@@ -66,13 +66,13 @@ VIAddVersionKey LegalCopyright ""
 !insertmacro MUI_UNPAGE_INSTFILES
 !insertmacro MUI_LANGUAGE "English"
 
-; As the person who is signed in, not with the installer's rights.
+; As the user who is signed in, not with the installer's rights.
 Function StartUpdater
     Exec '"$WINDIR\explorer.exe" "$INSTDIR\${PROGRAM}"'
 FunctionEnd
 
-; A program that is running can be read and not written. It is not closed from here: a machine may be
-; in the middle of its update.
+; The file of a running program can be read but not written. The program is not closed from here: a
+; machine may be in the middle of its update.
 !macro LeaveWhileRunning FILE
     ${Do}
         ${IfNot} ${FileExists} "$INSTDIR\${FILE}"
@@ -98,7 +98,7 @@ FunctionEnd
 
 Function .onInit
     SetRegView 64
-    ; An older one is replaced where it is; /D=FOLDER has the last word.
+    ; An older version is replaced in its folder; /D=FOLDER overrides that.
     ReadRegStr $0 HKLM "${OWN}" "InstallDir"
     ${If} $0 != ""
     ${AndIf} $INSTDIR == "$PROGRAMFILES64\${NAME}"
@@ -114,7 +114,7 @@ FunctionEnd
 
 Section
     SetShellVarContext all
-    ; The older one removes itself by its own list of files.
+    ; The older version removes itself by its own list of files.
     ReadRegStr $0 HKLM "${OWN}" "InstallDir"
     ${If} ${FileExists} "$0\uninstall.exe"
         DetailPrint "Removing the version that is installed"
@@ -132,7 +132,7 @@ Section
     !insertmacro InstallFiles
     WriteUninstaller "$INSTDIR\uninstall.exe"
 
-    SetOutPath "$INSTDIR" ; where the programs start
+    SetOutPath "$INSTDIR" ; the folder that the programs start in
     CreateDirectory "${MENU}"
     CreateShortcut "${MENU}\${SHOWN}.lnk" "$INSTDIR\${PROGRAM}"
     CreateShortcut "${MENU}\${NAME} with a log.lnk" "$INSTDIR\${LOG_PROGRAM}" "" "$INSTDIR\${PROGRAM}"
@@ -163,7 +163,7 @@ Section "Uninstall"
     SetShellVarContext all
     !insertmacro RestoreLatency
     RMDir /r "${MENU}"
-    ; Only what was installed: a folder that the person chose may hold other things.
+    ; Only what was installed: a folder that the user chose may hold other files.
     !insertmacro RemoveFiles
     Delete "$INSTDIR\uninstall.exe"
     SetOutPath "$TEMP" ; a folder in use would stay

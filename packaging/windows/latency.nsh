@@ -1,8 +1,8 @@
-; The adapter's latency timer: how long an FTDI chip keeps back an answer that fills no packet, in ms.
-; A whole update waits for some 17,000 short answers: at 1 it takes 100 s, at the driver's own 16 six
-; minutes. A value counts from the next time the adapter is plugged in.
+; The adapter's latency timer: how long an FTDI chip holds back an answer that fills no packet, in ms.
+; A whole update waits for some 17,000 short answers: at 1 it takes 100 s, at the default 16 six
+; minutes. A value takes effect when the adapter is plugged in the next time.
 ;
-; What stood there before is kept under this key, so that removing the program puts it back.
+; The former values are kept under this key, so that removing the program restores them.
 
 !define ADAPTERS "SYSTEM\CurrentControlSet\Enum\FTDIBUS"
 !define FORMER "Software\annealing-db-updater\FormerLatency"
@@ -41,7 +41,7 @@ Function SetLatency
 FunctionEnd
 
 Function SetOneLatency
-    ; Not a port, or its driver was never there.
+    ; Not a port, or its driver was never installed.
     ReadRegStr $former HKLM "${ADAPTERS}\$name\$instance\Device Parameters" "PortName"
     ${If} $former == ""
         Return
@@ -64,7 +64,7 @@ Function SetOneLatency
     ${EndIf}
 FunctionEnd
 
-; What was done, in $0.
+; Returns in $0 what was done.
 Function TellLatency
     ${If} $adapters = 0
         StrCpy $0 "This computer has seen no FTDI adapter yet. Plug in the machine's cable, then start$\r$\n'Set the adapter's latency' from the start menu."
@@ -75,7 +75,7 @@ Function TellLatency
     ${EndIf}
 FunctionEnd
 
-; For the uninstaller: puts back what it was, where nobody has changed it since.
+; For the uninstaller: restores the former values, unless somebody has changed them since.
 !macro RestoreLatency
     ${Do}
         EnumRegValue $name HKLM "${FORMER}" 0

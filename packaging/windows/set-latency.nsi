@@ -16,7 +16,7 @@ RequestExecutionLevel admin
 SilentInstall silent ; no pages: one message
 SetCompressor lzma
 
-; The administrator's question shows it.
+; Shown when Windows asks for the administrator's rights.
 VIProductVersion "${VERSION}.0"
 VIAddVersionKey ProductName "Annealing DB Updater"
 VIAddVersionKey FileDescription "Set the adapter's latency"

@@ -6,8 +6,8 @@
 #include <functional>
 #include <vector>
 
-/// The work of an update job for a peer of the program, by the program's own readers and lines:
-/// takes each reply and builds the line that answers it.
+/// An update job for a peer of the program, with the program's own readers and lines: takes each
+/// reply and builds the line that answers it.
 class JobLines
 {
 public:
@@ -17,12 +17,12 @@ public:
     JobLines(const JobLines&) = delete;
     JobLines& operator=(const JobLines&) = delete;
 
-    /// Sent to the board's application, which answers in its bootloader's speed. Valid until the
+    /// Sent to the board's application; its bootloader answers at its own speed. Valid until the
     /// next line is built.
     [[nodiscard]] QByteArrayView askForBootloader();
 
     /// The line that answers `reply`, a whole line from the bootloader; valid until the next call.
-    /// Throws std::runtime_error when this reply should not come now.
+    /// Throws std::runtime_error when this reply is not expected now.
     [[nodiscard]] QByteArrayView answerTo(QByteArrayView reply);
 
     /// True once the job's last line, which is not answered, has been built.

@@ -1,7 +1,7 @@
 // Preloaded into a program, this measures its own share of each turnaround: the time from the
 // return of the read() that ended the board's reply to the entry of the write() of the next line.
-// It is kept in memory and written when the program ends, to the file that $REPLY_TIMES names with
-// the program's name after it: one line each, the line's word and the nanoseconds.
+// The times are written when the program ends, to the file that $REPLY_TIMES and the program's name
+// give: one line for each, with the sent line's word and the nanoseconds.
 
 #include <array>
 #include <cerrno>
@@ -39,10 +39,10 @@ struct OwnShare
     std::int64_t nanoseconds;
 };
 
-// Two and a half times the lines of an update.
+// Room for more than three updates.
 std::array<OwnShare, 0x10000> shares;
 std::size_t count = 0;
-// By file descriptor; 0 where no reply waits for its answer.
+// When a reply was read, by file descriptor; 0 where none waits for the next line.
 std::array<std::int64_t, 0x400> replyRead{};
 
 std::int64_t* replyOf(int file)

@@ -22,9 +22,9 @@ DOCUMENT = ROOT / "docs/performance.md"
 BEGIN, END = "<!-- begin of the figures: written by ./bench -->", "<!-- end of the figures -->"
 
 JOBS = 2  # of the program, one after each peer
-OPENINGS = 11  # the first loads what every later one finds, and is left out
+OPENINGS = 11  # the first is left out: it loads what all later ones find in memory
 WORKERS = pathlib.Path("/sys/devices/virtual/workqueue/cpumask")
-PORT = 60  # the adapter is ttyUSB60, so that a real or a tested one is not in the way
+PORT = 60  # the adapter is ttyUSB60, which no real or tested one uses
 ANSWERED = "EDPF"  # the words of the lines that leave on a reply, and not on a tick
 
 TICK = 0.5  # seconds between two steps of a session
@@ -55,7 +55,7 @@ class Benchmark:
     @contextlib.contextmanager
     def kernel_workers_beside_the_board(self):
         """Binds the kernel's workers, which carry a pseudo terminal's bytes, to the board's processor where that is
-        allowed: else each line waits until another processor wakes up."""
+        allowed: otherwise each line waits until another processor wakes up."""
         try:
             before = WORKERS.read_text()
             WORKERS.write_text(f"{self.first_mask:x}\n")
@@ -88,10 +88,10 @@ class Benchmark:
                 "idleBytes": kilobytes(out / "idle", "VmRSS"), "peakBytes": kilobytes(out / "process", "VmHWM")}
 
     def outcome(self, program):
-        """What the job took: its seconds, those in which its lines went, and the own shares in microseconds."""
+        """What the job took: its seconds, those of its lines without the waits, and the own shares in microseconds."""
         phases = json.loads((self.work / "report.json").read_text())["boards"][0]["phaseSeconds"]
         shares = [line.split() for line in (self.work / program).read_text().splitlines()]
-        # A peer ends with its last line, and can be gone before the board has heard it.
+        # A peer ends with its last line, and may have ended before the board has heard it.
         finished = phases.get("finished", phases["images end"])
         return {"seconds": finished - phases["first line"] + TICKS_TO_FIRST_LINE * TICK,
                 "lineSeconds": phases["firmware ends"] - phases["firmware begins"]
@@ -99,7 +99,7 @@ class Benchmark:
                 "shares": [int(nanoseconds) / 1e3 for word, nanoseconds in shares if word in ANSWERED]}
 
     def dialog(self, openings, display=True):
-        """What measure_dialog says."""
+        """What measure_dialog prints."""
         say("opening the dialog, and how that grows")
         with contextlib.ExitStack() as stack:
             environment = stack.enter_context(self.display()) if display else {"QT_QPA_PLATFORM": "offscreen"}
@@ -110,7 +110,7 @@ class Benchmark:
 
     @contextlib.contextmanager
     def display(self):
-        """A display of our own: what a program needs to know of it."""
+        """Starts a display and returns the environment of programs that use it."""
         read, write = os.pipe()
         server = subprocess.Popen([*self.beside, "Xvfb", "-displayfd", str(write), "-screen", "0", "800x600x24",
                                    "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL)
@@ -123,7 +123,7 @@ class Benchmark:
             server.wait()
 
     def job_floor(self):
-        """Seconds that no program can save: the waits of the protocol, the bytes on the wire, the board's own times."""
+        """The seconds that no program can save: the protocol's waits, the bytes on the wire, the board's own times."""
         done = subprocess.run([self.bin / "release-set", "check", "--json", self.release_set],
                               check=True, stdout=subprocess.PIPE)
         milliseconds = json.loads(done.stdout)["jobMilliseconds"]
@@ -190,7 +190,7 @@ def facts(figures):
 
 
 def growth(figures):
-    """What is linear is the same in each column."""
+    """The rows of the growth: a linear figure is the same in each column."""
     sets = figures["dialog"]["growth"]
     size = lambda entry: entry["images"] * entry["bytes"]
     names = [f"{entry['images']} of {entry['bytes'] // 1024} KB" for entry in sets]

@@ -44,7 +44,7 @@ public:
         ++m_depth;
         const bool done = QApplication::notify(receiver, event);
         --m_depth;
-        // The outermost event of those that painted has also brought the picture to the display.
+        // When the outermost event has been handled, the picture is on the display too.
         if (m_dialog != nullptr && m_sinceClick.isValid() && m_depth <= kDepthOfClick)
             finish();
         return done;
@@ -54,7 +54,7 @@ public:
 
 private:
     static constexpr QLatin1StringView kPaintedLast{"labelRX"};
-    /// A dialog runs in an event loop of its own within the click.
+    /// The click's event is one level deep: the dialog runs in an event loop within it.
     static constexpr int kDepthOfClick = 1;
 
     void finish()
@@ -86,7 +86,7 @@ ReleaseSetFiles filesOf(const QString& folder)
 
 void openOnTheDisplay(const WatchedApplication& application, const QString& releaseSet, int count)
 {
-    constexpr int kPause = 20; // ms, for what a closed dialog leaves to do
+    constexpr int kPause = 20; // ms, for the events that a closed dialog leaves
     const ReleaseSetFixture set(filesOf(releaseSet));
     MainWindow window;
     window.show();
@@ -115,8 +115,8 @@ ReleaseSetFiles setOf(int count, int bytes)
     return files;
 }
 
-/// Nanoseconds that the dialog takes for an acknowledged block of its last image, whose next block
-/// is sent on it.
+/// Nanoseconds that the dialog takes to handle the acknowledgement of a block of its last image,
+/// which sends the next block.
 double acknowledgedBlock(DialogBootload& dialog, int images)
 {
     constexpr int kTimes = 2000;

@@ -1,5 +1,5 @@
-// peer_bare PORT RELEASE_SET: an update job by system calls alone: what a turnaround takes without
-// a toolkit.
+// peer_bare PORT RELEASE_SET: runs an update job by system calls alone, to measure what a
+// turnaround takes without a toolkit.
 
 #include "tests/bench/JobLines.h"
 

@@ -1,5 +1,5 @@
-// peer_qt PORT RELEASE_SET: an update job by Qt's serial port and event loop, without a window:
-// what a turnaround takes on this toolkit.
+// peer_qt PORT RELEASE_SET: runs an update job by Qt's serial port and event loop without a window,
+// to measure what a turnaround takes with this toolkit.
 
 #include "tests/bench/JobLines.h"
 

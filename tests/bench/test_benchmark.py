@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""test_benchmark.py BUILD_DIR: what measures works, and the table says what was measured."""
+"""test_benchmark.py BUILD_DIR: the benchmark runs, and its table has what was measured."""
 
 import contextlib
 import io
@@ -32,7 +32,7 @@ class Programs(unittest.TestCase):
         self.enterContext(contextlib.redirect_stdout(io.StringIO()))
 
     def updatesABoard(self, peer):
-        """The board's verdict is part of it: a peer that leaves anything out fails."""
+        """A peer that leaves anything out fails, by the board's verdict."""
         outcome = self.benchmark.peer(peer)
         lines = json.loads((self.benchmark.work / "report.json").read_text())["boards"][0]["lines"]
         self.assertEqual(len(outcome["shares"]), sum(lines[word] for word in benchmark.ANSWERED))

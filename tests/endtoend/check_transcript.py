@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """check_transcript.py JOB RELEASE_SET TRANSCRIPT
 
-Compares what a virtual board heard during a job with the lines that the job has to send, worked out
-in support/job_lines.py from the release set alone: every line, in order, with its checksum.
+Compares what a virtual board heard during a job with the lines that the job has to send, computed
+by support/job_lines.py from the release set alone: every line, in order, with its checksum.
 """
 
 import pathlib
@@ -24,11 +24,11 @@ def heard(transcript):
 
 
 def check_waits(job, lines):
-    """The waits that the steps prescribe: only their lower bound, a busy machine makes them longer."""
+    """The prescribed waits: only their lower bound, since a busy machine makes them longer."""
     times = {}
     for time, line in lines:
         times.setdefault(line.split(",")[0].split("*")[0], []).append(time)
-    # From which line to which, and the whole ticks between them at least.
+    # From which line to which, and the least number of whole ticks between them.
     start, end, ticks = {"update": ("$P", "$I", 6), "images": ("$G", "$I", 9),
                          "erase": ("$G", "$A", 3)}[job]
     if end not in times:  # a set without images

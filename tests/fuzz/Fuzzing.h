@@ -78,7 +78,7 @@ inline void startApplication()
     Q_UNUSED(application)
 }
 
-/// Lets widgets handle the events that have come together; a run leaves a few.
+/// Lets widgets handle the pending events, of which a run leaves a few.
 inline void handleEvents()
 {
     constexpr int kRunsBetween = 256;

@@ -1,4 +1,4 @@
-// Runs a fuzz target once on every file that is named or stands in a folder that is named: what a
+// Runs a fuzz target once on every file, or file in a folder, that the arguments name: what a
 // fuzzer has found stays tested without one.
 
 #include <QByteArray>
@@ -32,7 +32,7 @@ bool replay(const QString& path)
         std::fprintf(stderr, "cannot read %s\n", qPrintable(path));
         return false;
     }
-    // Named before the run: a run that crashes says no more.
+    // Printed before the run, which may crash.
     std::fprintf(stderr, "%s\n", qPrintable(path));
     const QByteArray bytes = file.readAll();
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.constData()),

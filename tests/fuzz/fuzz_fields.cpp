@@ -1,6 +1,6 @@
-// The field helpers: two numbers, then a line. What they read and write is tested by rows and
-// random numbers (tst_wiretext, tst_crc); here every buffer has exactly the size that a caller has
-// to give it, and the sanitizers see a byte beyond.
+// The field helpers. An input is two numbers, then a line. tst_wiretext and tst_crc test what they
+// read and write; here every buffer has exactly the size that a caller has to give it, so that the
+// sanitizers notice a byte beyond it.
 
 #include "protocol/Crc.h"
 #include "protocol/WireText.h"

@@ -1,5 +1,5 @@
-// Text into the image parser. What it reads from an image is tested by rows (tst_imageparser); here
-// any text has to be read to its end, twice with the same result.
+// Gives any text to the image parser, which must read it to its end, twice with the same result.
+// tst_imageparser tests what it reads from an image.
 
 #include "bootload/ImageParser.h"
 #include "tests/fuzz/Fuzzing.h"

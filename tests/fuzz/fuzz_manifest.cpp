@@ -1,4 +1,4 @@
-// Text into the manifest reading.
+// Gives any text to the manifest's reader.
 
 #include "bootload/CompiledSet.h"
 #include "tests/fuzz/Fuzzing.h"

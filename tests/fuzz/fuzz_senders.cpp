@@ -1,6 +1,6 @@
-// A line into every sender of the dialog and of the service. How they frame it is tested by rows
-// (tst_framing, tst_service_sending); here every buffer has exactly the size that the sender is
-// promised, and the sanitizers see a byte beyond.
+// Gives any line to every sender of the dialog and of the service. tst_framing and
+// tst_service_sending test how they frame it; here every buffer has exactly the size that the
+// sender demands, so that the sanitizers notice a byte beyond it.
 
 #include "bootload/DialogBootload.h"
 #include "bootload/Session.h"

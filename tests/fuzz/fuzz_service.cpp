@@ -1,5 +1,5 @@
-// Bytes into the service's receive path, wherever its hunt stands: the numbers of the service, then
-// what arrives. Some bytes that are in no line of the wire stand for events, see `Event`.
+// Gives bytes to the service's receive path at any point of its hunt. An input is the numbers of
+// the service, then what arrives. Some bytes that no line has stand for events, see `Event`.
 
 #include "protocol/WireText.h"
 #include "serial/Settings.h"
@@ -86,14 +86,14 @@ void Service::happen(char event)
         m_service.Reject();
 }
 
-// The signal for lines without a checksum comes first; a line that comes without it had one.
+// The signal for lines without a checksum comes first: a line without that signal had one.
 void Service::takeLine()
 {
     if (m_unchecked > 0) {
         --m_unchecked;
         return;
     }
-    // A NUL in front of the "$" ends the text that is handed on, but not the line that is checked.
+    // A NUL before the "$" ends the text that the signal carries, but not the line that is checked.
     const QByteArray line(m_probe.rxBuffer, m_probe.rxIndex);
     const qsizetype dollar = line.indexOf('$');
     const qsizetype star = dollar < 0 ? dollar : line.indexOf('*', dollar);

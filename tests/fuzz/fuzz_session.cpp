@@ -1,6 +1,6 @@
-// Bytes into the receive path and the reply handling of a live session in any state: the numbers of
-// two sessions, then what arrives at the first. Some bytes that are in no line of the wire stand
-// for events, see `Event`.
+// Gives bytes to the receive path and the reply handling of a session in any state. An input is the
+// numbers of two sessions, then what arrives at the first. Some bytes that no line has stand for
+// events, see `Event`.
 
 #include "bootload/Session.h"
 #include "protocol/Commands.h"
@@ -149,7 +149,7 @@ void Dialog::expectSound()
     const qsizetype most = 2 * (m_events + 1) * kLongestParagraph;
     expect(m_log->document()->characterCount() <= most, "the log grows with what happens only");
     for (const QProgressBar* const bar : std::as_const(m_bars)) {
-        // Without images there is nothing to show progress of: Qt takes any value then.
+        // Without images the bar has no range: Qt takes any value then.
         const bool within = bar->value() >= bar->minimum() && bar->value() <= bar->maximum();
         expect(within || bar->maximum() == 0, "progress");
     }
@@ -163,7 +163,7 @@ void Dialog::expectSound(const MemoryPort<PortTest>& port) const
     expect(port.state >= StateLoad && port.state <= StateFinish, "state");
     expect(port.phase >= PhaseNotCaptured && port.phase <= PhaseVerified, "phase");
     expect(port.flashAddress >= 0 && port.imageIndex >= 0 && port.imageOffset >= 0, "positions");
-    // Each event gives a line at most, and a reply may be followed by an answer of its own.
+    // Each event sends one line at most, and a reply may send one of its own.
     expect(port.written.size() <= 2 * m_events, "lines sent");
     for (const QByteArray& line : port.written) {
         const bool capture = line == "$G\n";
@@ -205,7 +205,7 @@ private:
     QSerialPort m_servicePort;
     Settings m_settings{&m_servicePort, false, {}, {}, false};
     Serial_Connect m_service{&m_settings, {}, {}};
-    std::unique_ptr<ReleaseSetFixture> m_set; // the firmware is read from it all the time
+    std::unique_ptr<ReleaseSetFixture> m_set; // every data line reads the firmware from it
     std::vector<std::unique_ptr<Dialog>> m_dialogs;
 };
 

@@ -14,7 +14,7 @@ namespace {
 constexpr vboard::Time kTick = 500ms;
 constexpr qint32 kFirstBaudRate = 19200;
 
-/// A port as the program has it after it was found; `dialog` owns it.
+/// A port as it is after the program found it; `dialog` owns it.
 MemoryPort<PortTest>& addPort(DialogBootload& dialog)
 {
     auto port = std::make_unique<MemoryPort<PortTest>>();
@@ -108,7 +108,7 @@ void PlayedBoard::happen(const vboard::Emission& emission)
             m_port.arrive(QByteArray::fromStdString(emission.bytes));
         break;
     case vboard::Emission::What::Unplug:
-        // As the program closes a port that has gone.
+        // As the program closes an unplugged port.
         m_port.present = false;
         m_port.close();
         break;

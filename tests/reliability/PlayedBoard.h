@@ -3,7 +3,7 @@
 #include "tests/session/SessionFixture.h"
 #include "virtualboard/Board.h"
 
-/// A board and how long it has lived.
+/// A board and its time.
 struct TimedBoard
 {
     explicit TimedBoard(vboard::BoardOptions options = {}) : board(std::move(options)) { }
@@ -13,7 +13,7 @@ struct TimedBoard
 };
 
 /// Plays a dialog's timer and the board at the other end of its port in memory, in a time of its
-/// own: a job takes as long as its lines take to be handled, and goes the same way every time.
+/// own: a job waits for nothing, and is the same every time.
 ///
 /// The dialog's own timer is stopped. The board lives on afterwards.
 class PlayedBoard
@@ -45,9 +45,9 @@ private:
     vboard::Time& m_now;
 };
 
-/// A board that needs a job in `mode`: one whose images are to be erased has some.
+/// A board for a job in `mode`: if its images are to be erased, it has some.
 [[nodiscard]] vboard::BoardOptions boardFor(int mode);
 
-/// What `board` holds instead of the release set that is there after `mode` has ended; empty when
-/// it holds exactly what it should.
+/// How `board` differs from the release set in use after a job in `mode`; empty when it holds
+/// exactly what it should.
 [[nodiscard]] QString differencesFromSet(const vboard::Board& board, int mode);

@@ -8,7 +8,7 @@
 
 int openDescriptors()
 {
-    // One is the folder's own while it is being read.
+    // One is that of the folder itself while it is read.
     const auto entries = QDir::Files | QDir::System | QDir::NoDotAndDotDot;
     return static_cast<int>(QDir(QStringLiteral("/proc/self/fd")).entryList(entries).size()) - 1;
 }
@@ -16,7 +16,7 @@ int openDescriptors()
 int portLocks(const char* portName)
 {
     const QStringList pattern{QStringLiteral("LCK..*") + QLatin1String(portName) + u'*'};
-    QSet<QString> locks; // the folders may be one
+    QSet<QString> locks; // two of the folders may be the same
     for (const char* const folder : {"/var/lock", "/run/lock", "/tmp"}) {
         const QDir directory(QDir(QLatin1String(folder)).canonicalPath());
         const QStringList names = directory.entryList(pattern, QDir::Files | QDir::System);

@@ -3,7 +3,7 @@
 #include <QtGlobal>
 
 /// \file
-/// What this process holds at the moment.
+/// What this process holds now.
 
 /// Open file descriptors.
 [[nodiscard]] int openDescriptors();
@@ -11,9 +11,9 @@
 /// Lock files of serial ports whose name contains `portName`.
 [[nodiscard]] int portLocks(const char* portName);
 
-/// True under valgrind's memcheck, where allocatedBytes() is exact. Elsewhere it counts what the
-/// allocator keeps for later as well, which creeps by some bytes a dialog.
+/// True under valgrind's memcheck, where allocatedBytes() is exact. Elsewhere it includes what the
+/// allocator keeps for later, which grows by some bytes with each dialog.
 [[nodiscard]] bool countsEveryBlock();
 
-/// Bytes that are allocated; 0 where a sanitizer has put its own allocator in place.
+/// Bytes that are allocated; 0 where a sanitizer has replaced the allocator.
 [[nodiscard]] qint64 allocatedBytes();

@@ -1,5 +1,5 @@
-// The cable and the person, in every state of a session: an adapter that goes, a line that takes
-// nothing, a dialog that is closed, a port that somebody else has.
+// The cable and the user, in every state of a session: an adapter that is unplugged, a line that
+// takes nothing, a dialog that is closed, a port that another program holds.
 
 #include "tests/reliability/ProcessUsage.h"
 #include "tests/session/BusFixture.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The numbers that a session has somewhere in `state`.
+/// Numbers that a session can have in `state`.
 SessionFields somewhereIn(int state)
 {
     return {{"state", state}, {"flashAddress", 0x1040}, {"phase", state == StateSendImages ? 3 : 1},
@@ -38,7 +38,7 @@ QByteArray probingOfTheNextDialog(BusFixture& fixture)
     return fixture.sent();
 }
 
-/// Takes from the line until the program has nothing left to send. What it was, as far as the line
+/// Reads the line until the program has nothing left to send. Returns what it read while the line
 /// was there.
 QByteArray takeAll(BusFixture& fixture)
 {
@@ -81,7 +81,7 @@ void TestCutShort::bearsAnAdapterThatGoes()
     BusFixture fixture(JobUpdate);
     fixture.setFields(somewhereIn(state));
     fixture.adapter().unplug();
-    // What is sent before the event loop has reported it fails.
+    // A line fails that is sent before the event loop has reported the unplugging.
     QVERIFY(fixture.port().isOpen());
     fixture.step(5);
     fixture.reply("$MVERR,D.02n");
@@ -100,7 +100,7 @@ void TestCutShort::closesTheDialog()
     QCOMPARE(portLocks(portName.constData()), 1);
     fixture.setFields(somewhereIn(state));
     fixture.step();
-    // A line has begun to arrive, and what was sent is not read by anybody.
+    // A line has begun to arrive, and nobody reads what was sent.
     QVERIFY(::write(fixture.adapter().masterFd(), "$DA", 3) == 3);
     fixture.dialog().reject();
     QCOMPARE(portLocks(portName.constData()), 0);
@@ -109,7 +109,7 @@ void TestCutShort::closesTheDialog()
     QCOMPARE(probingOfTheNextDialog(fixture), framed("$MVER"));
 }
 
-// Lines go out faster than a slow adapter takes them when several boards hurry one another.
+// With several boards lines can be sent faster than a slow adapter takes them.
 void TestCutShort::sendsTheRestOnceTheLineTakesItAgain()
 {
     constexpr int kMoreThanTheLineHolds = 100;
@@ -119,7 +119,7 @@ void TestCutShort::sendsTheRestOnceTheLineTakesItAgain()
     for (int i = 0; i < kMoreThanTheLineHolds; ++i)
         fixture.dialog().AddCRC_nSend(&fixture.port(), QString::fromLatin1(line));
     QVERIFY(fixture.port().bytesToWrite() > 0);
-    // Full is not gone.
+    // A full line is not an unplugged one.
     QTest::qWait(200);
     emit fixture.port().errorOccurred(QSerialPort::ResourceError);
     QVERIFY(fixture.port().isOpen());
@@ -138,7 +138,7 @@ void TestCutShort::leavesOutLinesThatTheLineDoesNotTake()
     QVERIFY(fixture.port().bytesToWrite() >= kMaxUnsentBytes);
     QVERIFY(fixture.port().bytesToWrite() < kMaxUnsentBytes + framed(line).size());
 
-    // What left is whole lines, and once the line takes them again, so does the program.
+    // Only whole lines were sent, and once the line takes them again, the program sends more.
     const QByteArray arrived = takeAll(fixture);
     QVERIFY(arrived.size() > kMaxUnsentBytes);
     QCOMPARE(arrived, framed(line).repeated(arrived.size() / framed(line).size()));
@@ -157,7 +157,7 @@ void TestCutShort::leavesNoDescriptorOpen()
         fixture.step(i);
         (void)fixture.sent();
     }
-    // The mocked bus hands its own out and takes them back in a thread.
+    // The mocked bus opens and closes its own descriptors in a thread.
     QTRY_VERIFY(openDescriptors() <= descriptors);
 }
 

@@ -1,5 +1,5 @@
-// A board that says anything, in every state of a session. What has to hold: the program goes on
-// handling events, nothing grows without end, and the next job on a sane board is exact.
+// A board that sends anything, in every state of a session. The program must go on handling events,
+// nothing may grow without limit, and the next job on a sound board must be exact.
 
 #include "tests/reliability/PlayedBoard.h"
 #include "tests/reliability/ProcessUsage.h"
@@ -11,8 +11,8 @@
 
 namespace {
 
-/// What a board says, and what none does: numbers out of range, a wrong checksum, fields and lines
-/// that are too long, bytes that are no UTF-8.
+/// Replies that a board sends, and that none does: numbers out of range, a wrong checksum, fields
+/// and lines that are too long, bytes that are no UTF-8.
 QByteArrayList replies()
 {
     return {"$Bootloader", "$GACK", "$MVERR,D.02n", "$IACK,0", "$IACK,1", "$FACK,0", "$FACK,1",
@@ -22,8 +22,8 @@ QByteArrayList replies()
         "$MVERR", "$MVERR,\xC3\xFF", "$MVERR," + QByteArray(300, 'x'), QByteArray(1100, 'x')};
 }
 
-/// Any of them, with or without its checksum and line end. What a changed byte does is the session
-/// fuzzer's matter.
+/// Any of them, with or without its checksum and line end. The session's fuzzer tests what a
+/// changed byte does.
 QByteArray anyReply(QRandomGenerator& random)
 {
     static const QByteArrayList known = replies();
@@ -32,7 +32,7 @@ QByteArray anyReply(QRandomGenerator& random)
     return (checked ? reference::framed(line) : line) + (random.bounded(10) == 0 ? "" : "\n");
 }
 
-/// The session's numbers somewhere in `state`, sane or not.
+/// Numbers of a session in `state`, possible or not.
 SessionFields somewhereIn(int state, QRandomGenerator& random)
 {
     return {{"state", state}, {"flashAddress", 0x1000 + random.bounded(0xDF000 / 64 + 1) * 64},
@@ -76,7 +76,7 @@ void TestHostileBoard::bearsEveryReply_data()
         QTest::addRow("state %d", state) << state;
 }
 
-// Through the receive path of the open port; to the handler where the port is closed.
+// Through the receive path of an open port; directly to the handler when the port is closed.
 void TestHostileBoard::sayAnything(SessionFixture& fixture, int state, QRandomGenerator& random)
 {
     constexpr int kReplies = 5000;
@@ -93,7 +93,7 @@ void TestHostileBoard::sayAnything(SessionFixture& fixture, int state, QRandomGe
             fixture.dialog().GotMessage(&fixture.port(), QString::fromUtf8(reply));
         if (random.bounded(kRepliesPerTick) == 0)
             fixture.step();
-        (void)fixture.sent(); // a board takes what it is sent
+        (void)fixture.sent(); // as a board takes what it is sent
     }
 }
 

@@ -1,5 +1,5 @@
-// The three jobs on a board that fails: what the protocol can recover from ends with flash and
-// images exact, the rest is completed by closing the dialog and starting the job again.
+// The three jobs on a faulty board: after a fault that the protocol recovers from, flash and
+// images are exact; after the others the dialog is closed and the job started again.
 
 #include "tests/reliability/PlayedBoard.h"
 #include "tests/support/TestProgram.h"
@@ -10,11 +10,11 @@
 
 namespace {
 
-// For which a person looks at a dialog in which nothing moves.
+// How long a user watches a dialog in which nothing moves.
 constexpr int kPatience = 60; // ticks
 
-/// A job, and where a fault occurs in it: at a line in the midst of what the job is about, or at
-/// its answer.
+/// A job, and where a fault occurs in it: at a line in the middle of the job's own work, or at its
+/// answer.
 struct FaultyJob
 {
     const char* name;
@@ -96,8 +96,8 @@ void TestJobFaults::endsExactInSpiteOfAFault_data()
             addRow("every " + fault, job, faults);
         }
     }
-    // With half a firmware the board comes back in its bootloader, and obeys the erase line that is
-    // sent again.
+    // With an incomplete firmware the board restarts into its bootloader, and obeys the erase line
+    // that is resent.
     addRow("restart between pages", kJobs.front(), {"restart word=E at=3"});
 }
 
@@ -119,8 +119,8 @@ void TestJobFaults::isCompletedByStartingAgain_data()
     for (const FaultyJob& job : kJobs) {
         const QString restart = QStringLiteral("restart ") + job.command;
         addRow("restart", job, {restart});
-        // A captured bootloader does not announce itself again: plugging in is not enough, the
-        // machine has to be switched off and on as well.
+        // A captured bootloader does not announce itself again: besides plugging in, the machine
+        // has to be switched off and on.
         addRow("unplug", job, {restart, QStringLiteral("unplug for=1s ") + job.command});
     }
 }
@@ -165,7 +165,7 @@ void TestJobFaults::isCompletedAfterPowerWasLost()
         QCOMPARE(board.board.appliedFaults().size(), std::size_t(1));
         QVERIFY(!differencesFromSet(board.board, JobUpdate).isEmpty());
     }
-    // Without power nothing hears what the session says again and again until the dialog is closed.
+    // Without power nothing hears what the session resends, until the dialog is closed.
     fixture.step(kPatience);
     QVERIFY(fixture.sent().contains('$'));
     fixture.closeDialog();
@@ -196,7 +196,7 @@ void TestJobFaults::doesNotEndWithoutABoard()
     QVERIFY(!differencesFromSet(board.board, mode).isEmpty());
 }
 
-// Captured, a bootloader does not announce itself: only switching the machine off and on helps.
+// A captured bootloader does not announce itself: only switching the machine off and on helps.
 void TestJobFaults::waitsForABoardThatKeptItsPower()
 {
     constexpr int kTicksIntoTheFirmware = 30;

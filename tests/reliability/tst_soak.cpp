@@ -1,5 +1,5 @@
-// Dialogs by the main window's buttons: fifty jobs one after the other in one process, after each
-// of which the dialog has to give back what it took; and one at a time.
+// Dialogs by the main window's buttons: fifty jobs one after the other in one process, where each
+// dialog has to release what it took; and never two dialogs at a time.
 
 #include "app/MainWindow.h"
 #include "tests/reliability/PlayedBoard.h"
@@ -17,7 +17,7 @@
 namespace {
 
 constexpr int kJobs = 50;
-// By then every cache of Qt's is filled.
+// After this many jobs Qt's caches are filled.
 constexpr int kWarmUp = 12;
 constexpr std::array kModes{JobImagesOnly, JobEraseImages, JobUpdate};
 
@@ -74,17 +74,16 @@ void TestSoak::leavesNothingBehind()
     const qint64 grown = allocatedBytes() - allocated;
     qInfo("%d jobs to the end, %d closed before; since the %dth: %lld bytes allocated", m_ended,
         m_closedBefore, kWarmUp, static_cast<long long>(grown));
-    constexpr qint64 kNoise = 0x10000; // a dialog that stayed would be ten times that
+    constexpr qint64 kNoise = 0x10000; // a dialog that is not deleted takes ten times as much
     QVERIFY2(grown <= (countsEveryBlock() ? 0 : kNoise), "memory");
     QVERIFY(m_ended > kJobs / 2 && m_closedBefore > kJobs / 4);
 }
 
-// Two of three run to their end, the third is closed somewhere before; all of it while the button's
-// slot runs the dialog.
+// Two of three jobs run to their end, the third is closed before, all within the button's click.
 void TestSoak::runJob(int number)
 {
     constexpr int kToTheEnd = 400;
-    constexpr int kTicksBefore = 25; // some of a job's, from none to nearly all
+    constexpr int kTicksBefore = 25; // the ticks before it is closed are fewer than this
     const int mode = kModes.at(static_cast<std::size_t>(number / 3) % kModes.size());
     const int ticks = number % 3 == 2 ? number * 7 % kTicksBefore : kToTheEnd;
     QTimer::singleShot(0, this, [this, mode, ticks] { inTheDialog(mode, ticks); });
@@ -116,7 +115,7 @@ void TestSoak::keepsTheMainWindowBlocked()
         QTest::mouseClick(
             m_window.windowHandle(), Qt::LeftButton, {}, button->mapTo(&m_window, QPoint(5, 5)));
     };
-    // A dialog holds its click until it is closed, and a second one would hold it as well.
+    // A click returns when its dialog is closed; a second dialog would run within the first one's.
     qsizetype mostDialogs = 0;
     QTimer closing;
     closing.setInterval(200);

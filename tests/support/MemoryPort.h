@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
-/// A `Port` (QSerialPort or a class of it) without a device: what arrives is put in by hand, what
-/// is written stays to be looked at. It opens unless `present` is false.
+/// A `Port` (QSerialPort or a class derived from it) without a device: a test puts in what arrives,
+/// and what is written is kept. It opens unless `present` is false.
 template <typename Port> class MemoryPort : public Port
 {
 public:

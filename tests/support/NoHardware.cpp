@@ -1,6 +1,6 @@
-// Stands in for Qt's own in programs whose ports are in memory (MemoryPort): no port of this
-// computer is opened, and nothing waits for a line that is on no wire. The definitions of the
-// executable come before those of the Qt libraries.
+// Replaces Qt's own functions in programs whose ports are in memory (MemoryPort): no port of this
+// computer is opened, and nothing sleeps until a line has left. The definitions of the executable
+// come before those of the Qt libraries.
 
 #include "tests/support/NoHardware.h"
 

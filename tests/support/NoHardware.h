@@ -2,5 +2,5 @@
 
 #include <chrono>
 
-/// How long the program would have slept since the last call; NoHardware.cpp lets no time pass.
+/// How long the program would have slept since the last call; with NoHardware.cpp no time passes.
 [[nodiscard]] std::chrono::microseconds takeSlept();

@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-/// The digits at the end of such a name that are its number.
+/// The digits that the number has in a name.
 inline constexpr int kPortNumberDigits = 2;
 
 /// A name for a port that no other process uses at this time: Qt Serial Port locks by name, for all

@@ -4,8 +4,8 @@
 #include <QByteArrayList>
 
 /// \file
-/// How a line is framed, written down once more without anything of the program's: what the tests
-/// compare the program's lines with.
+/// How a line is framed, a second time and without the program's code: the tests compare the
+/// program's lines with it.
 
 namespace reference {
 

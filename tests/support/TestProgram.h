@@ -26,7 +26,7 @@ inline std::vector<TestClass>& testClasses()
     return all;
 }
 
-/// Makes the Qt Test class `Test` one of this program's, as in
+/// Adds the Qt Test class `Test` to this program, as in
 ///
 ///     const RegisteredTest<TestReplies> registered(__FILE__);
 template <typename Test> class RegisteredTest

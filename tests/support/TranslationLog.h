@@ -21,7 +21,7 @@ public:
         return {};
     }
 
-    // One without entries is not asked.
+    // An empty translator is not asked.
     [[nodiscard]] bool isEmpty() const override { return false; }
 
     /// The texts of a context, in alphabetical order.

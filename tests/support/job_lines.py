@@ -1,4 +1,4 @@
-"""The lines that a job has to send, worked out from the release set alone."""
+"""The lines that a job has to send, computed from the release set alone."""
 
 import json
 import re
