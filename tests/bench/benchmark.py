@@ -192,7 +192,10 @@ def facts(figures):
 def growth(figures):
     """The rows of the growth: a linear figure is the same in each column."""
     sets = figures["dialog"]["growth"]
-    size = lambda entry: entry["images"] * entry["bytes"]
+
+    def size(entry):
+        return entry["images"] * entry["bytes"]
+
     names = [f"{entry['images']} of {entry['bytes'] // 1024} KB" for entry in sets]
     cells = (("Opening, ns a byte", [entry["openingNanoseconds"] / size(entry) for entry in sets]),
              ("Memory held, bytes a byte", [entry["heldBytes"] / size(entry) for entry in sets]),

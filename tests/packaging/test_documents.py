@@ -116,7 +116,8 @@ class TheProtocolsPage(unittest.TestCase):
         source = (ROOT / "bootload/Session.h").read_text(encoding="utf-8")
         states = source[source.index("enum SessionState"):].split("};")[0]
         table = page[page.index("\n## States\n"):].split("| Phase |")[0]
-        told = {number for cell in re.findall(r"^\| ([\d, ]+)", table, re.MULTILINE) for number in re.findall(r"\d+", cell)}
+        cells = re.findall(r"^\| ([\d, ]+)", table, re.MULTILINE)
+        told = {number for cell in cells for number in re.findall(r"\d+", cell)}
         self.assertEqual(set(), set(re.findall(r"= (\d+),", states)) - told)
 
 

@@ -20,7 +20,8 @@ def configured(folder):
     compiler = shutil.which("g++") or shutil.which("c++")
     done = subprocess.run(
         ["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", "-Wno-dev", "-DCMAKE_SYSTEM_NAME=Windows",
-         f"-DCMAKE_CXX_COMPILER={compiler}", "-DCMAKE_CXX_COMPILER_WORKS=ON", "-DCMAKE_RC_COMPILER=" + RESOURCE_COMPILER,
+         f"-DCMAKE_CXX_COMPILER={compiler}", "-DCMAKE_CXX_COMPILER_WORKS=ON",
+         "-DCMAKE_RC_COMPILER=" + RESOURCE_COMPILER,
          "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON",
          f"-DQt6_DIR={ROOT / 'tests/packaging/otherqt'}"],
         text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
@@ -42,7 +43,8 @@ class WindowsBuild(unittest.TestCase):
         self.assertIn("-mwindows", link)
         self.assertIn("annealing-db-updater.rc", link)
         self.assertIn(f'VALUE "FileVersion", "{VERSION}"', (self.folder / "app/annealing-db-updater.rc").read_text())
-        for name in ("Qt6Core.dll", "Qt6SerialPort.dll", "libstdc++-6.dll", "plugins/platforms/qwindows.dll", "licenses"):
+        for name in ("Qt6Core.dll", "Qt6SerialPort.dll", "libstdc++-6.dll", "plugins/platforms/qwindows.dll",
+                     "licenses"):
             self.assertIn(name, install)
 
     def test_windows_properties_say_which_set_and_what_a_person_must_know(self):

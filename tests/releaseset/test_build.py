@@ -33,7 +33,7 @@ class Build(unittest.TestCase):
             ["cmake", "-G", "Ninja", "-S", PROJECT, "-B", self.tree, f"-DTOOL={TOOL}",
              f"-DMODULES={MODULES}", f"-DRELEASE_SET={folder or self.set}"], capture_output=True, text=True)
 
-    def assertConfigured(self, name):
+    def assert_configured(self, name):
         result = self.configure(name)
         self.assertEqual(result.returncode, 0, result.stderr)
 
@@ -43,11 +43,11 @@ class Build(unittest.TestCase):
     def has(self, resource):
         return subprocess.run([self.tree / "program", resource]).returncode == 0
 
-    def assertBuilt(self):
+    def assert_built(self):
         result = self.build()
         self.assertEqual(result.returncode, 0, result.stdout)
 
-    def assertStopped(self, name):
+    def assert_stopped(self, name):
         result = self.build()
         self.assertNotEqual(result.returncode, 0)
         [line] = sets.SETS[name][1]
@@ -55,40 +55,40 @@ class Build(unittest.TestCase):
         self.assertNotIn("main.cpp", result.stdout)
         self.assertFalse((self.tree / "program").exists())
 
-    def test_goodSetIsCompiledIn(self):
-        self.assertConfigured("image in a folder")
-        self.assertBuilt()
+    def test_good_set_is_compiled_in(self):
+        self.assert_configured("image in a folder")
+        self.assert_built()
         for name in ("settings.json", "fw1.bin", "Address.bin", "images/dot.c"):
             self.assertTrue(self.has(f":/res/{name}"), name)
 
-    def test_errorsStopTheBuildWithTheirLines(self):
+    def test_errors_stop_the_build_with_their_lines(self):
         for name in ("word in the array", "malformed JSON", "images not an array", "file name leads out",
                      "firmware unreadable"):
             with self.subTest(name):
-                self.assertConfigured(name)
-                self.assertStopped(name)
+                self.assert_configured(name)
+                self.assert_stopped(name)
 
-    def test_warningsDoNotStopTheBuild(self):
-        self.assertConfigured("image not named")
+    def test_warnings_do_not_stop_the_build(self):
+        self.assert_configured("image not named")
         result = self.build()
         self.assertEqual(result.returncode, 0)
         self.assertIn("other.c: warning: ", result.stdout)
 
-    def test_missingFileIsFoundOnceItIsThere(self):
-        self.assertConfigured("image missing")
-        self.assertStopped("image missing")
+    def test_missing_file_is_found_once_it_is_there(self):
+        self.assert_configured("image missing")
+        self.assert_stopped("image missing")
         (self.set / "dot.c").write_text(sets.SOURCE)
-        self.assertBuilt()
+        self.assert_built()
         self.assertTrue(self.has(":/res/dot.c"))
 
-    def test_changedFileIsCheckedAgain(self):
-        self.assertConfigured("plain")
-        self.assertBuilt()
+    def test_changed_file_is_checked_again(self):
+        self.assert_configured("plain")
+        self.assert_built()
         (self.tree / "program").unlink()
         (self.set / "dot.c").write_text(sets.SETS["comma missing"][0]["dot.c"])
-        self.assertStopped("comma missing")
+        self.assert_stopped("comma missing")
 
-    def test_folderThatIsNotThereIsNamed(self):
+    def test_folder_that_is_not_there_is_named(self):
         result = self.configure("plain", folder="/no/such/set")
         self.assertNotEqual(result.returncode, 0)
         self.assertIn("there is no folder /no/such/set", result.stderr)

@@ -79,21 +79,21 @@ class Scratch(unittest.TestCase):
 
 
 class Sets(Scratch):
-    def test_checkSaysWhatIsWrongAndNothingElse(self):
+    def test_check_says_what_is_wrong_and_nothing_else(self):
         for name, (files, expected) in sets.SETS.items():
             with self.subTest(name):
                 result = check(sets.rewrite(self.folder, files), "--quiet")
                 code = 1 if any(": error: " in line for line in expected) else 0
                 self.assertEqual((result.stderr.splitlines(), result.stdout, result.returncode), (expected, "", code))
 
-    def test_acceptsWhatConvertersWriteInThePlainForm(self):
+    def test_accepts_what_converters_write_in_the_plain_form(self):
         for name, (text, line) in converters.FORMS.items():
             if not line:
                 with self.subTest(name):
                     result = check(sets.rewrite(self.folder, {"dot.c": text}), "--quiet")
                     self.assertEqual((result.stderr, result.returncode), ("", 0))
 
-    def test_jsonHoldsTheSameFindings(self):
+    def test_json_holds_the_same_findings(self):
         for name in ("plain", "malformed JSON", "nested header", "number missing", "two faulty numbers"):
             with self.subTest(name):
                 files, expected = sets.SETS[name]
@@ -118,7 +118,7 @@ class Schema(Scratch):
             and BEYOND_A_SCHEMA not in finding["text"]
             for finding in json.loads(check(self.folder, "--json").stdout)["findings"])
 
-    def test_agreesWithTheCheckOnEveryKeyWithEveryKindOfValue(self):
+    def test_agrees_with_the_check_on_every_key_with_every_kind_of_value(self):
         verdicts = set()
         for path, values in VALUES.items():
             for value in values:

@@ -60,7 +60,7 @@ class Scratch(unittest.TestCase):
 
 
 class Calls(Scratch):
-    def test_wrongCallsEndWithTwoAndOneLine(self):
+    def test_wrong_calls_end_with_two_and_one_line(self):
         for call in ([], ["eat"], ["check"], ["check", "no-such-folder"], ["check", "--loud", RES],
                      ["check", RES, RES], ["convert", "one.c"], ["convert", "--name"], ["sheet", RES], ["diff", RES],
                      ["diff", RES, "no-such-folder"]):
@@ -69,7 +69,7 @@ class Calls(Scratch):
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
                 self.assertRegex(result.stderr, r"\Arelease-set: [^\n]+\n\Z")
 
-    def test_helpIsGivenBeforeAndAfterACommand(self):
+    def test_help_is_given_before_and_after_a_command(self):
         for call in (["--help"], ["-h"], ["check", "--help"], ["diff", "-h"]):
             with self.subTest(call):
                 result = run(*call)
@@ -78,7 +78,7 @@ class Calls(Scratch):
 
 
 class Check(Scratch):
-    def test_tableShowsEveryImageTheFirmwareAndTheTimes(self):
+    def test_table_shows_every_image_the_firmware_and_the_times(self):
         result = run("check", RES)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         rows = [line.split() for line in result.stdout.splitlines()]
@@ -87,7 +87,7 @@ class Check(Scratch):
         for text in ("D.02n", "913,408 bytes, 223 pages", "0x1400", "latency of 16 ms"):
             self.assertIn(text, result.stdout)
 
-    def test_jsonHoldsTheSame(self):
+    def test_json_holds_the_same(self):
         report = json.loads(run("check", "--json", RES).stdout)
         self.assertEqual(report["version"], "D.02n")
         self.assertEqual([image["bytes"] for image in report["images"]],
@@ -100,7 +100,7 @@ class Check(Scratch):
         self.assertEqual(report["startAddress"], 0x1400)
         self.assertEqual((report["errors"], report["warnings"]), (0, 0))
 
-    def test_jobTimeAgreesWithAnIndependentCount(self):
+    def test_job_time_agrees_with_an_independent_count(self):
         job = json.loads(run("check", "--json", RES).stdout)["jobMilliseconds"]
         lines = list(expected_lines("update", RES))[LINES_BEFORE_THE_FIRMWARE:]
         unended = sum(len(line) - line.index("*") < len("*FFFF") for line in lines)
@@ -116,17 +116,17 @@ class Check(Scratch):
 
 
 class ConvertSources(Scratch):
-    def test_sourceHasThePlainForm(self):
+    def test_source_has_the_plain_form(self):
         source = self.convert(self.file("dot.c", sets.SOURCE), "out.c")
         self.assertEqual(source.read_text(), sets.SOURCE.replace("Dot_map", "dot_2x2_map").replace("Dot", "dot_2x2"))
 
-    def test_everyFormOfEveryVersionGivesThePlainForm(self):
+    def test_every_form_of_every_version_gives_the_plain_form(self):
         plain = self.convert(self.file("dot.c", sets.SOURCE), "plain.c").read_text()
         for name, (text, _) in converters.FORMS.items():
             with self.subTest(name):
                 self.assertEqual(self.convert(self.file("dot.c", text), "out.c").read_text(), plain)
 
-    def test_whatIsNoRgb565PictureIsRefusedByName(self):
+    def test_what_is_no_rgb565_picture_is_refused_by_name(self):
         for name, (text, said) in converters.REFUSED.items():
             with self.subTest(name):
                 result = run("convert", self.file("dot.c", text), self.folder / "out.c")
@@ -135,7 +135,7 @@ class ConvertSources(Scratch):
                 self.assertIn(said, result.stderr)
                 self.assertFalse((self.folder / "out.c").exists())
 
-    def test_commandThatTheCheckNamesMendsTheSet(self):
+    def test_command_that_the_check_names_mends_the_set(self):
         path = {**os.environ, "PATH": str(pathlib.Path(TOOL).parent) + ":" + os.environ["PATH"]}
         cases = [("set", name, {"dot.c": text}, f"dot.c:{line}: error: ")
                  for name, (text, line) in converters.FORMS.items() if line]
@@ -155,7 +155,7 @@ class ConvertSources(Scratch):
                 self.assertEqual((mended.returncode, mended.stderr), (0, ""))
                 self.assertEqual(literals(self.folder / folder / "dot.c"), sets.DOT)
 
-    def test_checkDoesNotNameACommandThatWouldFail(self):
+    def test_check_does_not_name_a_command_that_would_fail(self):
         for name, (text, said) in converters.REFUSED.items():
             with self.subTest(name):
                 result = run("check", "--quiet", self.set("set", {"dot.c": text}))
@@ -163,7 +163,7 @@ class ConvertSources(Scratch):
 
 
 class ConvertPictures(Scratch):
-    def test_screensOfTheStandInGiveItsSourcesByteForByte(self):
+    def test_screens_of_the_stand_in_give_its_sources_byte_for_byte(self):
         for entry in json.loads((RES / "settings.json").read_text())["Images"]:
             with self.subTest(entry["FileName"]):
                 source = RES / entry["FileName"]
@@ -171,7 +171,7 @@ class ConvertPictures(Scratch):
                 made = self.convert(SCREENS / f"{title}.png", "made.c")
                 self.assertEqual(made.read_bytes(), source.read_bytes())
 
-    def test_everyPixelSurvivesTheWayThroughAPicture(self):
+    def test_every_pixel_survives_the_way_through_a_picture(self):
         pixels = bytes(byte for value in range(0x10000) for byte in (value & 0xFF, value >> 8))
         text = sets.DESCRIPTOR.replace(".w = 2", ".w = 256").replace(".h = 2", ".h = 256")
         source = self.file("all.c", "all_map[] = {\n" + converters.literals(pixels) + "};\n" + text)
@@ -180,11 +180,11 @@ class ConvertPictures(Scratch):
             with self.subTest(dither=dither):
                 self.assertEqual(literals(self.convert(picture, "again.c", *dither)), pixels)
 
-    def test_pixelsAreLowByteFirstAndWithoutTransparency(self):
+    def test_pixels_are_low_byte_first_and_without_transparency(self):
         picture = self.file("dot.png", png(4, 1, bytes.fromhex("ff0000ff 00ff00ff 0000ffff ff000000")))
         self.assertEqual(literals(self.convert(picture, "dot.c")), bytes.fromhex("00f8 e007 1f00 00f8"))
 
-    def test_nearestLevelWithoutDitheringAndAMixWithIt(self):
+    def test_nearest_level_without_dithering_and_a_mix_with_it(self):
         # 8 by 8 pixels of one colour between two levels of red: 20 is 2.43 levels of 31.
         picture = self.file("red.ppm", b"P6 8 8 255\n" + bytes([20, 0, 0]) * 64)
         reds = [byte >> 3 for byte in literals(self.convert(picture, "a.c"))[1::2]]
@@ -193,14 +193,14 @@ class ConvertPictures(Scratch):
         self.assertEqual(set(reds), {2, 3})
         self.assertAlmostEqual(sum(reds) / len(reds), 20 * 31 / 255, delta=0.05)
 
-    def test_nameGoesIntoTheSymbol(self):
+    def test_name_goes_into_the_symbol(self):
         picture = self.file("1 dot-2x1.png", png(2, 1, bytes(8)))
         for options, symbol in (([], "_1_dot_2x1_2x1"), (["--name", "Main menu_2x1"], "Main_menu_2x1_2x1")):
             with self.subTest(options):
                 text = self.convert(picture, "out.c", *options).read_text()
                 self.assertTrue(text.startswith(f"{symbol}_map[] = {{\n"), text)
 
-    def test_whatCannotBeConvertedIsReported(self):
+    def test_what_cannot_be_converted_is_reported(self):
         self.file("dot.c", sets.SOURCE)
         self.file("empty.c", "")
         self.file("text.png", "no picture")
@@ -226,14 +226,14 @@ def size_of_png(path):
 
 
 class Sheet(Scratch):
-    def test_sheetHoldsEveryImageInItsSize(self):
+    def test_sheet_holds_every_image_in_its_size(self):
         result = run("sheet", RES, self.folder / "sheet.png")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         width, height = size_of_png(self.folder / "sheet.png")
         self.assertGreater(width, 3 * 340)
         self.assertGreater(height, 230 + 165)
 
-    def test_sheetNamesWhatItShows(self):
+    def test_sheet_names_what_it_shows(self):
         sheets = set()
         for number in (1, 2):
             shown = self.set("set", sets.image(ImageName=number))
@@ -241,12 +241,12 @@ class Sheet(Scratch):
             sheets.add((self.folder / "sheet.png").read_bytes())
         self.assertEqual(len(sheets), 2)
 
-    def test_sheetNeedsNoDisplay(self):
+    def test_sheet_needs_no_display(self):
         bare = {key: value for key, value in os.environ.items() if key not in ("DISPLAY", "WAYLAND_DISPLAY")}
         result = run("sheet", RES, self.folder / "sheet.png", env={**bare, "QT_QPA_PLATFORM": "xcb"})
         self.assertEqual((result.returncode, result.stderr), (0, ""))
 
-    def test_sheetIsDrawnOfAFaultySetAsWell(self):
+    def test_sheet_is_drawn_of_a_faulty_set_as_well(self):
         faulty = self.set("set", sets.SETS["wrong number of bytes"][0])
         result = run("sheet", faulty, self.folder / "sheet.png")
         self.assertEqual(result.returncode, 1)
@@ -260,10 +260,10 @@ class Diff(Scratch):
         self.assertEqual((result.returncode, result.stderr), (code, ""))
         return result.stdout.splitlines()
 
-    def test_sameSetsHaveNoDifferences(self):
+    def test_same_sets_have_no_differences(self):
         self.assertEqual(self.lines(RES, shutil.copytree(RES, self.folder / "same"), code=0), [])
 
-    def test_aFaultIsReportedWithItsSet(self):
+    def test_a_fault_is_reported_with_its_set(self):
         before = self.set("before", sets.SETS["wrong number of bytes"][0])
         after = self.set("after", sets.SETS["no array"][0])
         result = run("diff", before, after)
@@ -271,7 +271,7 @@ class Diff(Scratch):
         self.assertIn(f"{before}/dot.c: error: 8 bytes", result.stderr)
         self.assertIn(f"{after}/dot.c: error: there is no array", result.stderr)
 
-    def test_whatOneSetHasAndAnotherHasNot(self):
+    def test_what_one_set_has_and_another_has_not(self):
         other = {"FileName": "other.c", "ImageName": 1, "ImageVersion": 1}
         for name, before, after, lines in (
             ("versions and pixels", {},
@@ -294,7 +294,7 @@ class Diff(Scratch):
             with self.subTest(name):
                 self.assertEqual(self.lines(self.set("before", before), self.set("after", after)), lines)
 
-    def test_pagesOfTheFirmwareAndTheStartAddress(self):
+    def test_pages_of_the_firmware_and_the_start_address(self):
         after = shutil.copytree(RES, self.folder / "after")
         firmware = bytearray((RES / "fw1.bin").read_bytes())
         firmware[0x3000] ^= 1
