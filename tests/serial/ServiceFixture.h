@@ -4,32 +4,20 @@
 #include "tests/serial/SerialConnectProbe.h"
 #include "tests/support/MemoryPort.h"
 
-#include <QStringList>
-
-/// A service on an open port in memory.
-class ServiceFixture
+/// A service on a closed `Port`: one in memory, or a QSerialPort on a mocked bus.
+template <typename Port = MemoryPort<QSerialPort>> class ServiceFixture
 {
 public:
-    ServiceFixture();
+    ServiceFixture()
+    {
+        QObject::connect(&port, &QSerialPort::readyRead, &service, &Serial_Connect::SerialGotData);
+    }
     ~ServiceFixture() = default;
     ServiceFixture(const ServiceFixture&) = delete;
     ServiceFixture& operator=(const ServiceFixture&) = delete;
 
-    /// Lets `bytes` arrive at once.
-    void receive(const QByteArray& bytes) { port.arrive(bytes); }
-
-    /// What the service has written since the last call.
-    QByteArray sent();
-
-    /// Each signal since the last call as its name, a blank and its text.
-    QStringList takeSignals();
-
-private:
-    QStringList m_signals;
-
-public:
-    MemoryPort<QSerialPort> port;
-    Settings settings;
-    Serial_Connect service;
-    SerialConnectProbe probe;
+    Port port;
+    Settings settings{&port, false, {}, {}, false};
+    Serial_Connect service{&settings, QStringLiteral("A.20a"), QStringLiteral("1.00a")};
+    SerialConnectProbe probe{service};
 };

@@ -1,15 +1,16 @@
-// The hunt tick by tick: which port is open at which speed after each tick, compared
-// with written-out tables. A wait of n ticks shows as n + 1 equal states: the tick that opens, and
-// the n that wait.
+// The hunt tick by tick: which port is open at which speed after each tick, compared with
+// written-out tables. A wait of n ticks shows as n + 1 equal states: the tick that opens, and the n
+// that wait.
 
-#include "tests/serial/HuntFixture.h"
+#include "tests/serial/ServiceFixture.h"
 #include "tests/support/PortNames.h"
 #include "tests/support/TestProgram.h"
+#include "virtualboard/UsbBus.h"
 
-#include <QSignalSpy>
+#include <QMap>
 
-#include <array>
-#include <unistd.h>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -18,7 +19,65 @@ constexpr int kA = 3;
 constexpr int kB = 1;
 constexpr int kC = 2;
 
-QStringList portNames(std::initializer_list<int> numbers)
+/// A service on a port in memory and adapters on a mocked bus; the test is its timer.
+class Hunt : public ServiceFixture<>
+{
+public:
+    explicit Hunt(const QList<int>& adapters = {})
+    {
+        for (const int number : adapters)
+            plug(number);
+    }
+
+    void plug(int number, const QString& manufacturer = QStringLiteral("FTDI"))
+    {
+        Adapter adapter;
+        adapter.portName = uniquePortName(number);
+        adapter.manufacturer = manufacturer;
+        m_adapters.push_back(m_bus.plug(adapter));
+    }
+
+    /// "closed", or the open port's number and its speed.
+    [[nodiscard]] QString portState() const
+    {
+        if (!port.isOpen())
+            return QStringLiteral("closed");
+        const auto number = port.portName().right(kPortNumberDigits).toInt();
+        return QStringLiteral("port %1 at %2").arg(number).arg(port.baudRate());
+    }
+
+    /// Ticks `ticks` times and returns the port's state after each tick.
+    QStringList watch(int ticks)
+    {
+        QStringList states;
+        for (int tick = 0; tick < ticks; ++tick) {
+            service.OnTimeout();
+            states << portState();
+        }
+        return states;
+    }
+
+private:
+    UsbBus m_bus;
+    std::vector<std::unique_ptr<PluggedAdapter>> m_adapters;
+};
+
+/// What happens to a hunt after so many ticks.
+using Event = void (*)(Hunt&);
+using Events = QMap<int, Event>;
+
+/// So many ticks, and the port's state after each of them.
+using Runs = QList<std::pair<int, QString>>;
+
+QStringList statesOf(const Runs& runs)
+{
+    QStringList states;
+    for (const auto& [ticks, state] : runs)
+        states += QStringList(ticks, state);
+    return states;
+}
+
+QStringList portNames(const QList<int>& numbers)
 {
     QStringList names;
     for (const int number : numbers)
@@ -26,526 +85,206 @@ QStringList portNames(std::initializer_list<int> numbers)
     return names;
 }
 
-// Ticks after which the hunt is in these stages, with an adapter present from the start.
-constexpr int kScanned = 3;
-constexpr int kFirstOpened = 9;
-constexpr int kSecondSpeed = 35;
-constexpr int kNextCandidate = 86;
+const QString kClosed = QStringLiteral("closed");
+const QString kFastA = QStringLiteral("port 3 at 115200");
+const QString kSlowA = QStringLiteral("port 3 at 19200");
+const QString kFastB = QStringLiteral("port 1 at 115200");
+const QString kSlowB = QStringLiteral("port 1 at 19200");
 
-constexpr const char* kStatusLine = "$STATUS*3BC1\n";
-constexpr const char* kAnnouncement = "$Bootloader\n";
-
-/// How the hunt with the adapters A and B gets into a stage: the ticks from its start, then a line
-/// from the board at A, where there is one, and further ticks.
-struct Stage
-{
-    int ticks = 0;
-    const char* line = nullptr;
-    int furtherTicks = 0;
+const Event kPlugA = [](Hunt& hunt) { hunt.plug(kA); };
+const Event kPlugB = [](Hunt& hunt) { hunt.plug(kB); };
+const Event kReport = [](Hunt& hunt) { hunt.port.arrive("$STATUS*3BC1\n"); };
+const Event kAnnounce = [](Hunt& hunt) { hunt.port.arrive("$Bootloader\n"); };
+const Event kReject = [](Hunt& hunt) {
+    hunt.service.Reject();
+    QVERIFY(!hunt.port.isOpen());
+    QVERIFY(!hunt.probe.checkingEnabled);
 };
-
-constexpr Stage kStatusAnswered{kSecondSpeed + 10, kStatusLine, 0};
-constexpr Stage kReopened{kSecondSpeed + 10, kStatusLine, 4};
-constexpr Stage kFound{kFirstOpened, kAnnouncement, 0};
-
-/// Takes a new hunt into `stage` and returns the port's state after each tick.
-QStringList enter(HuntFixture& hunt, const Stage& stage)
-{
-    const PluggedAdapter& adapter = hunt.plug(kA);
-    hunt.plug(kB);
-    QStringList states = hunt.watch(stage.ticks);
-    if (stage.line != nullptr)
-        hunt.receive(adapter, stage.line);
-    return states + hunt.watch(stage.furtherTicks);
-}
+const Event kAdvance = [](Hunt& hunt) { hunt.probe.advancePending = true; };
+const Event kSetAnswered = [](Hunt& hunt) { hunt.probe.statusAnswered = true; };
 
 } // namespace
 
-Q_DECLARE_METATYPE(Stage)
+Q_DECLARE_METATYPE(Event)
 
 class TestServiceHunt : public QObject
 {
     Q_OBJECT
 
 private slots:
-    // The walk.
-    void neverTouchesAPortWithoutAnAdapter()
-    {
-        HuntFixture hunt;
-        const QSignalSpy touched(&hunt.port, &QSerialPort::errorOccurred);
-        QCOMPARE(hunt.run(100), QStringList{QStringLiteral("100 x closed")});
-        QCOMPARE(touched.count(), 0);
-        QVERIFY(hunt.port.portName().isEmpty());
-        QVERIFY(!hunt.probe.portFound);
-    }
+    void walks_data();
+    void walks();
+    void staysAsItIsWhileHeldAndOnceAccepted_data();
+    void staysAsItIsWhileHeldAndOnceAccepted();
+    void listsWhatItFoundAndTried();
+    void opensBothWaysWithoutParityAndFlowControl();
+};
 
-    void scansEverySixthTickWithoutAnAdapter_data()
-    {
-        QTest::addColumn<int>("pluggedAfterTick");
-        QTest::addColumn<int>("foundAtTick");
-        QTest::newRow("before the first scan") << 2 << 3;
-        QTest::newRow("after the first scan") << 3 << 9;
-        QTest::newRow("before the second scan") << 8 << 9;
-        QTest::newRow("after the second scan") << 9 << 15;
-        QTest::newRow("before the third scan") << 14 << 15;
-        QTest::newRow("after the third scan") << 15 << 21;
-    }
+void TestServiceHunt::walks_data()
+{
+    QTest::addColumn<QList<int>>("adapters");
+    QTest::addColumn<Events>("events");
+    QTest::addColumn<Runs>("runs");
+    const auto row = [](const char* name, const QList<int>& adapters, const Events& events,
+                         const Runs& runs) { QTest::newRow(name) << adapters << events << runs; };
 
-    void scansEverySixthTickWithoutAnAdapter()
-    {
-        QFETCH(int, pluggedAfterTick);
-        QFETCH(int, foundAtTick);
-        HuntFixture hunt;
-        hunt.watch(pluggedAfterTick);
-        hunt.plug(kA);
-        hunt.watch(foundAtTick - pluggedAfterTick - 1);
-        QVERIFY(!hunt.probe.portFound);
-        hunt.watch(1);
-        QVERIFY(hunt.probe.portFound);
-        QCOMPARE(hunt.probe.portIndex, -1);
-        QCOMPARE(hunt.run(6),
-            QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x port 3 at 115200")}));
-    }
-
-    void triesTheOneAdapterAtBothSpeeds()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        const QStringList expected{
-            QStringLiteral("8 x closed"),
-            QStringLiteral("26 x port 3 at 115200"),
-            QStringLiteral("51 x port 3 at 19200"),
-            QStringLiteral("115 x closed"),
-        };
-        QCOMPARE(hunt.run(200), expected);
-        QCOMPARE(hunt.probe.triedPorts, portNames({kA}));
-    }
-
-    void triesThreeAdaptersInTheSystemsOrder()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        hunt.plug(kB);
-        hunt.plug(kC);
-        const QStringList expected{
-            QStringLiteral("8 x closed"),
-            QStringLiteral("26 x port 3 at 115200"),
-            QStringLiteral("51 x port 3 at 19200"),
-            QStringLiteral("26 x port 1 at 115200"),
-            QStringLiteral("51 x port 1 at 19200"),
-            QStringLiteral("26 x port 2 at 115200"),
-            QStringLiteral("51 x port 2 at 19200"),
-            QStringLiteral("61 x closed"),
-        };
-        QCOMPARE(hunt.run(300), expected);
-        QCOMPARE(hunt.probe.candidatePorts, portNames({kA, kB, kC}));
-        QCOMPARE(hunt.probe.triedPorts, portNames({kA, kB, kC}));
-        QVERIFY(!hunt.settings.deviceReady);
-    }
-
-    void isStuckForGoodAfterTheLastCandidate()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        hunt.watch(kNextCandidate);
-        hunt.plug(kB);
-        QCOMPARE(hunt.run(500), QStringList{QStringLiteral("500 x closed")});
-        QCOMPARE(hunt.probe.portIndex, 1);
-        QCOMPARE(hunt.probe.candidatePorts, portNames({kA}));
-        QVERIFY(hunt.probe.portFound);
-
-        // Each of these ticks closes the port.
-        hunt.port.setPortName(uniquePortName(kB));
-        QVERIFY(hunt.port.open(QIODevice::ReadWrite));
-        QCOMPARE(hunt.run(1), QStringList{QStringLiteral("1 x closed")});
-    }
-
-    void opensBothWaysWithoutParityAndFlowControl()
-    {
-        HuntFixture hunt;
-        const PluggedAdapter& adapter = hunt.plug(kA);
-        hunt.port.setParity(QSerialPort::OddParity);
-        hunt.port.setDataBits(QSerialPort::Data7);
-        hunt.port.setStopBits(QSerialPort::TwoStop);
-        hunt.port.setFlowControl(QSerialPort::HardwareControl);
-        hunt.watch(kFirstOpened);
-        QCOMPARE(adapter.baudRate(), 115200);
-        hunt.watch(kSecondSpeed - kFirstOpened);
-        QCOMPARE(adapter.baudRate(), 19200);
-        QCOMPARE(hunt.port.openMode(), QIODevice::ReadWrite);
-        QCOMPARE(hunt.port.baudRate(QSerialPort::Input), 19200);
-        QCOMPARE(hunt.port.baudRate(QSerialPort::Output), 19200);
-        QCOMPARE(hunt.port.dataBits(), QSerialPort::Data8);
-        QCOMPARE(hunt.port.parity(), QSerialPort::NoParity);
-        QCOMPARE(hunt.port.stopBits(), QSerialPort::OneStop);
-        QCOMPARE(hunt.port.flowControl(), QSerialPort::NoFlowControl);
-    }
-
-    void takesForACandidate_data()
-    {
-        QTest::addColumn<QString>("manufacturer");
-        QTest::addColumn<bool>("taken");
-        QTest::newRow("exact") << QStringLiteral("FTDI") << true;
-        QTest::newRow("within a longer name") << QStringLiteral("The FTDI Company") << true;
-        QTest::newRow("lower case") << QStringLiteral("ftdi") << false;
-        QTest::newRow("cut") << QStringLiteral("FTD") << false;
-        QTest::newRow("another maker") << QStringLiteral("Prolific") << false;
-    }
-
-    void takesForACandidate()
-    {
-        QFETCH(QString, manufacturer);
-        QFETCH(bool, taken);
-        HuntFixture hunt;
-        hunt.plug(kA, manufacturer);
-        hunt.watch(kScanned);
-        QCOMPARE(hunt.probe.portFound, taken);
-        QCOMPARE(hunt.probe.advancePending, taken);
-        QCOMPARE(hunt.probe.candidatePorts, taken ? portNames({kA}) : QStringList());
-    }
-
-    void aPortHeldByAnotherIsAnAttemptWithoutAnswer()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        hunt.plug(kB);
-        QSerialPort other(uniquePortName(kA));
-        QVERIFY(other.open(QIODevice::ReadWrite));
-        const QStringList expected{
-            QStringLiteral("85 x closed"),
-            QStringLiteral("26 x port 1 at 115200"),
-            QStringLiteral("51 x port 1 at 19200"),
-            QStringLiteral("38 x closed"),
-        };
-        QCOMPARE(hunt.run(200), expected);
-    }
-
-    void aPortThatVanishesIsAnAttemptWithoutAnswer()
-    {
-        HuntFixture hunt;
-        PluggedAdapter& adapter = hunt.plug(kA);
-        hunt.plug(kB);
-        hunt.watch(kFirstOpened + 10);
-        const QSignalSpy errors(&hunt.port, &QSerialPort::errorOccurred);
-        adapter.unplug();
-        QTRY_VERIFY(!hunt.port.isOpen());
-        // Closed at the first error: a second one would come with every round of the event loop.
-        QTest::qWait(50);
-        QVERIFY2(errors.count() <= 2, qPrintable(QString::number(errors.count())));
-
-        const QStringList expected{
-            QStringLiteral("66 x closed"),
-            QStringLiteral("26 x port 1 at 115200"),
-            QStringLiteral("8 x port 1 at 19200"),
-        };
-        QCOMPARE(hunt.run(100), expected);
-    }
-
-    // The hunt may close the port before the event loop comes round again.
-    void whatIsSentLeavesWithoutATurnOfTheEventLoop()
-    {
-        HuntFixture hunt;
-        hunt.plug(3);
-        hunt.watch(kFirstOpened);
-        hunt.probe.sendEnabled = true;
-        protocol::Line line("$A,1");
-        hunt.service.AddCRC_nSend(line.buffer().data());
-        QCOMPARE(hunt.port.bytesToWrite(), qint64(0));
-        hunt.service.WriteMessage(QStringLiteral("$V"));
-        QCOMPARE(hunt.port.bytesToWrite(), qint64(0));
-        QByteArray data = "$W";
-        hunt.service.WriteMessage(data);
-        QCOMPARE(hunt.port.bytesToWrite(), qint64(0));
-    }
-
-    void losesNothingOfWhatAFullLineDoesNotTakeAtOnce()
-    {
-        constexpr qsizetype kMoreThanTheLineHolds = 60'008; // bytes
-        HuntFixture hunt;
-        PluggedAdapter& adapter = hunt.plug(3);
-        hunt.watch(kFirstOpened);
-        QByteArray sent(kMoreThanTheLineHolds, '\0');
-        for (qsizetype i = 0; i < sent.size(); ++i)
-            sent[i] = static_cast<char>(i * 7 + i / 251);
-        QCOMPARE(hunt.service.WriteMessage(sent), kMoreThanTheLineHolds);
-        // Asked again until the line takes nothing more and says so by an error.
-        int errors = 0;
-        const auto counting
-            = connect(&hunt.port, &QSerialPort::errorOccurred, this, [&errors] { ++errors; });
-        QByteArray more = "$V";
-        for (int i = 0; errors == 0 && i < kMoreThanTheLineHolds; ++i) {
-            sent += more;
-            QCOMPARE(hunt.service.WriteMessage(more), more.size());
-        }
-        QVERIFY(errors > 0);
-        disconnect(counting);
-        QVERIFY(hunt.port.isOpen());
-        QVERIFY(hunt.port.bytesToWrite() > 0);
-
-        QByteArray arrived;
-        std::array<char, 4096> chunk{};
-        while (arrived.size() < sent.size()) {
-            const ssize_t count = ::read(adapter.masterFd(), chunk.data(), chunk.size());
-            QVERIFY(count > 0);
-            arrived.append(chunk.data(), count);
-            QCoreApplication::processEvents();
-            QVERIFY(hunt.port.isOpen());
-        }
-        QCOMPARE(arrived, sent);
-    }
-
-    void onlyAnIndexAfterTheEndBringsANewScan()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        hunt.watch(kNextCandidate + 100);
-        hunt.probe.advancePending = true;
-        QCOMPARE(hunt.probe.portIndex, 1);
-        hunt.watch(1);
-        QVERIFY(hunt.probe.portFound);
-        QCOMPARE(hunt.probe.portIndex, 2);
-        QCOMPARE(hunt.probe.waitTicks, 25);
-
-        hunt.watch(25);
-        hunt.probe.advancePending = true;
-        hunt.watch(1);
-        QVERIFY(!hunt.probe.portFound);
-        QVERIFY(!hunt.probe.advancePending);
-        QCOMPARE(hunt.probe.waitTicks, 0);
-
-        // The scan starts from nothing.
-        hunt.probe.statusAnswered = true;
-        hunt.watch(1);
-        QVERIFY(hunt.probe.portFound);
-        QVERIFY(!hunt.probe.statusAnswered);
-        QCOMPARE(hunt.probe.portIndex, -1);
-        QCOMPARE(hunt.probe.candidatePorts, portNames({kA}));
-        QVERIFY(hunt.probe.triedPorts.isEmpty());
-        QCOMPARE(hunt.run(6),
-            QStringList({QStringLiteral("5 x closed"), QStringLiteral("1 x port 3 at 115200")}));
-    }
-
-    void onlyCountsDownWhileInputIsIgnored()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        hunt.watch(kFirstOpened);
-        hunt.probe.ignoreInput = true;
-        QCOMPARE(hunt.probe.waitTicks, 25);
-        QCOMPARE(hunt.run(100), QStringList{QStringLiteral("100 x port 3 at 115200")});
-        QCOMPARE(hunt.probe.waitTicks, 0);
-    }
+    row("no adapter", {}, {}, {{100, kClosed}});
+    row("a port by another maker", {},
+        {{0, [](Hunt& hunt) { hunt.plug(kA, QStringLiteral("Acme")); }}}, {{100, kClosed}});
+    // Without an adapter it scans every sixth tick, and opens six ticks after the scan.
+    row("plugged before the first scan", {}, {{2, kPlugA}}, {{8, kClosed}, {1, kFastA}});
+    row("plugged after the first scan", {}, {{3, kPlugA}}, {{14, kClosed}, {1, kFastA}});
+    row("plugged before the second scan", {}, {{8, kPlugA}}, {{14, kClosed}, {1, kFastA}});
+    row("plugged after the second scan", {}, {{9, kPlugA}}, {{20, kClosed}, {1, kFastA}});
+    row("one adapter at both speeds", {kA}, {},
+        {{8, kClosed}, {26, kFastA}, {51, kSlowA}, {115, kClosed}});
+    row("three adapters in the system's order", {kA, kB, kC}, {},
+        {{8, kClosed}, {26, kFastA}, {51, kSlowA}, {26, kFastB}, {51, kSlowB},
+            {26, QStringLiteral("port 2 at 115200")}, {51, QStringLiteral("port 2 at 19200")},
+            {61, kClosed}});
+    row("a port that does not open is an attempt without answer", {kA, kB},
+        {{0, [](Hunt& hunt) { hunt.port.present = false; }},
+            {80, [](Hunt& hunt) { hunt.port.present = true; }}},
+        {{85, kClosed}, {26, kFastB}, {51, kSlowB}, {38, kClosed}});
+    row("stuck for good after the last candidate, closing the port", {kA},
+        {{90, kPlugB}, {200, [](Hunt& hunt) { hunt.port.beOpen(); }}},
+        {{8, kClosed}, {26, kFastA}, {51, kSlowA}, {500, kClosed}});
+    // The index goes from 1 to 2 first; the scan, in the next tick but one, starts from nothing.
+    row("only an index after the end brings a new scan", {kA},
+        {{120, kAdvance}, {150, kAdvance}, {151, kSetAnswered}},
+        {{8, kClosed}, {26, kFastA}, {51, kSlowA}, {72, kClosed}, {26, kFastA}, {1, kSlowA}});
+    row("only counts down while input is ignored", {kA},
+        {{9, [](Hunt& hunt) { hunt.probe.ignoreInput = true; }},
+            {60, [](Hunt& hunt) { hunt.probe.ignoreInput = false; }}},
+        {{8, kClosed}, {52, kFastA}, {51, kSlowA}, {9, kClosed}});
 
     // What the board says.
+    row("a report reopens at the bootloader's speed", {kA, kB}, {{45, kReport}},
+        {{8, kClosed}, {26, kFastA}, {14, kSlowA}, {26, kFastA}, {26, kFastB}, {45, kSlowB}});
+    row("a report in the first attempt keeps the second one", {kA}, {{19, kReport}},
+        {{8, kClosed}, {40, kFastA}, {51, kSlowA}, {20, kClosed}});
+    row("a report before the first attempt opens nothing", {kA}, {{3, kSetAnswered}},
+        {{9, kClosed}, {1, kFastA}});
+    row("a report after the last candidate opens nothing", {kA}, {{186, kSetAnswered}},
+        {{8, kClosed}, {26, kFastA}, {51, kSlowA}, {200, kClosed}});
+    row("announced in the first attempt", {kA}, {{9, kAnnounce}}, {{8, kClosed}, {200, kFastA}});
+    row("announced in its last tick", {kA}, {{34, kAnnounce}}, {{8, kClosed}, {200, kFastA}});
+    row("announced in the second attempt", {kA}, {{35, kAnnounce}},
+        {{8, kClosed}, {26, kFastA}, {200, kSlowA}});
 
-    void aStatusReportReopensAtTheBootloadersSpeed()
-    {
-        HuntFixture hunt;
-        const PluggedAdapter& adapter = hunt.plug(kA);
-        hunt.plug(kB);
-        hunt.watch(kSecondSpeed + 10);
-        hunt.receive(adapter, kStatusLine);
-        const QStringList expected{
-            QStringLiteral("3 x port 3 at 19200"),
-            QStringLiteral("26 x port 3 at 115200"),
-            QStringLiteral("26 x port 1 at 115200"),
-            QStringLiteral("45 x port 1 at 19200"),
-        };
-        QCOMPARE(hunt.run(100), expected);
+    // Rejected, it scans no more; a walk that is under way goes on.
+    row("rejected when new", {kA}, {{0, kReject}}, {{200, kClosed}});
+    row("rejected when about to scan", {kA}, {{2, kReject}}, {{200, kClosed}});
+    row("rejected when it has scanned", {kA}, {{3, kReject}},
+        {{8, kClosed}, {26, kFastA}, {51, kSlowA}, {50, kClosed}});
+    row("rejected in the first attempt", {kA, kB}, {{9, kReject}},
+        {{8, kClosed}, {1, kFastA}, {25, kClosed}, {51, kSlowA}, {26, kFastB}, {51, kSlowB},
+            {50, kClosed}});
+    row("rejected in the second attempt", {kA, kB}, {{42, kReject}},
+        {{8, kClosed}, {26, kFastA}, {8, kSlowA}, {43, kClosed}, {26, kFastB}, {51, kSlowB}});
+    row("rejected after a report", {kA, kB}, {{45, kReport}, {46, kReject}},
+        {{8, kClosed}, {26, kFastA}, {12, kSlowA}, {2, kClosed}, {26, kFastA}, {26, kFastB}});
+    row("rejected when found", {kA}, {{9, kAnnounce}, {10, kReject}},
+        {{8, kClosed}, {2, kFastA}, {200, kClosed}});
+}
+
+void TestServiceHunt::walks()
+{
+    QFETCH(QList<int>, adapters);
+    QFETCH(Events, events);
+    QFETCH(Runs, runs);
+    const QStringList expected = statesOf(runs);
+    Hunt hunt(adapters);
+    QStringList states;
+    for (int tick = 0; tick < expected.size(); ++tick) {
+        if (const Event happens = events.value(tick))
+            happens(hunt);
+        states += hunt.watch(1);
     }
+    QCOMPARE(states, expected);
+}
 
-    void aStatusReportInTheFirstAttemptKeepsTheSecondOne()
-    {
-        HuntFixture hunt;
-        const PluggedAdapter& adapter = hunt.plug(kA);
-        hunt.watch(kFirstOpened + 10);
-        hunt.receive(adapter, kStatusLine);
-        const QStringList expected{
-            QStringLiteral("29 x port 3 at 115200"),
-            QStringLiteral("51 x port 3 at 19200"),
-            QStringLiteral("20 x closed"),
-        };
-        QCOMPARE(hunt.run(100), expected);
+void TestServiceHunt::staysAsItIsWhileHeldAndOnceAccepted_data()
+{
+    QTest::addColumn<int>("ticks");
+    QTest::newRow("new") << 0;
+    QTest::newRow("about to scan") << 2;
+    QTest::newRow("scanned") << 3;
+    QTest::newRow("about to open") << 8;
+    QTest::newRow("first attempt") << 9;
+    QTest::newRow("about to change the speed") << 34;
+    QTest::newRow("second attempt") << 42;
+    QTest::newRow("status answered") << 46;
+    QTest::newRow("reopened after it") << 49;
+    QTest::newRow("next candidate") << 75;
+    QTest::newRow("stuck") << 170;
+}
+
+void TestServiceHunt::staysAsItIsWhileHeldAndOnceAccepted()
+{
+    QFETCH(int, ticks);
+    constexpr int kReportTick = 45;
+    const Runs whole{{8, kClosed}, {26, kFastA}, {14, kSlowA}, {26, kFastA}, {26, kFastB},
+        {51, kSlowB}, {49, kClosed}};
+    Hunt hunt({kA, kB});
+    QStringList states = hunt.watch(qMin(ticks, kReportTick));
+    if (ticks > kReportTick) {
+        kReport(hunt);
+        states += hunt.watch(ticks - kReportTick);
     }
+    const QStringList held(100, hunt.portState());
+    const int waitTicks = hunt.probe.waitTicks;
+    hunt.service.HoldChecking(true);
+    QCOMPARE(hunt.watch(100), held);
+    QCOMPARE(hunt.probe.waitTicks, waitTicks);
+    hunt.service.HoldChecking(false);
+    QCOMPARE(hunt.watch(1), statesOf(whole).mid(ticks, 1));
 
-    void aStatusReportBeforeTheFirstAttemptOpensNothing()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        hunt.watch(kScanned);
-        hunt.probe.statusAnswered = true;
-        QCOMPARE(hunt.run(7),
-            QStringList({QStringLiteral("6 x closed"), QStringLiteral("1 x port 3 at 115200")}));
-        QVERIFY(!hunt.probe.statusAnswered);
-    }
+    const QStringList candidates = hunt.probe.candidatePorts;
+    const QStringList accepted(200, hunt.portState());
+    hunt.service.Accept();
+    QVERIFY(hunt.settings.deviceReady);
+    QVERIFY(!hunt.probe.portFound);
+    QCOMPARE(hunt.watch(200), accepted);
+    QCOMPARE(hunt.probe.waitTicks, 0);
+    QCOMPARE(hunt.probe.candidatePorts, candidates);
+}
 
-    void aStatusReportAfterTheLastCandidateOpensNothing()
-    {
-        HuntFixture hunt;
-        hunt.plug(kA);
-        hunt.watch(kNextCandidate + 100);
-        hunt.probe.statusAnswered = true;
-        QCOMPARE(hunt.run(100), QStringList{QStringLiteral("100 x closed")});
-        QVERIFY(!hunt.probe.statusAnswered);
-    }
+void TestServiceHunt::listsWhatItFoundAndTried()
+{
+    Hunt hunt({kA, kB});
+    hunt.watch(3);
+    QCOMPARE(hunt.probe.portIndex, -1);
+    hunt.watch(200);
+    QCOMPARE(hunt.probe.candidatePorts, portNames({kA, kB}));
+    QCOMPARE(hunt.probe.triedPorts, portNames({kA, kB}));
+    QCOMPARE(hunt.probe.portIndex, 2);
+    QVERIFY(!hunt.settings.deviceReady);
 
-    void theAnnouncementLeavesThePortAsItIs_data()
-    {
-        QTest::addColumn<int>("ticks");
-        QTest::addColumn<QString>("state");
-        QTest::newRow("first attempt") << kFirstOpened << QStringLiteral("port 3 at 115200");
-        QTest::newRow("its last tick") << kSecondSpeed - 1 << QStringLiteral("port 3 at 115200");
-        QTest::newRow("second attempt") << kSecondSpeed << QStringLiteral("port 3 at 19200");
-    }
+    hunt.plug(kC);
+    hunt.probe.portFound = false;
+    hunt.watch(1);
+    QCOMPARE(hunt.probe.candidatePorts, portNames({kA, kB, kC}));
+    QVERIFY(hunt.probe.triedPorts.isEmpty());
+    QCOMPARE(hunt.probe.portIndex, -1);
+}
 
-    void theAnnouncementLeavesThePortAsItIs()
-    {
-        QFETCH(int, ticks);
-        QFETCH(QString, state);
-        HuntFixture hunt;
-        const PluggedAdapter& adapter = hunt.plug(kA);
-        hunt.watch(ticks);
-        hunt.receive(adapter, kAnnouncement);
-        QVERIFY(hunt.settings.deviceReady);
-        QVERIFY(!hunt.probe.portFound);
-        QCOMPARE(hunt.run(200), QStringList{QStringLiteral("200 x ") + state});
-        QCOMPARE(hunt.probe.waitTicks, 0);
-    }
-
-    // What the program says, in every stage.
-
-    void acceptLeavesThePortAsItIs_data()
-    {
-        QTest::addColumn<Stage>("stage");
-        QTest::addColumn<QString>("state");
-        const auto row = [](const char* name, const Stage& stage, const char* state) {
-            QTest::newRow(name) << stage << QString::fromLatin1(state);
-        };
-        row("new", {0}, "closed");
-        row("about to scan", {kScanned - 1}, "closed");
-        row("scanned", {kScanned}, "closed");
-        row("first attempt", {kFirstOpened}, "port 3 at 115200");
-        row("second attempt", {kSecondSpeed + 7}, "port 3 at 19200");
-        row("status answered", kStatusAnswered, "port 3 at 19200");
-        row("reopened after it", kReopened, "port 3 at 115200");
-        row("found", kFound, "port 3 at 115200");
-        row("next candidate", {kNextCandidate}, "port 1 at 115200");
-        row("stuck", {300}, "closed");
-    }
-
-    void acceptLeavesThePortAsItIs()
-    {
-        QFETCH(Stage, stage);
-        QFETCH(QString, state);
-        HuntFixture hunt;
-        enter(hunt, stage);
-        hunt.service.Accept();
-        QVERIFY(hunt.settings.deviceReady);
-        QVERIFY(!hunt.probe.portFound);
-        const QStringList candidates = hunt.probe.candidatePorts;
-        QCOMPARE(hunt.run(200), QStringList{QStringLiteral("200 x ") + state});
-        QCOMPARE(hunt.probe.waitTicks, 0);
-        QCOMPARE(hunt.probe.candidatePorts, candidates);
-    }
-
-    void rejectForbidsScansAndClosesThePort_data()
-    {
-        QTest::addColumn<Stage>("stage");
-        QTest::addColumn<QStringList>("states");
-        const auto row = [](const char* name, const Stage& stage, const QStringList& states) {
-            QTest::newRow(name) << stage << states;
-        };
-        const auto closed = [](int ticks) { return QStringLiteral("%1 x closed").arg(ticks); };
-        const QString fastA = QStringLiteral("26 x port 3 at 115200");
-        const QString slowA = QStringLiteral("51 x port 3 at 19200");
-        const QString fastB = QStringLiteral("26 x port 1 at 115200");
-        const QString slowB = QStringLiteral("51 x port 1 at 19200");
-        row("new", {0}, {closed(200)});
-        row("about to scan", {kScanned - 1}, {closed(200)});
-        // A walk that is under way goes on.
-        row("scanned", {kScanned}, {closed(5), fastA, slowA, fastB, slowB, closed(41)});
-        row("first attempt", {kFirstOpened}, {closed(25), slowA, fastB, slowB, closed(47)});
-        row("second attempt", {kSecondSpeed + 7}, {closed(43), fastB, slowB, closed(80)});
-        row("status answered", kStatusAnswered, {closed(3), fastA, fastB, slowB, closed(94)});
-        row("reopened after it", kReopened, {closed(25), fastB, slowB, closed(98)});
-        row("found", kFound, {closed(200)});
-        row("next candidate", {kNextCandidate}, {closed(25), slowB, closed(124)});
-        row("stuck", {300}, {closed(200)});
-    }
-
-    void rejectForbidsScansAndClosesThePort()
-    {
-        QFETCH(Stage, stage);
-        QFETCH(QStringList, states);
-        HuntFixture hunt;
-        enter(hunt, stage);
-        hunt.service.Reject();
-        QCOMPARE(hunt.portState(), QStringLiteral("closed"));
-        QVERIFY(!hunt.probe.checkingEnabled);
-        QCOMPARE(hunt.run(200), states);
-    }
-
-    void holdFreezesEveryStep_data()
-    {
-        QTest::addColumn<Stage>("stage");
-        QTest::addColumn<QStringList>("wholeHunt");
-        const QStringList unanswered{
-            QStringLiteral("8 x closed"),
-            QStringLiteral("26 x port 3 at 115200"),
-            QStringLiteral("51 x port 3 at 19200"),
-            QStringLiteral("26 x port 1 at 115200"),
-            QStringLiteral("51 x port 1 at 19200"),
-            QStringLiteral("138 x closed"),
-        };
-        const QStringList answered{
-            QStringLiteral("8 x closed"),
-            QStringLiteral("26 x port 3 at 115200"),
-            QStringLiteral("14 x port 3 at 19200"),
-            QStringLiteral("26 x port 3 at 115200"),
-            QStringLiteral("26 x port 1 at 115200"),
-            QStringLiteral("51 x port 1 at 19200"),
-            QStringLiteral("149 x closed"),
-        };
-        const QStringList found{
-            QStringLiteral("8 x closed"),
-            QStringLiteral("292 x port 3 at 115200"),
-        };
-        const auto row = [](const char* name, const Stage& stage, const QStringList& wholeHunt) {
-            QTest::newRow(name) << stage << wholeHunt;
-        };
-        row("new", {0}, unanswered);
-        row("about to scan", {kScanned - 1}, unanswered);
-        row("scanned", {kScanned}, unanswered);
-        row("about to open", {kFirstOpened - 1}, unanswered);
-        row("first attempt", {kFirstOpened}, unanswered);
-        row("about to change the speed", {kSecondSpeed - 1}, unanswered);
-        row("second attempt", {kSecondSpeed + 7}, unanswered);
-        row("status answered", kStatusAnswered, answered);
-        row("reopened after it", kReopened, answered);
-        row("found", kFound, found);
-        row("about to move on", {kNextCandidate - 1}, unanswered);
-        row("next candidate", {kNextCandidate + 3}, unanswered);
-        row("stuck", {250}, unanswered);
-    }
-
-    void holdFreezesEveryStep()
-    {
-        QFETCH(Stage, stage);
-        QFETCH(QStringList, wholeHunt);
-        constexpr qsizetype kAllTicks = 300;
-        HuntFixture hunt;
-        QStringList states = enter(hunt, stage);
-        const QString held = hunt.portState();
-        const int waitTicks = hunt.probe.waitTicks;
-        hunt.service.HoldChecking(true);
-        QCOMPARE(hunt.run(100), QStringList{QStringLiteral("100 x ") + held});
-        QCOMPARE(hunt.probe.waitTicks, waitTicks);
-
-        hunt.service.HoldChecking(false);
-        states += hunt.watch(static_cast<int>(kAllTicks - states.size()));
-        QCOMPARE(HuntFixture::counted(states), wholeHunt);
-    }
-};
+void TestServiceHunt::opensBothWaysWithoutParityAndFlowControl()
+{
+    Hunt hunt({kA});
+    hunt.port.setParity(QSerialPort::OddParity);
+    hunt.port.setDataBits(QSerialPort::Data7);
+    hunt.port.setStopBits(QSerialPort::TwoStop);
+    hunt.port.setFlowControl(QSerialPort::HardwareControl);
+    hunt.watch(9);
+    QCOMPARE(hunt.port.openMode(), QIODevice::ReadWrite);
+    QCOMPARE(hunt.port.baudRate(QSerialPort::Input), 115200);
+    QCOMPARE(hunt.port.baudRate(QSerialPort::Output), 115200);
+    QCOMPARE(hunt.port.dataBits(), QSerialPort::Data8);
+    QCOMPARE(hunt.port.parity(), QSerialPort::NoParity);
+    QCOMPARE(hunt.port.stopBits(), QSerialPort::OneStop);
+    QCOMPARE(hunt.port.flowControl(), QSerialPort::NoFlowControl);
+}
 
 static const RegisteredTest<TestServiceHunt> registered(__FILE__);
 #include "tst_service_hunt.moc"

@@ -4,142 +4,187 @@
 #include "tests/serial/ServiceFixture.h"
 #include "tests/support/TestProgram.h"
 
+#include <utility>
+
 namespace {
 
 constexpr auto kStatus = "$STATUS*3BC1\n";
 constexpr auto kAnswer = "$BOOTLOADM*9FEC\n";
 
-QString message(const QByteArray& line)
-{
-    return QStringLiteral("GotMessage ") + QString::fromUtf8(line);
-}
+/// What the service takes a line for.
+enum class TakenFor { Nothing, Checked, Status, Unchecked, Announcement };
 
-QString messageNoCrc(const QByteArray& line)
+/// A service on an open port that may send. Notes the signals: each one's name, a blank, its text.
+class Link : public ServiceFixture<>
 {
-    return QStringLiteral("GotMessageNoCRC ") + QString::fromUtf8(line);
-}
+public:
+    Link()
+    {
+        port.beOpen();
+        probe.sendEnabled = true;
+        const auto note = [this](const char* name) {
+            return [this, name](const QString& line) {
+                m_signals << QLatin1StringView(name) + QLatin1Char(' ') + line;
+            };
+        };
+        QObject::connect(&service, &Serial_Connect::GotMessage, &service, note("GotMessage"));
+        QObject::connect(
+            &service, &Serial_Connect::GotMessageNoCRC, &service, note("GotMessageNoCRC"));
+    }
 
-QStringList bothMessages(const QByteArray& line)
+    /// The signals, and what was written, since the last call.
+    QStringList takeSignals() { return std::exchange(m_signals, {}); }
+    QByteArray sent() { return std::exchange(port.written, {}).join(); }
+
+private:
+    QStringList m_signals;
+};
+
+QStringList signalsOf(TakenFor kind, const QByteArray& line)
 {
-    return {messageNoCrc(line), message(line)};
+    const QString text = QString::fromUtf8(line);
+    const QString message = QStringLiteral("GotMessage ") + text;
+    if (kind == TakenFor::Nothing)
+        return {};
+    if (kind == TakenFor::Checked || kind == TakenFor::Status)
+        return {message};
+    return {QStringLiteral("GotMessageNoCRC ") + text, message};
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(TakenFor)
 
 class TestServiceLines : public QObject
 {
     Q_OBJECT
 
 private slots:
-    // Bytes become lines.
-    void deliversTwoLinesOfOneReadInOrder()
+    void takesALineFor_data()
     {
-        ServiceFixture link;
-        link.receive("$ONE\n$TWO*3834\n$V*3834\n$THREE\n");
-        QCOMPARE(link.takeSignals(),
-            bothMessages("$ONE\n") << message("$V*3834\n") << bothMessages("$THREE\n"));
-        QCOMPARE(link.probe.rxIndex, qint16(0));
-    }
-
-    void deliversALineThatIsSplitOverReadsOnce()
-    {
-        ServiceFixture link;
-        link.receive("$STA");
-        QVERIFY(link.takeSignals().isEmpty());
-        QCOMPARE(link.probe.rxIndex, qint16(4));
-        link.receive("TUS*3BC1");
-        QVERIFY(link.takeSignals().isEmpty());
-        link.receive("\n");
-        QCOMPARE(link.takeSignals(), QStringList(message(kStatus)));
-    }
-
-    void nothingToReadIsNoLine()
-    {
-        ServiceFixture link;
-        link.service.SerialGotData();
-        QVERIFY(link.takeSignals().isEmpty());
-        QCOMPARE(link.probe.rxIndex, qint16(0));
-    }
-
-    void deliversALineWhoseLineFeedComesAt_data()
-    {
-        QTest::addColumn<int>("position");
-        QTest::addColumn<QByteArray>("checksum");
-        QTest::newRow("996") << 996 << QByteArray("B92C");
-        QTest::newRow("997") << 997 << QByteArray("1418");
-        QTest::newRow("998") << 998 << QByteArray("6312");
-    }
-
-    void deliversALineWhoseLineFeedComesAt()
-    {
-        QFETCH(int, position);
-        QFETCH(QByteArray, checksum);
-        const QByteArray checked = '$' + QByteArray(position - 6, 'x') + '*' + checksum + '\n';
-        const QByteArray unchecked = QByteArray(position - 1, 'x') + "$\n";
-        QCOMPARE(checked.indexOf('\n'), position);
-
-        ServiceFixture link;
-        link.receive(checked);
-        QCOMPARE(link.takeSignals(), QStringList(message(checked)));
-        link.receive(unchecked);
-        QCOMPARE(link.takeSignals(), bothMessages(unchecked));
-        link.receive(kStatus);
-        QCOMPARE(link.takeSignals(), QStringList(message(kStatus)));
-        QCOMPARE(link.probe.secondaryVersion, QStringLiteral("1.00a"));
-        QVERIFY(!link.probe.ignoreInput);
-    }
-
-    void aLineFeedInTheLastByteLeavesNothingOfTheLine_data()
-    {
+        QTest::addColumn<TakenFor>("kind");
         QTest::addColumn<QByteArray>("line");
-        QTest::newRow("with a checksum") << '$' + QByteArray(993, 'x') + "*CC3F\n";
-        QTest::newRow("without") << '$' + QByteArray(998, 'x') + '\n';
-        QTest::newRow("dollar further on") << "xx$" + QByteArray(996, 'x') + '\n';
+        const auto row = [](TakenFor kind, const char* name, const QByteArray& line) {
+            QTest::newRow(name) << kind << line;
+        };
+        row(TakenFor::Checked, "plain", "$A,1*CF00\n");
+        row(TakenFor::Checked, "bytes before the dollar", "xx$V*3834\n");
+        row(TakenFor::Checked, "carriage return", "$V*3834\r\n");
+        row(TakenFor::Checked, "one digit", "$CMW*5\n");
+        row(TakenFor::Checked, "nothing to check", "$*FFFF\n");
+        row(TakenFor::Checked, "announcement with a checksum", "$Bootloader*DB48\n");
+        row(TakenFor::Checked, "lower case digits", "$BEUE*abcd\n");
+        row(TakenFor::Checked, "five digits, 0 first", "$BEUE*0ABCD\n");
+        row(TakenFor::Checked, "five digits, 1 first", "$BEUE*1ABCD\n");
+        row(TakenFor::Checked, "a letter as a 0 digit", "$IB*0xD0\n");
+        row(TakenFor::Checked, "digits ended by a comma", "$BEUE*ABCD,\n");
+        row(TakenFor::Checked, "digits ended by a star", "$BEUE*ABCD*1\n");
+        row(TakenFor::Checked, "an empty field as 0", "$AJXB*\n");
+        row(TakenFor::Checked, "line feed at 998", '$' + QByteArray(992, 'x') + "*6312\n");
+
+        row(TakenFor::Status, "status", kStatus);
+        row(TakenFor::Status, "status with further fields", "$STATUS,1,2*D47D\n");
+        row(TakenFor::Checked, "status with a further letter", "$STATUSX*973\n");
+        row(TakenFor::Checked, "status in lower case", "$status*5069\n");
+        row(TakenFor::Checked, "status after something else", "x$STATUS*3BC1\n");
+
+        row(TakenFor::Nothing, "other digits", "$STATUS*3BC0\n");
+        row(TakenFor::Nothing, "no digits", "$STATUS*\n");
+        row(TakenFor::Nothing, "digits cut by a comma", "$STATUS*3B,C1\n");
+        row(TakenFor::Nothing, "six digits", "$BEUE*00ABCD\n");
+        row(TakenFor::Nothing, "other text", "$STATUT*3BC1\n");
+        row(TakenFor::Nothing, "dollar in the text", "$$STATUS*3BC1\n");
+        row(TakenFor::Nothing, "empty", "\n");
+        row(TakenFor::Nothing, "no dollar", "STATUS\n");
+        row(TakenFor::Nothing, "no dollar but a checksum", "STATUS*3BC1\n");
+        row(TakenFor::Nothing, "announcement without its dollar", "Bootloader\n");
+        row(TakenFor::Nothing, "cut by a NUL", QByteArray("$ON\0E\n", 6));
+        row(TakenFor::Nothing, "checksum after a NUL", QByteArray("$ST\0ATUS*3BC1\n", 14));
+        row(TakenFor::Nothing, "checksum, line feed at 999",
+            '$' + QByteArray(993, 'x') + "*CC3F\n");
+        row(TakenFor::Nothing, "line feed at 999", '$' + QByteArray(998, 'x') + '\n');
+        row(TakenFor::Nothing, "far too long", '$' + QByteArray(2099, 'x') + '\n');
+
+        row(TakenFor::Unchecked, "no checksum", "xx$STATUS,1\r\n");
+        row(TakenFor::Unchecked, "no checksum, line feed at 998", QByteArray(997, 'x') + "$\n");
+        row(TakenFor::Unchecked, "bytes that are no text", "$\xff\xc3\xa4\n");
+        row(TakenFor::Announcement, "announcement", "$Bootloader\n");
+        row(TakenFor::Unchecked, "announcement, carriage return", "$Bootloader\r\n");
+        row(TakenFor::Unchecked, "announcement in lower case", "$bootloader\n");
+        row(TakenFor::Unchecked, "announcement after something else", "x$Bootloader\n");
+        row(TakenFor::Unchecked, "announcement with a field", "$Bootloader,1\n");
     }
 
-    void aLineFeedInTheLastByteLeavesNothingOfTheLine()
+    void takesALineFor()
     {
+        QFETCH(TakenFor, kind);
         QFETCH(QByteArray, line);
-        QCOMPARE(line.size(), 1000);
-        ServiceFixture link;
-        link.receive(line);
-        QVERIFY(link.takeSignals().isEmpty());
-        QCOMPARE(link.probe.crcLineCount, 0);
-        QCOMPARE(link.probe.rxBuffer[0], '\0');
-        QCOMPARE(link.probe.rxBuffer[1], '\0');
-        QCOMPARE(link.probe.rxBuffer[999], '\n');
-        link.receive(kStatus);
-        QCOMPARE(link.takeSignals(), QStringList(message(kStatus)));
+        const bool isStatus = kind == TakenFor::Status;
+        const bool isChecked = isStatus || kind == TakenFor::Checked;
+        const bool ends = kind == TakenFor::Announcement;
+        Link link;
+        link.probe.idleTicks = 7;
+        link.probe.portFound = true;
+        link.port.arrive(line);
+        QCOMPARE(link.takeSignals(), signalsOf(kind, line));
+        QCOMPARE(link.probe.crcLineCount, isChecked ? 1 : 0);
+        QCOMPARE(link.probe.idleTicks, isChecked ? 0 : 7);
+        QCOMPARE(link.probe.statusAnswered, isStatus);
+        QCOMPARE(link.probe.waitTicks, isStatus ? 3 : 2);
+        QCOMPARE(link.sent(), QByteArray(isChecked ? "$V" : "") + (isStatus ? kAnswer : ""));
+        QCOMPARE(link.settings.deviceReady, ends);
+        QCOMPARE(link.probe.portFound, !ends);
+        QVERIFY(link.port.isOpen());
+
+        // Whatever came before, the next line is whole.
+        QCOMPARE(link.probe.rxIndex, qint16(0));
+        link.port.arrive("$TWO\n");
+        QCOMPARE(link.takeSignals(), signalsOf(TakenFor::Unchecked, "$TWO\n"));
     }
 
-    void aLongerLineOverwritesItsOwnStart()
+    void joinsALineSplitOverReadsAndPartsTwoOfOneRead()
     {
-        ServiceFixture link;
-        link.receive(QByteArray(1000, 'x') + kStatus);
-        QCOMPARE(link.takeSignals(), QStringList(message(kStatus)));
-        link.receive('$' + QByteArray(2099, 'x') + "\n$V*3834\n");
-        QCOMPARE(link.takeSignals(), QStringList(message("$V*3834\n")));
+        Link link;
+        link.port.arrive("$STA");
+        link.port.arrive("TUS*3BC1");
+        link.service.SerialGotData(); // nothing to read
+        QVERIFY(link.takeSignals().isEmpty());
+        QCOMPARE(link.probe.rxIndex, qint16(12));
+        link.port.arrive("\n$ONE\n$V");
+        QCOMPARE(link.takeSignals(),
+            signalsOf(TakenFor::Status, kStatus) + signalsOf(TakenFor::Unchecked, "$ONE\n"));
+        QCOMPARE(link.probe.rxIndex, qint16(2));
+    }
+
+    void aLineThatWrapsOverwritesItsOwnStart()
+    {
+        Link link;
+        link.port.arrive(QByteArray(1000, 'x') + kStatus);
+        QCOMPARE(link.takeSignals(), signalsOf(TakenFor::Status, kStatus));
+    }
+
+    void doesNotReadWhatALongerLineLeftBehind()
+    {
+        Link link;
+        link.port.arrive("0123456789$V*3834\n");
+        link.takeSignals();
+        link.port.arrive("noise\n$V*38\n");
+        QVERIFY(link.takeSignals().isEmpty());
     }
 
     void handlesTheLineThatIsInTheBuffer()
     {
-        ServiceFixture link;
-        link.receive("$V*3834");
+        Link link;
+        link.port.arrive("$V*3834");
         link.service.LocalGotMessage();
-        QCOMPARE(link.takeSignals(), QStringList(message("$V*3834")));
-
-        ServiceFixture unfinished;
-        unfinished.receive("$Bootloader");
-        unfinished.service.LocalGotMessage();
-        QVERIFY(unfinished.takeSignals().isEmpty());
-        QVERIFY(!unfinished.settings.deviceReady);
+        QCOMPARE(link.takeSignals(), signalsOf(TakenFor::Checked, "$V*3834"));
     }
 
-    void linesAreDroppedUnreadWhileInputIsIgnored()
+    void dropsLinesUnreadWhileInputIsIgnored()
     {
-        ServiceFixture link;
+        Link link;
         link.probe.ignoreInput = true;
-        link.receive(QByteArray(kStatus) + "$Bootloader\n");
+        link.port.arrive(QByteArray(kStatus) + "$Bootloader\n");
         QVERIFY(link.takeSignals().isEmpty());
         QCOMPARE(link.probe.crcLineCount, 0);
         QVERIFY(!link.settings.deviceReady);
@@ -147,99 +192,19 @@ private slots:
         QCOMPARE(link.sent(), QByteArray());
     }
 
-    // Lines with a checksum.
-
-    void handsOnALineWithAChecksum_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::newRow("plain") << QByteArray("$A,1*CF00\n");
-        QTest::newRow("bytes before the dollar") << QByteArray("xx$V*3834\n");
-        QTest::newRow("carriage return") << QByteArray("$V*3834\r\n");
-        QTest::newRow("three digits") << QByteArray("$D*BA7\n");
-        QTest::newRow("two digits") << QByteArray("$IB*D0\n");
-        QTest::newRow("one digit") << QByteArray("$CMW*5\n");
-        QTest::newRow("nothing to check") << QByteArray("$*FFFF\n");
-        QTest::newRow("announcement") << QByteArray("$Bootloader*DB48\n");
-    }
-
-    void handsOnALineWithAChecksum()
-    {
-        QFETCH(QByteArray, line);
-        ServiceFixture link;
-        link.receive(line);
-        QCOMPARE(link.takeSignals(), QStringList(message(line)));
-        QCOMPARE(link.probe.crcLineCount, 1);
-        QVERIFY(!link.settings.deviceReady);
-    }
-
-    void dropsALineWithAWrongChecksum_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::newRow("other digits") << QByteArray("$STATUS*3BC0\n");
-        QTest::newRow("no digits") << QByteArray("$STATUS*\n");
-        QTest::newRow("cut digits") << QByteArray("$STATUS*3BC\n");
-        QTest::newRow("digits cut by a comma") << QByteArray("$STATUS*3B,C1\n");
-        QTest::newRow("digits cut by a star") << QByteArray("$STATUS*3B*C1\n");
-        QTest::newRow("six digits") << QByteArray("$BEUE*00ABCD\n");
-        QTest::newRow("other text") << QByteArray("$STATUT*3BC1\n");
-        QTest::newRow("dollar in the text") << QByteArray("$$STATUS*3BC1\n");
-        QTest::newRow("carriage return in the text") << QByteArray("$S\rTATUS*3BC1\n");
-    }
-
-    void dropsALineWithAWrongChecksum()
-    {
-        QFETCH(QByteArray, line);
-        ServiceFixture link;
-        link.probe.sendEnabled = true;
-        link.probe.idleTicks = 7;
-        link.receive(line);
-        QVERIFY(link.takeSignals().isEmpty());
-        QCOMPARE(link.probe.crcLineCount, 0);
-        QCOMPARE(link.probe.idleTicks, 7);
-        QVERIFY(!link.probe.statusAnswered);
-        QCOMPARE(link.sent(), QByteArray());
-    }
-
-    void acceptsTheChecksumSpelledAs_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::newRow("lower case") << QByteArray("$BEUE*abcd\n");
-        QTest::newRow("mixed case") << QByteArray("$BEUE*aBcD\n");
-        QTest::newRow("five digits, 0 first") << QByteArray("$BEUE*0ABCD\n");
-        QTest::newRow("five digits, 1 first") << QByteArray("$BEUE*1ABCD\n");
-        QTest::newRow("a letter as a 0 digit") << QByteArray("$IB*0xD0\n");
-        QTest::newRow("ended by a comma") << QByteArray("$BEUE*ABCD,\n");
-        QTest::newRow("ended by a star") << QByteArray("$BEUE*ABCD*1\n");
-        QTest::newRow("an empty field as 0") << QByteArray("$AJXB*\n");
-        QTest::newRow("0 without leading zeros") << QByteArray("$AJXB*0\n");
-    }
-
-    void acceptsTheChecksumSpelledAs()
-    {
-        QFETCH(QByteArray, line);
-        ServiceFixture link;
-        link.receive(line);
-        QCOMPARE(link.takeSignals(), QStringList(message(line)));
-    }
-
     void asksForTheVersionAfterEachOfTheFirstFiveLines()
     {
-        ServiceFixture link;
-        for (int line = 1; line <= 5; ++line) {
-            link.receive("$A,1*CF00\n");
-            QCOMPARE(link.sent(), QByteArray("$V"));
-            QCOMPARE(link.probe.crcLineCount, line);
-        }
-        link.receive("$A,1*CF00\n");
-        QCOMPARE(link.sent(), QByteArray());
+        Link link;
+        link.port.arrive(QByteArray("$A,1*CF00\n").repeated(5));
+        QCOMPARE(link.sent(), QByteArray("$V").repeated(5));
+        link.port.arrive(kStatus);
+        QCOMPARE(link.sent(), kAnswer);
         QCOMPARE(link.probe.crcLineCount, 6);
-        QCOMPARE(link.takeSignals().size(), 6);
     }
 
     void handsALineOnBeforeItCountsAndAnswersIt()
     {
-        ServiceFixture link;
-        link.probe.sendEnabled = true;
+        Link link;
         int calls = 0;
         connect(&link.service, &Serial_Connect::GotMessage, this, [&link, &calls] {
             ++calls;
@@ -247,175 +212,28 @@ private slots:
             QVERIFY(!link.probe.statusAnswered);
             QCOMPARE(link.sent(), QByteArray());
         });
-        link.receive(kStatus);
+        link.port.arrive(kStatus);
         QCOMPARE(calls, 1);
-        QCOMPARE(link.sent(), QByteArray("$V") + kAnswer);
     }
 
-    void aCheckedLineEndsTheIdleTime()
+    void isReadyBeforeItHandsTheAnnouncementOn()
     {
-        ServiceFixture link;
-        link.probe.idleTicks = 7;
-        link.receive("$V\n");
-        QCOMPARE(link.probe.idleTicks, 7);
-        link.receive("$V*3834\n");
-        QCOMPARE(link.probe.idleTicks, 0);
+        Link link;
+        bool ready = false;
+        connect(&link.service, &Serial_Connect::GotMessageNoCRC, this,
+            [&link, &ready] { ready = link.settings.deviceReady; });
+        link.port.arrive("$Bootloader\n");
+        QVERIFY(ready);
     }
 
-    // The status report.
-
-    void answersTheStatusReport()
+    void goesOnWithoutItsAnswerWhileSendingIsDisabled()
     {
-        ServiceFixture link;
-        link.probe.sendEnabled = true;
-        link.probe.waitTicks = 40;
-        link.receive(kStatus);
-        QCOMPARE(link.takeSignals(), QStringList(message(kStatus)));
-        QCOMPARE(link.sent(), QByteArray("$V") + kAnswer);
-        QVERIFY(link.probe.statusAnswered);
-        QCOMPARE(link.probe.waitTicks, 3);
-
-        link.probe.crcLineCount = 5;
-        link.receive(kStatus);
-        QCOMPARE(link.sent(), kAnswer);
-    }
-
-    void keepsTheAnswerWhileSendingIsDisabled()
-    {
-        ServiceFixture link;
-        link.receive(kStatus);
+        Link link;
+        link.probe.sendEnabled = false;
+        link.port.arrive(kStatus);
         QCOMPARE(link.sent(), QByteArray("$V"));
         QVERIFY(link.probe.statusAnswered);
         QCOMPARE(link.probe.waitTicks, 3);
-    }
-
-    void takesForAStatusReport_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::addColumn<bool>("taken");
-        QTest::newRow("the word alone") << QByteArray(kStatus) << true;
-        QTest::newRow("further fields") << QByteArray("$STATUS,1,2*D47D\n") << true;
-        QTest::newRow("a further letter") << QByteArray("$STATUSX*973\n") << false;
-        QTest::newRow("lower case") << QByteArray("$status*5069\n") << false;
-        QTest::newRow("something before the dollar") << QByteArray("x$STATUS*3BC1\n") << false;
-        QTest::newRow("another word") << QByteArray("$A,1*CF00\n") << false;
-    }
-
-    void takesForAStatusReport()
-    {
-        QFETCH(QByteArray, line);
-        QFETCH(bool, taken);
-        ServiceFixture link;
-        link.probe.sendEnabled = true;
-        link.receive(line);
-        QCOMPARE(link.takeSignals(), QStringList(message(line)));
-        QCOMPARE(link.probe.statusAnswered, taken);
-        QCOMPARE(link.probe.waitTicks, taken ? 3 : 2);
-        QCOMPARE(link.sent(), taken ? QByteArray("$V") + kAnswer : QByteArray("$V"));
-    }
-
-    // Lines without a checksum.
-
-    void theBootloadersAnnouncementEndsTheHunt()
-    {
-        ServiceFixture link;
-        link.probe.portFound = true;
-        bool readyAtSignal = false;
-        connect(&link.service, &Serial_Connect::GotMessageNoCRC, this,
-            [&link, &readyAtSignal] { readyAtSignal = link.settings.deviceReady; });
-        link.receive("$Bootloader\n");
-        QVERIFY(link.settings.deviceReady);
-        QVERIFY(!link.probe.portFound);
-        QVERIFY(readyAtSignal);
-        QCOMPARE(link.takeSignals(), bothMessages("$Bootloader\n"));
-        QCOMPARE(link.probe.crcLineCount, 0);
-        QVERIFY(link.port.isOpen());
-        QCOMPARE(link.sent(), QByteArray());
-    }
-
-    void onlyTheExactAnnouncementEndsTheHunt_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::newRow("carriage return") << QByteArray("$Bootloader\r\n");
-        QTest::newRow("lower case") << QByteArray("$bootloader\n");
-        QTest::newRow("something before") << QByteArray("x$Bootloader\n");
-        QTest::newRow("something after") << QByteArray("$Bootloader,1\n");
-        QTest::newRow("cut") << QByteArray("$Bootloade\n");
-    }
-
-    void onlyTheExactAnnouncementEndsTheHunt()
-    {
-        QFETCH(QByteArray, line);
-        ServiceFixture link;
-        link.probe.portFound = true;
-        link.receive(line);
-        QVERIFY(!link.settings.deviceReady);
-        QVERIFY(link.probe.portFound);
-        QCOMPARE(link.takeSignals(), bothMessages(line));
-    }
-
-    void aLineWithoutChecksumGivesBothSignals()
-    {
-        ServiceFixture link;
-        link.probe.sendEnabled = true;
-        link.receive("xx$STATUS,1\r\n");
-        QCOMPARE(link.takeSignals(), bothMessages("xx$STATUS,1\r\n"));
-        QCOMPARE(link.probe.crcLineCount, 0);
-        QVERIFY(!link.probe.statusAnswered);
-        QCOMPARE(link.sent(), QByteArray());
-    }
-
-    void aLineWithoutDollarGivesNothing_data()
-    {
-        QTest::addColumn<QByteArray>("line");
-        QTest::newRow("empty") << QByteArray("\n");
-        QTest::newRow("text") << QByteArray("STATUS\n");
-        QTest::newRow("with a checksum") << QByteArray("STATUS*3BC1\n");
-        QTest::newRow("announcement") << QByteArray("Bootloader\n");
-    }
-
-    void aLineWithoutDollarGivesNothing()
-    {
-        QFETCH(QByteArray, line);
-        ServiceFixture link;
-        link.receive(line);
-        QVERIFY(link.takeSignals().isEmpty());
-        QCOMPARE(link.probe.crcLineCount, 0);
-        QCOMPARE(link.sent(), QByteArray());
-    }
-
-    void whatAnEarlierLineLeftBehindIsNotRead()
-    {
-        ServiceFixture link;
-        link.receive("0123456789$V*3834\n");
-        link.takeSignals();
-        link.receive("noise\n");
-        QVERIFY(link.takeSignals().isEmpty());
-        link.receive("$V*38\n");
-        QVERIFY(link.takeSignals().isEmpty());
-        QCOMPARE(link.probe.crcLineCount, 1);
-    }
-
-    void aReceivedNulCutsTheText()
-    {
-        ServiceFixture link;
-        link.receive(QByteArray("$ON\0E\n", 6));
-        QVERIFY(link.takeSignals().isEmpty());
-        link.receive(QByteArray("$ST\0ATUS*3BC1\n", 14));
-        QVERIFY(link.takeSignals().isEmpty());
-        link.receive("$TWO\n");
-        QCOMPARE(link.takeSignals(), bothMessages("$TWO\n"));
-    }
-
-    void bytesThatAreNoTextArriveAsReplacements()
-    {
-        ServiceFixture link;
-        const QByteArray line = "$\xff" + QByteArray("\xc3\xa4\n");
-        link.receive(line);
-        const QString text = QStringLiteral("$\uFFFD\u00E4\n");
-        QCOMPARE(link.takeSignals(),
-            QStringList(
-                {QStringLiteral("GotMessageNoCRC ") + text, QStringLiteral("GotMessage ") + text}));
     }
 };
 

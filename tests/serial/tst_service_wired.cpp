@@ -1,9 +1,11 @@
-// The service wired as it is meant to be: the port's readyRead() to SerialGotData(), a periodic
-// timer to OnTimeout(). Three adapters are on the bus, and one of them has a board.
+// The service on real ports, wired as it is meant to be: the port's readyRead() to SerialGotData(),
+// a periodic timer to OnTimeout().
 
-#include "tests/serial/HuntFixture.h"
+#include "tests/serial/ServiceFixture.h"
+#include "tests/support/PortNames.h"
 #include "tests/support/TestProgram.h"
 #include "virtualboard/Board.h"
+#include "virtualboard/UsbBus.h"
 
 #include <QElapsedTimer>
 #include <QSocketNotifier>
@@ -11,6 +13,7 @@
 
 #include <array>
 #include <chrono>
+#include <memory>
 #include <unistd.h>
 
 using namespace std::chrono_literals;
@@ -19,8 +22,29 @@ namespace {
 
 constexpr auto kTick = 10ms;
 
+constexpr int kTicksUntilOpen = 9;
+
 // The board's time runs faster, so that its report of every second fits the ticks.
 constexpr int kBoardHaste = 10;
+
+/// The bus, with an adapter for each number of a port. Outlives the port: closing one asks the bus.
+class Adapters
+{
+public:
+    explicit Adapters(int count)
+    {
+        for (int number = 0; number < count; ++number) {
+            Adapter adapter;
+            adapter.portName = uniquePortName(number);
+            m_adapters.push_back(m_bus.plug(adapter));
+        }
+    }
+    [[nodiscard]] PluggedAdapter& at(std::size_t number) const { return *m_adapters.at(number); }
+
+private:
+    UsbBus m_bus;
+    std::vector<std::unique_ptr<PluggedAdapter>> m_adapters;
+};
 
 /// What is connected to an adapter.
 class FarEnd : public QObject
@@ -130,71 +154,65 @@ class TestServiceWired : public QObject
     Q_OBJECT
 
 private slots:
-    void findsTheBoardAmongThree_data()
-    {
-        QTest::addColumn<int>("place");
-        QTest::newRow("first") << 0;
-        QTest::newRow("second") << 1;
-        QTest::newRow("third") << 2;
-    }
-
+    // The first port's device says nothing, the second one's nearly what a board says.
     void findsTheBoardAmongThree()
     {
-        QFETCH(int, place);
-        HuntFixture hunt;
-        const QString name = QStringLiteral("port %1").arg(place);
-        // The system lists the ports in the order of plugging.
-        std::unique_ptr<ReportingBoard> board;
-        std::vector<std::unique_ptr<FarEnd>> others;
-        for (int i = 0; i < 3; ++i) {
-            if (i == place) {
-                board = std::make_unique<ReportingBoard>(hunt.plug(i));
-                continue;
-            }
-            PluggedAdapter& adapter = hunt.plug(i);
-            if (others.empty())
-                others.push_back(std::make_unique<FarEnd>(adapter)); // says nothing
-            else
-                others.push_back(std::make_unique<NoisyDevice>(adapter));
-        }
+        const Adapters adapters(3);
+        const FarEnd silent(adapters.at(0));
+        const NoisyDevice noisy(adapters.at(1));
+        const ReportingBoard board(adapters.at(2));
+        ServiceFixture<QSerialPort> fixture;
         QStringList lines;
-        connect(
-            &hunt.service, &Serial_Connect::GotMessage, this, [&hunt, &lines](const QString& line) {
-                lines << hunt.portState() + QLatin1Char(' ') + line;
+        connect(&fixture.service, &Serial_Connect::GotMessage, this,
+            [&fixture, &lines](const QString& line) {
+                if (fixture.port.portName() == uniquePortName(2))
+                    lines << QString::number(fixture.port.baudRate()) + QLatin1Char(' ') + line;
             });
-        hunt.probe.sendEnabled = true;
-        connect(&hunt.port, SIGNAL(readyRead()), &hunt.service, SLOT(SerialGotData()));
-        connect(&hunt.probe.timer, SIGNAL(timeout()), &hunt.service, SLOT(OnTimeout()));
-        hunt.probe.timer.start(kTick);
+        fixture.probe.sendEnabled = true;
+        connect(&fixture.probe.timer, SIGNAL(timeout()), &fixture.service, SLOT(OnTimeout()));
+        fixture.probe.timer.start(kTick);
 
-        QTRY_VERIFY_WITH_TIMEOUT(hunt.settings.deviceReady, 30000);
-        QCOMPARE(hunt.portState(), name + QStringLiteral(" at 115200"));
-        QCOMPARE(board->runs(), vboard::Runs::Bootloader);
-        QVERIFY(board->heard().endsWith("$BOOTLOADM*9FEC\n"));
-        const QStringList boardLines = lines.filter(name);
-        QCOMPARE(boardLines.first(), name + QStringLiteral(" at 19200 $STATUS*3BC1\n"));
-        QCOMPARE(boardLines.last(), name + QStringLiteral(" at 115200 $Bootloader\n"));
-        for (const auto& other : others)
-            QVERIFY(!other->heard().contains("$BOOTLOADM"));
+        QTRY_VERIFY_WITH_TIMEOUT(fixture.settings.deviceReady, 30000);
+        QCOMPARE(board.runs(), vboard::Runs::Bootloader);
+        QVERIFY(board.heard().endsWith("$BOOTLOADM*9FEC\n"));
+        QCOMPARE(lines.first(), QStringLiteral("19200 $STATUS*3BC1\n"));
+        QCOMPARE(lines.last(), QStringLiteral("115200 $Bootloader\n"));
+        QVERIFY(!(silent.heard() + noisy.heard()).contains("$BOOTLOADM"));
 
         // Once found, the port stays open and is read on.
         const auto heard = lines.size();
         QTRY_VERIFY(lines.size() > heard);
-        QCOMPARE(hunt.portState(), name + QStringLiteral(" at 115200"));
+        QCOMPARE(lines.last(), QStringLiteral("115200 $Bootloader\n"));
     }
 
-    void findsNothingWhileSendingIsDisabled()
+    // The hunt may close the port before the event loop comes round again.
+    void whatIsSentLeavesWithoutATurnOfTheEventLoop()
     {
-        HuntFixture hunt;
-        const ReportingBoard board(hunt.plug(3));
-        connect(&hunt.port, &QSerialPort::readyRead, &hunt.service, &Serial_Connect::SerialGotData);
-        connect(&hunt.probe.timer, &QTimer::timeout, &hunt.service, &Serial_Connect::OnTimeout);
-        hunt.probe.timer.start(kTick);
-        QTRY_COMPARE_WITH_TIMEOUT(hunt.probe.portIndex, 1, 30000);
-        QVERIFY(!hunt.settings.deviceReady);
-        QCOMPARE(board.runs(), vboard::Runs::Application);
-        QVERIFY(board.heard().startsWith("$V"));
-        QVERIFY(!board.heard().contains("$BOOTLOADM"));
+        const Adapters adapters(1);
+        ServiceFixture<QSerialPort> fixture;
+        for (int tick = 0; tick < kTicksUntilOpen; ++tick)
+            fixture.service.OnTimeout();
+        fixture.probe.sendEnabled = true;
+        protocol::Line line("$A,1");
+        fixture.service.AddCRC_nSend(line.buffer().data());
+        QCOMPARE(fixture.port.bytesToWrite(), qint64(0));
+        fixture.service.WriteMessage(QStringLiteral("$V"));
+        QCOMPARE(fixture.port.bytesToWrite(), qint64(0));
+        QByteArray data = "$W";
+        QCOMPARE(fixture.service.WriteMessage(data), 2);
+        QCOMPARE(fixture.port.bytesToWrite(), qint64(0));
+    }
+
+    void closesAPortThatVanishesAndKeepsOneThatFails()
+    {
+        const Adapters adapters(1);
+        ServiceFixture<QSerialPort> fixture;
+        for (int tick = 0; tick < kTicksUntilOpen; ++tick)
+            fixture.service.OnTimeout();
+        emit fixture.port.errorOccurred(QSerialPort::ResourceError);
+        QVERIFY(fixture.port.isOpen());
+        adapters.at(0).unplug();
+        QTRY_VERIFY(!fixture.port.isOpen());
     }
 };
 
