@@ -58,126 +58,63 @@ class TestFirmwareFile : public QObject
     Q_OBJECT
 
 private slots:
-    void aDataLineHasSixtyFourBytes() { QCOMPARE(DataLineBytes().size(), std::size_t(64)); }
-
-    void erasedFlashReadsAsFf() { QCOMPARE(kErasedByte, '\xFF'); }
-
-    void fillsUpWhatTheImageDoesNotHave_data()
+    void givesTheImagesBytesAndErasedFlash_data()
     {
+        QTest::addColumn<QByteArray>("image");
         QTest::addColumn<qint64>("address");
         QTest::addColumn<qint64>("fromTheImage");
-        QTest::newRow("at the start") << qint64(0) << kLineSize;
-        QTest::newRow("inside") << qint64(20) << kLineSize;
-        QTest::newRow("up to the last byte") << kImageSize - kLineSize << kLineSize;
-        QTest::newRow("one byte over the end") << kImageSize - kLineSize + 1 << kLineSize - 1;
-        QTest::newRow("straddling the end") << qint64(64) << qint64(36);
-        QTest::newRow("the last byte") << kImageSize - 1 << qint64(1);
-        QTest::newRow("at the end") << kImageSize << qint64(0);
-        QTest::newRow("one past the end") << kImageSize + 1 << qint64(0);
-        QTest::newRow("far past the end") << qint64(0xDFFC0) << qint64(0);
+        const auto row = [](const char* name, qint64 address, qint64 fromTheImage) {
+            QTest::newRow(name) << imageBytes() << address << fromTheImage;
+        };
+        row("at the start", 0, kLineSize);
+        row("inside", 20, kLineSize);
+        row("up to the last byte", kImageSize - kLineSize, kLineSize);
+        row("one byte over the end", kImageSize - kLineSize + 1, kLineSize - 1);
+        row("the last byte", kImageSize - 1, 1);
+        row("at the end", kImageSize, 0);
+        row("one past the end", kImageSize + 1, 0);
+        row("far past the end", 0xDFFC0, 0);
+        row("before the start", -64, 0);
+        QTest::newRow("an empty image") << QByteArray() << qint64(0) << qint64(0);
+        QTest::newRow("bytes that are ends of lines and files to some")
+            << QByteArray("\r\n\n\r\x1A\0\x80\xFF", 8) << qint64(0) << qint64(8);
     }
 
-    void fillsUpWhatTheImageDoesNotHave()
+    // Resources behave unlike files where a seek goes past their end.
+    void givesTheImagesBytesAndErasedFlash()
     {
+        QFETCH(QByteArray, image);
         QFETCH(qint64, address);
         QFETCH(qint64, fromTheImage);
-        const QByteArray expected = expectedLine(imageBytes(), address);
-        QVERIFY(expected.endsWith(erased(kLineSize - fromTheImage)));
+        QCOMPARE(kLineSize, 64);
+        QVERIFY(expectedLine(image, address).endsWith(erased(kLineSize - fromTheImage)));
 
-        OpenFile file(imageBytes());
-        QCOMPARE(dataLine(file, address), expected);
-    }
-
-    void aResourceReadsLikeAFile_data() { fillsUpWhatTheImageDoesNotHave_data(); }
-
-    void aResourceReadsLikeAFile()
-    {
-        QFETCH(qint64, address);
+        OpenFile file(image);
+        QCOMPARE(dataLine(file, address), expectedLine(image, address));
         QFile resource(QStringLiteral(":/firmware_sample.txt"));
         QVERIFY(resource.open(QIODevice::ReadOnly));
-        const QByteArray image = resource.readAll();
-        QCOMPARE(image.size(), kImageSize);
-        QCOMPARE(dataLine(resource, address), expectedLine(image, address));
+        const QByteArray sample = resource.readAll();
+        QCOMPARE(sample.size(), kImageSize);
+        QCOMPARE(dataLine(resource, address), expectedLine(sample, address));
+        // Whatever was read before.
+        QCOMPARE(dataLine(resource, 0), expectedLine(sample, 0));
+        QCOMPARE(dataLine(file, 0), expectedLine(image, 0));
     }
 
-    void theOrderOfReadingDoesNotMatter()
+    void isErasedFlashWhereNoFileCanBeRead()
     {
-        const QByteArray image = imageBytes(5000);
-        OpenFile file(image);
-        for (const qint64 address : {4992, 0, 9000, 64, 4992, 128, 4999, 0})
-            QCOMPARE(dataLine(file, address), expectedLine(image, address));
-    }
-
-    void beforeTheStartIsErasedFlash()
-    {
-        OpenFile file(imageBytes());
-        QCOMPARE(dataLine(file, 0), expectedLine(imageBytes(), 0));
-        // Not what follows the line before.
-        QCOMPARE(dataLine(file, -64), erased(kLineSize));
-    }
-
-    void readsPastTheEndDoNotSpoilTheNextRead()
-    {
-        QFile resource(QStringLiteral(":/firmware_sample.txt"));
-        QVERIFY(resource.open(QIODevice::ReadOnly));
-        const QByteArray first = dataLine(resource, 0);
-        QCOMPARE(dataLine(resource, kImageSize + 1), erased(kLineSize));
-        QCOMPARE(dataLine(resource, 0), first);
-    }
-
-    void aWholeImageIsReadLineByLine()
-    {
-        const QByteArray image = imageBytes(0x1000 + 10);
-        OpenFile file(image);
-        QByteArray read;
-        for (qint64 address = 0; address < 0x2000; address += kLineSize)
-            read += dataLine(file, address);
-        QCOMPARE(read, image + erased(0x2000 - image.size()));
-    }
-
-    void bytesAreNotInterpreted()
-    {
-        QByteArray image("\r\n\n\r\x1A\0\x80\xFF", 8);
-        OpenFile file(image);
-        QCOMPARE(dataLine(file, 0), image + erased(kLineSize - image.size()));
-    }
-
-    void anEmptyImageIsErasedFlash()
-    {
-        OpenFile file({});
-        QCOMPARE(dataLine(file, 0), erased(kLineSize));
-        QCOMPARE(dataLine(file, 0x1000), erased(kLineSize));
-    }
-
-    void aFileThatIsNotOpenIsErasedFlash()
-    {
-        OpenFile file(imageBytes());
-        file.close();
+        const OpenFile image(imageBytes());
+        QFile writable(image.fileName());
+        QVERIFY(writable.open(QIODevice::WriteOnly | QIODevice::Append));
+        QFile missing(QStringLiteral(":/no/such/file.bin"));
+        QFile closed(image.fileName());
+        QFile withoutName;
+        QCOMPARE(writable.size(), kImageSize);
+        QCOMPARE(dataLine(writable, 0), erased(kLineSize));
         // Qt warns where a closed file is read.
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
-        QCOMPARE(dataLine(file, 0), erased(kLineSize));
-    }
-
-    void aMissingFileIsErasedFlash()
-    {
-        QFile file(QStringLiteral(":/no/such/file.bin"));
-        QVERIFY(!file.open(QIODevice::ReadOnly));
-        QCOMPARE(dataLine(file, 0), erased(kLineSize));
-    }
-
-    void aFileWithoutANameIsErasedFlash()
-    {
-        QFile file;
-        QCOMPARE(dataLine(file, 0x1000), erased(kLineSize));
-    }
-
-    void aFileThatCannotBeReadIsErasedFlash()
-    {
-        const OpenFile contents(imageBytes());
-        QFile file(contents.fileName());
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
-        QCOMPARE(file.size(), kImageSize);
-        QCOMPARE(dataLine(file, 0), erased(kLineSize));
+        for (QFile* const file : {&missing, &closed, &withoutName})
+            QCOMPARE(dataLine(*file, 0), erased(kLineSize));
     }
 };
 
