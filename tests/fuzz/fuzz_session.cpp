@@ -14,6 +14,7 @@
 #include <QProgressBar>
 #include <QTextEdit>
 
+#include <algorithm>
 #include <memory>
 
 using namespace protocol;
@@ -31,6 +32,9 @@ bool isEvent(char byte)
 {
     return byte >= EventSwapBoards && byte <= EventTick;
 }
+
+/// A run begins at this image at most; the set has fewer.
+constexpr int kMostImages = 4;
 
 /// A dialog with two boards.
 class Dialog
@@ -105,7 +109,7 @@ void Dialog::prepare(MemoryPort<PortTest>& port, Input& input) const
     port.imageStep = input.below(ImageRestart + 1);
     port.retries = input.below(kProbeLines + 1);
     port.ticks = input.below(kProgramTicks + 2);
-    port.imageIndex = input.below(5);
+    port.imageIndex = input.below(kMostImages + 1);
     port.imageWait = input.below(kImageRestartWait + 1);
     port.blockNumber = input.below(4);
     port.imageOffset = input.below(4) * kBlockSize;
@@ -162,7 +166,14 @@ void Dialog::expectSound(const MemoryPort<PortTest>& port) const
     expect(port.rxIndex >= 0 && port.rxIndex < protocol::kLineCapacity, "write position");
     expect(port.state >= StateLoad && port.state <= StateFinish, "state");
     expect(port.phase >= PhaseNotCaptured && port.phase <= PhaseVerified, "phase");
-    expect(port.flashAddress >= 0 && port.imageIndex >= 0 && port.imageOffset >= 0, "positions");
+    const auto images = DialogBootloadProbe(*m_dialog).images().size();
+    expect(port.flashAddress >= 0 && port.imageOffset >= 0, "positions");
+    // A run may begin past the last image, and stays where it is then.
+    expect(port.imageIndex >= 0 && port.imageIndex <= std::max<qsizetype>(images, kMostImages),
+        "image");
+    expect(port.fwStep >= FirmwareErase && port.fwStep <= FirmwareProgramChecked, "firmware step");
+    expect(port.imageStep >= ImageAnnounce && port.imageStep <= ImageRestart, "image step");
+    expect(port.ticks >= 0 && port.imageWait >= 0, "waits");
     // Each event sends one line at most, and a reply may send one of its own.
     expect(port.written.size() <= 2 * m_events, "lines sent");
     for (const QByteArray& line : port.written) {

@@ -7,8 +7,6 @@
 #include <QRegularExpression>
 #include <QTimer>
 
-#include <array>
-#include <poll.h>
 #include <unistd.h>
 
 namespace {
@@ -20,21 +18,6 @@ Adapter adapterBy(const QString& manufacturer, const QString& description, int i
     adapter.manufacturer = manufacturer;
     adapter.description = description;
     return adapter;
-}
-
-/// What has come out of the far end so far; does not wait, and writes nothing into the line.
-QByteArray takeUnread(int descriptor)
-{
-    QByteArray all;
-    std::array<char, 4096> chunk{};
-    pollfd waiting{descriptor, POLLIN, 0};
-    while (::poll(&waiting, 1, 0) > 0 && (waiting.revents & POLLIN) != 0) {
-        const ssize_t count = ::read(descriptor, chunk.data(), chunk.size());
-        if (count <= 0)
-            break;
-        all.append(chunk.data(), count);
-    }
-    return all;
 }
 
 } // namespace
@@ -116,14 +99,6 @@ private slots:
         const QStringList course = log.all().filter(kFound);
         QCOMPARE(course.size(), 5);
         QVERIFY2(course.first().contains(QStringLiteral("Looked at")), qPrintable(course.first()));
-    }
-
-    void doesNothingWithoutAPort()
-    {
-        BusFixture session(JobUpdate, 0);
-        QVERIFY(session.probe().ports().isEmpty());
-        session.step(30);
-        QCOMPARE(session.log(), QString());
     }
 
     void opensAt19200EightBitsNoParity()
@@ -286,25 +261,6 @@ private slots:
             QCOMPARE(session.sent(i), framed("$MVER"));
     }
 
-    void closesWithAnUnpluggedPortAndFindsItAgain()
-    {
-        BusFixture session(JobImagesOnly);
-        session.enterBootloader();
-        session.adapter().unplug();
-        QTRY_VERIFY(!session.port().isOpen());
-        session.step(5);
-        session.closeDialog();
-        session.openDialog(JobUpdate);
-        QVERIFY(session.probe().ports().isEmpty());
-        session.closeDialog();
-
-        session.adapter().plugAgain();
-        session.openDialog(JobUpdate);
-        QCOMPARE(session.probe().ports().size(), 1);
-        session.step(2);
-        QCOMPARE(session.sent(), framed("$MVER"));
-    }
-
     void closesBeforeItKnowsOfTheUnplugging()
     {
         BusFixture session(JobUpdate, 2);
@@ -406,19 +362,6 @@ private slots:
         session.dialog().SendMessage(&session.port(), QStringLiteral("$G"));
         QCOMPARE(session.port().bytesToWrite(), qint64(0));
         QCOMPARE(session.sent(), QByteArray("$G\n"));
-    }
-
-    void everyLineReachesABoardThatReadsLate()
-    {
-        BusFixture session;
-        qsizetype sent = 0;
-        // How much the line holds differs from time to time.
-        for (int waiting = 0; waiting < 10; ++sent) {
-            session.dialog().AddCRC_nSend(&session.port(), QLatin1Char('$') + QString(200, u'y'));
-            waiting += session.port().bytesToWrite() > 0 ? 1 : 0;
-        }
-        qsizetype lines = 0;
-        QTRY_COMPARE((lines += takeUnread(session.adapter().masterFd()).count('*')), sent);
     }
 };
 
