@@ -132,18 +132,6 @@ private slots:
         QCOMPARE(session.bar("progressBarVerify").value(), 0);
     }
 
-    void beginsWithTheFifthStep()
-    {
-        SessionFixture session;
-        enterFirmware(session);
-        QCOMPARE(session.sent(), QByteArray());
-        session.step();
-        QCOMPARE(session.sent(), framed("$E,1000,1"));
-        session.reply("$EACK");
-        const QByteArray firmware = smallReleaseSet().value(QStringLiteral("fw1.bin"));
-        QCOMPARE(session.sent(), framed(dataLine(firmware, 0x1000)));
-    }
-
     void takesDataFromTheOffsetOfItsAddress_data()
     {
         QTest::addColumn<int>("size");
@@ -252,19 +240,6 @@ private slots:
             // The fourth time it is programmed as it is, without limit.
             QCOMPARE(session.sent(), framed(fill < 3 ? "$E,1000,1" : "$P,1000,1000"));
         }
-    }
-
-    void announcesTheFirstImageSevenStepsAfterTheLastPage()
-    {
-        SessionFixture session;
-        session.enterBootloader();
-        session.setFields({{"flashAddress", 0xE0000}, {"fwStep", 2}});
-        session.reply("$PACK");
-        // The step that follows the acknowledgement begins the wait.
-        session.step(6);
-        QCOMPARE(session.sent(), QByteArray());
-        session.step();
-        QCOMPARE(session.sent(), framed("$I,00,01,12C,01"));
     }
 };
 

@@ -478,31 +478,6 @@ private slots:
         QCOMPARE(m_session->sent(), framed(blockLine(0, skips ? 1 : 0)));
     }
 
-    void waitsLongWhileErasingGoesOn()
-    {
-        m_session->setFields(somewhere({{"state", 4}, {"imageStep", 1}, {"imageWait", 2}}));
-        m_session->reply("$AACK,0");
-        m_session->step(60);
-        // Answered again, the wait begins again.
-        m_session->reply("$AACK,0");
-        m_session->step(120);
-        QCOMPARE(m_session->log(), QString());
-        QCOMPARE(m_session->sent(), QByteArray());
-        m_session->step();
-        QCOMPARE(m_session->log(), QStringLiteral("Command Timedout"));
-        QCOMPARE(m_session->sent(), QByteArray());
-        m_session->step();
-        QCOMPARE(m_session->sent(), framed("$A,1"));
-        m_session->reply("$AACK,1");
-        QCOMPARE(m_session->sent(), framed("$X"));
-        QCOMPARE(m_session->log(),
-            (QStringList{
-                QStringLiteral("Command Timedout"), kEraseText, QStringLiteral("Images Erased")}
-                    .join('\n')));
-        m_session->step(4);
-        QVERIFY(m_session->log().endsWith(QStringLiteral("Images Erased\nBootload Complete")));
-    }
-
     void ignoresALateBlockOfTheImageBefore()
     {
         m_session->setFields(somewhere({{"state", 5}, {"imageIndex", 0}, {"imageOffset", 512},
@@ -515,20 +490,6 @@ private slots:
         m_session->reply("$FACK,0,0");
         QCOMPARE(everything(), before);
         QCOMPARE(m_session->sent(), QByteArray());
-    }
-
-    void exitsOnce()
-    {
-        m_session->setFields(somewhere({{"state", 4}}));
-        m_session->reply("$AACK,1");
-        QCOMPARE(m_session->sent(), framed("$X"));
-        const QString before = everything();
-        for (const char* line : {"$AACK,1", "$AACK,0", "$IACK,1", "$IACK,0", "$FACK,9", "$FACK,8,1",
-                 "$XACK", "$Bootloader"})
-            m_session->reply(line);
-        QCOMPARE(everything(), before);
-        QCOMPARE(m_session->sent(), QByteArray());
-        QCOMPARE(m_session->log(), QStringLiteral("Images Erased"));
     }
 
     void comparesReadBack_data()
@@ -663,20 +624,6 @@ private slots:
             QCOMPARE(everything(), before);
         }
         QCOMPARE(m_session->sent(), QByteArray());
-    }
-
-    void takesReadBackAgainAfterAFailure()
-    {
-        m_session->setFields({{"state", 0}});
-        m_session->step();
-        m_session->setFields(somewhere({{"state", 0x1080}, {"phase", 3}}));
-        for (int i = 0; i < 3; ++i)
-            m_session->reply(readBack(0x1080, QByteArray(64, '\1')));
-        QCOMPARE(m_session->log(), QStringLiteral("Veify Failed\nVeify Failed\nVeify Failed"));
-        QCOMPARE(m_session->port().flashAddress, 0x1040);
-        m_session->reply(readBack(0x1080, firmwareBytes(0x1080)));
-        QCOMPARE(m_session->port().flashAddress, 0x10C0);
-        QCOMPARE(m_session->port().phase, 3);
     }
 
     void logsWhatItHears_data()

@@ -315,18 +315,6 @@ private slots:
         QCOMPARE(session.log(), QString());
     }
 
-    void keepsProbingWhenTheBoardAnswers()
-    {
-        SessionFixture session;
-        session.step(3);
-        session.reply("$MVERR,D.02n");
-        QCOMPARE(session.sent(), framedAll({"$MVER", "$MVER", "$BOOTLOADM"}));
-        QByteArrayList expected(6, "$MVER");
-        expected += QByteArrayList(2, "$BOOTLOADM");
-        QCOMPARE(sentAtEachStep(session, 8), expected);
-        QVERIFY(!session.port().isOpen());
-    }
-
     void sendsTheTenthProbingLineBeforeThePortCloses()
     {
         SessionFixture session;
@@ -358,19 +346,6 @@ private slots:
         QCOMPARE(session.port().baudRate(QSerialPort::Output), 921600);
     }
 
-    void waitsForTheBootloaderWithoutLimit()
-    {
-        SessionFixture session;
-        session.step(12);
-        (void)session.sent();
-        const QString before = toText(session.fields());
-        session.step(1000);
-        QCOMPARE(toText(session.fields()), before);
-        QCOMPARE(session.sent(), QByteArray());
-        QCOMPARE(session.log(), QString());
-        QCOMPARE(session.labelText("label_Status"), QStringLiteral("Status"));
-    }
-
     void forgetsABootloaderHeardWhileProbing()
     {
         SessionFixture session;
@@ -392,76 +367,12 @@ private slots:
         QCOMPARE(session.port().state, 0);
     }
 
-    void stepsAPortThatIsNotOpen()
-    {
-        SessionFixture session;
-        session.port().close();
-        session.step(11);
-        QCOMPARE(session.port().state, 6);
-        QCOMPARE(session.sent(), QByteArray());
-        session.step();
-        QCOMPARE(session.port().state, 3);
-        QVERIFY(session.port().isOpen());
-    }
-
     void stepsNothingWithoutPorts()
     {
         SessionFixture session(JobUpdate, 0);
         QVERIFY(session.probe().ports().isEmpty());
         session.step(20);
         QCOMPARE(session.log(), QString());
-    }
-
-    void sendsTheFirstHeaderOnTheEighthStep()
-    {
-        SessionFixture session(JobImagesOnly);
-        session.step(13);
-        session.reply("$Bootloader");
-        session.step();
-        QCOMPARE(session.port().state, 0);
-        session.step();
-        QCOMPARE(session.port().state, 5);
-        (void)session.sent();
-        QByteArrayList expected(7, "-");
-        expected << kHeaderA;
-        QCOMPARE(sentAtEachStep(session, 8), expected);
-    }
-
-    void sendsAHeaderAgainAfterThreeSteps()
-    {
-        SessionFixture session(JobImagesOnly);
-        session.enterBootloader();
-        const QByteArray header = kHeaderA;
-        QCOMPARE(sentAtEachStep(session, 12),
-            (QByteArrayList{"-", "-", "-", header, "-", "-", "-", header, "-", "-", "-", header}));
-    }
-
-    void sendsABlockAgainAfterThreeSteps()
-    {
-        SessionFixture session(JobImagesOnly);
-        session.enterBootloader();
-        session.reply("$IACK,0");
-        const QByteArray block = blockLine(0, 0);
-        QCOMPARE(session.sent(), framed(block));
-        QCOMPARE(sentAtEachStep(session, 8),
-            (QByteArrayList{"-", "-", "-", block, "-", "-", "-", block}));
-        QCOMPARE(session.port().imageOffset, 0);
-    }
-
-    void sendsEraseImagesAgainAfterItsWait()
-    {
-        SessionFixture session(JobEraseImages);
-        session.step(13);
-        session.reply("$Bootloader");
-        session.step(2);
-        QCOMPARE(session.port().state, 4);
-        (void)session.sent();
-        // Two steps of the wait, one that gives up, and the next sends.
-        QCOMPARE(sentAtEachStep(session, 10),
-            (QByteArrayList{"-", "$A,1", "-", "-", "-", "$A,1", "-", "-", "-", "$A,1"}));
-        const QString timedOut = QStringLiteral("Command Timedout");
-        QCOMPARE(session.log(),
-            (QStringList{kEraseText, timedOut, kEraseText, timedOut, kEraseText}.join('\n')));
     }
 
     void logsThatThePortDidNotOpenAtTheFastSpeed()
@@ -473,76 +384,6 @@ private slots:
         session.step();
         QCOMPARE(session.port().state, qint32{StateWaitForBootloader});
         QCOMPARE(log.with(QStringLiteral("Could not open port")).size(), 1);
-    }
-
-    void sendsFirmwareLinesAgainAfterTheirTicks_data()
-    {
-        QTest::addColumn<SessionFields>("given");
-        QTest::addColumn<int>("quietTicks");
-        QTest::addColumn<QByteArray>("again");
-        QTest::newRow("data") << SessionFields{{"fwStep", 1}, {"ticks", 4}} << 3
-                              << erasedLine("40");
-        QTest::newRow("erase") << SessionFields{{"fwStep", 0}, {"ticks", 4}} << 3
-                               << QByteArray("$E,1040,1");
-        QTest::newRow("program") << SessionFields{{"fwStep", 2}, {"ticks", 18}} << 17
-                                 << QByteArray("$P,40,1000");
-        QTest::newRow("check") << SessionFields{{"fwStep", 2}, {"ticks", 18}, {"phase", 2}} << 17
-                               << QByteArray("$C,1000,DFFFF");
-        QTest::newRow("program after check") << SessionFields{{"fwStep", 3}, {"ticks", 18},
-            {"phase", 2}} << 17 << QByteArray("$P,40,1000");
-    }
-
-    void sendsFirmwareLinesAgainAfterTheirTicks()
-    {
-        QFETCH(SessionFields, given);
-        QFETCH(int, quietTicks);
-        QFETCH(QByteArray, again);
-        SessionFixture session;
-        session.setFields(with(somewhere({{"state", 11}}), given));
-        session.step();
-        QVERIFY(!session.sent().isEmpty());
-        QByteArrayList expected;
-        for (int i = 0; i < 3; ++i)
-            expected << QByteArrayList(quietTicks, "-") << again;
-        QCOMPARE(sentAtEachStep(session, static_cast<int>(expected.size())), expected);
-    }
-
-    void sendsNoDataForAPageThatIsNotErased()
-    {
-        SessionFixture session;
-        session.setFields(
-            somewhere({{"state", 11}, {"flashAddress", 0x3000}, {"fwStep", 0}, {"ticks", 4}}));
-        session.step();
-        QCOMPARE(session.sent(), framed("$E,3000,1"));
-        // Late, for a line of the page before.
-        session.reply("$DACK");
-        QCOMPARE(session.port().flashAddress, 0x3000);
-        QCOMPARE(session.sent(), QByteArray());
-        session.step(4);
-        QCOMPARE(session.sent(), framed("$E,3000,1"));
-        session.reply("$EACK");
-        QVERIFY(session.sent().startsWith("$D,0,"));
-        session.reply("$DACK");
-        QVERIFY(session.sent().startsWith("$D,40,"));
-    }
-
-    void finishesOnTheFourthStepAndOnlyOnce()
-    {
-        SessionFixture session;
-        session.setFields(somewhere({{"state", 15}, {"ticks", 0}}));
-        session.step(3);
-        QVERIFY(session.port().isOpen());
-        QCOMPARE(session.log(), QString());
-        session.step();
-        QVERIFY(!session.port().isOpen());
-        QCOMPARE(session.log(), QStringLiteral("Bootload Complete"));
-
-        QVERIFY(session.port().open(QIODevice::ReadWrite));
-        session.step(300);
-        QVERIFY(session.port().isOpen());
-        QCOMPARE(session.log(), QStringLiteral("Bootload Complete"));
-        QCOMPARE(session.port().state, 15);
-        QCOMPARE(session.sent(), QByteArray());
     }
 };
 

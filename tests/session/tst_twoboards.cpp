@@ -2,36 +2,6 @@
 #include "tests/session/SessionFixture.h"
 #include "tests/support/TestProgram.h"
 
-namespace {
-
-/// The next of a board's commands as the lines arrive, without its checksum; empty when there is
-/// none.
-QByteArray takeLine(QByteArray& bytes)
-{
-    const qsizetype end = bytes.indexOf('*');
-    if (end < 0)
-        return {};
-    QByteArray line = bytes.left(end);
-    const qsizetype next = bytes.indexOf('$', end);
-    bytes = next < 0 ? QByteArray() : bytes.mid(next);
-    return line;
-}
-
-/// A healthy board's answer to `line`; empty when it has none.
-QByteArray answerTo(const QByteArray& line)
-{
-    if (line.startsWith("$I,"))
-        return "$IACK,0";
-    if (line.startsWith("$F,"))
-        return "$FACK," + line.mid(3, line.indexOf(',', 3) - 3);
-    return {};
-}
-
-/// The words of a whole job with the small set: a header and its blocks for each image.
-constexpr QByteArrayView kJobWords{"$I $F $F $F $I $F $I $F $X"};
-
-} // namespace
-
 /// Two boards at once.
 class TestTwoBoards : public QObject
 {
@@ -128,19 +98,6 @@ private slots:
         QCOMPARE(session.sent(0), answer);
     }
 
-    void advancesTheOthersTimeouts()
-    {
-        SessionFixture session(JobImagesOnly, 2);
-        session.setFields(somewhere({{"state", 11}}), 0);
-        session.setFields(
-            somewhere({{"state", 5}, {"imageIndex", 0}, {"imageStep", 0}, {"imageWait", 3}}), 1);
-        for (int i = 0; i < 3; ++i)
-            session.reply("$DACK", 0);
-        QCOMPARE(session.sent(1), QByteArray());
-        session.reply("$DACK", 0);
-        QCOMPARE(session.sent(1), framed(kHeaderA));
-    }
-
     void sendsNoLineAgainBeforeItsAnswerCanHaveCome_data()
     {
         QTest::addColumn<SessionFields>("given");
@@ -209,22 +166,6 @@ private slots:
         QCOMPARE(session.sent(0), framed(kHeaderC));
     }
 
-    void probesOnWhileTheOtherWrites()
-    {
-        SessionFixture session(JobUpdate, 2);
-        session.setFields(somewhere({{"state", 11}}), 0);
-        session.setFields(somewhere({{"state", 1}}), 1);
-        for (int i = 0; i < 12; ++i)
-            session.reply("$DACK", 0);
-        QCOMPARE(session.port(1).state, 3);
-        QCOMPARE(session.port(1).baudRate(), 921600);
-        QCOMPARE(session.port(0).baudRate(), 19200);
-        QByteArrayList expected(8, "$MVER");
-        expected += QByteArrayList(2, "$BOOTLOADM");
-        QCOMPARE(session.sent(1), framedAll(expected));
-        QCOMPARE(session.port(0).flashAddress, 0x1040 + 12 * 64);
-    }
-
     void keepsTheSessionsApart()
     {
         SessionFixture session(JobImagesOnly, 2);
@@ -256,39 +197,6 @@ private slots:
         QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 2"));
         session.receive("RR,1\n", 0);
         QCOMPARE(session.labelText("label_UnitVersion"), QStringLiteral("Unit Version: 1"));
-    }
-
-    void finishesBothJobs()
-    {
-        SessionFixture session(JobImagesOnly, 2);
-        session.step(13);
-        session.reply("$Bootloader", 0);
-        session.reply("$Bootloader", 1);
-        session.step(2 + 8);
-        (void)session.sent(0);
-        (void)session.sent(1);
-        // Both headers are out; each board answers whatever it has been sent, the first one first.
-        QByteArrayList words[2] = {{"$I"}, {"$I"}};
-        QByteArray pending[2];
-        session.reply("$IACK,0", 0);
-        session.reply("$IACK,0", 1);
-        for (int turn = 0; turn < 40; ++turn) {
-            for (const int board : {0, 1}) {
-                pending[board] += session.sent(board);
-                const QByteArray line = takeLine(pending[board]);
-                words[board] += line.isEmpty() ? QByteArrayList() : QByteArrayList{line.left(2)};
-                if (!answerTo(line).isEmpty())
-                    session.reply(answerTo(line), board);
-            }
-        }
-        for (const int board : {0, 1}) {
-            QCOMPARE(words[board].join(' '), kJobWords.toByteArray());
-            QCOMPARE(session.port(board).state, 15);
-        }
-        session.step(4);
-        QVERIFY(!session.port(0).isOpen());
-        QVERIFY(!session.port(1).isOpen());
-        QCOMPARE(session.log(), QStringLiteral("Bootload Complete\nBootload Complete"));
     }
 
     void goesOnWhenTheOtherHasClosed()

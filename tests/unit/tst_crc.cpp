@@ -122,18 +122,6 @@ private slots:
         }
     }
 
-    void everyRunningValueIsAsTheBitwiseRegister()
-    {
-        for (unsigned crc = 0; crc <= 0xFFFF; ++crc) {
-            for (const unsigned data : {0x00U, 0x24U, 0x80U, 0xFFU}) {
-                const auto running = static_cast<std::uint16_t>(crc);
-                const auto byte = static_cast<std::uint8_t>(data);
-                if (crcStep(running, byte) != bitwiseStep(running, byte))
-                    QFAIL(qPrintable(QString::asprintf("crc %04X, data %02X", crc, data)));
-            }
-        }
-    }
-
     void theStepIsKnownAtCompileTime() { static_assert(crcStep(kCrcInitial, 'V') == 0x3834); }
 
     void aByteStepUpdatesAndReturnsTheSame()

@@ -2,12 +2,9 @@
 #include "tests/support/TestProgram.h"
 
 #include <QLoggingCategory>
-#include <QRandomGenerator>
-#include <QRegularExpression>
 #include <QTemporaryFile>
 
 #include <limits>
-#include <utility>
 
 namespace {
 
@@ -43,84 +40,6 @@ QByteArray bytesOf(const QByteArray& inside)
     return parsed("map[] = {" + inside + "};\n" + menuDescriptor()).data;
 }
 
-// The same rules by cutting the text into parts instead of walking along it.
-
-/// The low byte of the last two hexadecimal digits; what is no digit counts as 0.
-char referenceByte(const QByteArray& token)
-{
-    QByteArray digits = "00" + token.mid(2);
-    for (char& c : digits) {
-        if (!QByteArray("0123456789abcdefABCDEF").contains(c))
-            c = '0';
-    }
-    return QByteArray::fromHex(digits.last(2)).front();
-}
-
-QByteArray referenceBytes(const QString& array)
-{
-    static const QRegularExpression kPassedOver(QStringLiteral("[^0-9A-Za-z]"));
-    QStringList tokens = array.split(QLatin1Char(','));
-    tokens.replaceInStrings(kPassedOver, QString());
-    QByteArray bytes;
-    for (const QString& token : std::as_const(tokens)) {
-        if (token.startsWith(QLatin1String("0x")))
-            bytes.append(referenceByte(token.toLatin1()));
-    }
-    return bytes;
-}
-
-int referenceNumber(const QString& value)
-{
-    static const QRegularExpression kNumber(QStringLiteral("^-?[0-9]+$"));
-    const qlonglong number = kNumber.match(value).hasMatch() ? value.toLongLong() : 0;
-    return number == static_cast<int>(number) ? static_cast<int>(number) : 0;
-}
-
-void referenceDescriptor(const QString& descriptor, ImageFile& image)
-{
-    const QStringList entries = descriptor.split(QLatin1Char(','));
-    for (const QString& entry : entries) {
-        const QString key = entry.section(QLatin1Char('='), 0, 0).trimmed();
-        const QString value = entry.section(QLatin1Char('='), 1).remove(QLatin1Char('=')).trimmed();
-        if (key == QLatin1String(".header.w"))
-            image.width = referenceNumber(value);
-        if (key == QLatin1String(".header.h"))
-            image.height = referenceNumber(value);
-    }
-}
-
-/// The text between the first "{" of `text` and the next "}"; `text` is cut after it. Without a
-/// "}" the last part, which nothing ends, is left out.
-QString takeBraces(QString& text)
-{
-    const auto open = text.indexOf(QLatin1Char('{'));
-    if (open < 0)
-        return {};
-    text.remove(0, open + 1);
-    const auto close = text.indexOf(QLatin1Char('}'));
-    const auto end = close < 0 ? text.lastIndexOf(QLatin1Char(',')) + 1 : close;
-    QString inside = text.left(end);
-    text = close < 0 ? QString() : text.mid(close + 1);
-    return inside;
-}
-
-ImageFile reference(const QByteArray& text)
-{
-    QString rest = QString::fromLatin1(text);
-    ImageFile image;
-    image.data = referenceBytes(takeBraces(rest));
-    referenceDescriptor(takeBraces(rest), image);
-    return image;
-}
-
-QByteArray randomText(QRandomGenerator& random, const QList<QByteArray>& tokens, int count)
-{
-    QByteArray text;
-    for (int i = 0; i < count; ++i)
-        text += tokens.at(random.bounded(tokens.size()));
-    return text;
-}
-
 } // namespace
 
 class TestImageParser : public QObject
@@ -130,7 +49,7 @@ class TestImageParser : public QObject
 private slots:
     void initTestCase()
     {
-        // Two lines for each of a hundred thousand texts would hide what failed.
+        // Two lines for each of hundreds of texts would hide what failed.
         QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
     }
 
@@ -439,41 +358,6 @@ private slots:
         QCOMPARE(bytesOf(many + ", 0x01"), hex("01"));
         QCOMPARE(parsed("{0x01} {." + many + " = 2, .header.w = 3}").width, 3);
         QCOMPARE(parsed("{0x01} {.header.w = " + many + ", .header.h = 3}").width, 0);
-    }
-
-    void everyCutOfAFileIsReadAsByTheReference()
-    {
-        const QByteArray whole = "map[] = {0x12, 0x34, 0x5G,};\n" + menuDescriptor();
-        for (qsizetype size = 0; size <= whole.size(); ++size) {
-            const QByteArray cut = whole.first(size);
-            QCOMPARE(parsed(cut).data, reference(cut).data);
-            QCOMPARE(parsed(cut).width, reference(cut).width);
-            QCOMPARE(parsed(cut).height, reference(cut).height);
-        }
-    }
-
-    void randomTextsAreReadAsByTheReference()
-    {
-        const QList<QByteArray> inArray{"0x12", "0xA", "0x", "0XFF", "165", "0x1234", "0xg1", ",",
-            ",", ", ", ",\n", " ", "\r\n", "/* red */", "// x\n", "#if A == 1\n", "_", "\x80\xE1",
-            "x", "0", "{"};
-        const QList<QByteArray> inDescriptor{".header.w", ".header.h", " .header.w = 340,",
-            ".header.h=-230 ,", ".header.W", "=", "=", ",", ",", " ", "\n", "17", "99999999999",
-            "x", "{", "\xFF", ".data_size = 2 * N / 8"};
-        QRandomGenerator random(16180);
-        for (int round = 0; round < 20'000; ++round) {
-            const auto brace
-                = [&](const char* text) { return random.bounded(20) != 0 ? text : ""; };
-            const QByteArray text = "map[] = " + QByteArray(brace("{"))
-                + randomText(random, inArray, random.bounded(30)) + brace("}") + ";\nd = "
-                + brace("{") + randomText(random, inDescriptor, random.bounded(20)) + brace("}");
-            const ImageFile image = parsed(text);
-            const ImageFile expected = reference(text);
-            const QByteArray shown = text.toPercentEncoding(" {},=\n");
-            QVERIFY2(image.data == expected.data, shown);
-            QVERIFY2(image.width == expected.width, shown);
-            QVERIFY2(image.height == expected.height, shown);
-        }
     }
 };
 
