@@ -65,7 +65,8 @@ private slots:
         session.setFields({{"state", StateFinish}, {"ticks", 3}});
         session.step();
         session.closeDialog();
-        QCOMPARE(log.in(kJob).last(2),
+        const QStringList job = log.in(kJob);
+        QCOMPARE(job.last(2),
             (QStringList{
                 QStringLiteral("ttyUSB0 Bootload Complete"), QStringLiteral("Dialog closed")}));
     }
