@@ -1,0 +1,113 @@
+#include "doctor/Causes.h"
+
+#include <algorithm>
+#include <array>
+
+namespace doctor {
+
+namespace {
+
+using Kind = Row::Kind;
+
+struct CauseRow
+{
+    Cause cause;
+    Kind kind;
+    const char* topic;
+    /// %1 is the port, where it is one port's.
+    const char* text;
+};
+
+constexpr auto kCauses = std::to_array<CauseRow>({
+    // This computer
+    {Cause::AdapterThere, Kind::Ok, "adapter", "%1 is an FTDI adapter (%2)"},
+    {Cause::NoAdapter, Kind::ToDo, "adapter",
+        "none is there; plug in the machine's cable and switch the machine on"},
+    {Cause::OtherAdaptersOnly, Kind::ToDo, "adapter",
+        "no FTDI adapter is there, only %1, which the updater does not take; plug in the machine's "
+        "own cable"},
+    {Cause::ForeignDriver, Kind::ToDo, "adapter",
+        "%1 has an FTDI chip but a driver that names another manufacturer, so the updater does not "
+        "take it; install the chip maker's own driver for virtual COM ports, or plug in the "
+        "machine's own cable"},
+    {Cause::SeveralAdapters, Kind::ToDo, "adapter",
+        "there are %1, and the updater talks to all of them; leave the cable of one machine "
+        "plugged in, and unplug the others"},
+    {Cause::DriverThere, Kind::Ok, "driver", "%1 is driven by %2"},
+    {Cause::DriverNotLoaded, Kind::ToDo, "driver",
+        "an FTDI adapter is plugged in but has no serial port; run 'sudo modprobe ftdi_sio' and "
+        "plug it in again (if the port goes away at once, a program like brltty takes it: remove "
+        "that)"},
+    {Cause::Driverless, Kind::ToDo, "driver",
+        "an FTDI adapter is plugged in but has no driver; connect the computer to the network and "
+        "plug it in again, or install the chip maker's driver for virtual COM ports"},
+    {Cause::NotStarted, Kind::ToDo, "driver",
+        "an FTDI adapter is plugged in but Windows does not start it (problem %1); look at it in "
+        "the Device Manager, and try another USB socket"},
+    {Cause::VirtualPortOff, Kind::ToDo, "driver",
+        "an FTDI adapter is plugged in but has no serial port; in the Device Manager, at its USB "
+        "Serial Converter, Properties, Advanced, tick \"Load VCP\", and plug it in again"},
+    {Cause::MayOpen, Kind::Ok, "access", "%2 may open %1"},
+    {Cause::MayNotOpen, Kind::ToDo, "access",
+        "%2 may not open %1; run 'sudo adduser %2 %3' and log in again, or with the rule installed "
+        "log in at the computer's own screen"},
+    {Cause::NotHeld, Kind::Ok, "holder", "no program holds %1"},
+    {Cause::OthersUnseen, Kind::Unknown, "holder",
+        "no program of %2 holds %1; those of other users are seen by 'sudo "
+        "annealing-db-updater-doctor --text'"},
+    {Cause::HeldByProgram, Kind::ToDo, "holder", "%2 (process %3) holds %1; close that program"},
+    {Cause::Held, Kind::ToDo, "holder",
+        "another program holds %1; close the terminal programs and the second updater, or unplug "
+        "the adapter and plug it in again"},
+    {Cause::CannotBeOpened, Kind::ToDo, "holder",
+        "%1 cannot be opened; unplug the adapter and plug it in again, then restart the computer "
+        "if that does not help"},
+    {Cause::Hangs, Kind::ToDo, "holder",
+        "%1 does not come back when it is opened; unplug the adapter and plug it in again"},
+    {Cause::LatencyShort, Kind::Ok, "latency", "%1 hands answers on after %2 ms"},
+    {Cause::LatencyLong, Kind::ToDo, "latency",
+        "%1 keeps answers back for %2 ms, which makes an update take minutes longer; unplug the "
+        "adapter and plug it in again with the rule installed, or run 'echo 1 | sudo tee "
+        "/sys/bus/usb-serial/devices/%3/latency_timer'"},
+    {Cause::LatencyLongOnWindows, Kind::ToDo, "latency",
+        "%1 keeps answers back for %2 ms, which makes an update take minutes longer; start \"Set "
+        "the adapter's latency\" from the start menu, then unplug the adapter and plug it in "
+        "again"},
+    {Cause::NoLatencyTimer, Kind::ToDo, "latency",
+        "%1 has no latency timer that can be set; use an adapter with an FTDI chip and the "
+        "kernel's driver ftdi_sio, or wait longer"},
+    {Cause::RuleThere, Kind::Ok, "rule", "%1 is installed"},
+    {Cause::RuleOverridden, Kind::Unknown, "rule",
+        "%1 takes the place of %2 and says something else; delete it unless it is wanted"},
+    {Cause::RuleEmpty, Kind::ToDo, "rule", "%1 is empty and so switches the rule off; delete it"},
+    {Cause::RuleMissing, Kind::ToDo, "rule",
+        "%1 is not installed; install the package annealing-db-updater, then unplug the adapter "
+        "and plug it in again"},
+    // A log
+});
+
+/// The places %1 to %9 filled in one go: an argument may hold a per cent sign.
+QString filled(QStringView text, const QStringList& arguments)
+{
+    QString result;
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        const bool isPlace = text[at] == u'%' && at + 1 < text.size() && text[at + 1].isDigit();
+        if (isPlace)
+            result += arguments.value(text[++at].digitValue() - 1);
+        else
+            result += text[at];
+    }
+    return result;
+}
+
+} // namespace
+
+Row rowOf(Cause cause, const QStringList& arguments)
+{
+    const auto* const row = std::ranges::find(kCauses, cause, &CauseRow::cause);
+    Q_ASSERT(row != kCauses.end());
+    return {
+        row->kind, QString::fromUtf8(row->topic), filled(QString::fromUtf8(row->text), arguments)};
+}
+
+} // namespace doctor
