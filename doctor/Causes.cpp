@@ -18,6 +18,8 @@ struct CauseRow
     const char* text;
 };
 
+constexpr const char* kToDo = "what to do";
+
 constexpr auto kCauses = std::to_array<CauseRow>({
     // This computer
     {Cause::AdapterThere, Kind::Ok, "adapter", "%1 is an FTDI adapter (%2)"},
@@ -84,6 +86,47 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "%1 is not installed; install the package annealing-db-updater, then unplug the adapter "
         "and plug it in again"},
     // A log
+    {Cause::JobComplete, Kind::Ok, kToDo, "nothing: the job is complete"},
+    {Cause::NoJob, Kind::Unknown, kToDo,
+        "no job was started in this log; start the updater with a log, press the button that does "
+        "not work, and wait until nothing moves"},
+    {Cause::PortForbidden, Kind::ToDo, kToDo,
+        "the updater had no right to open %1; run this program on that computer: it says how to "
+        "get the right"},
+    {Cause::PortNotOpened, Kind::ToDo, kToDo,
+        "%1 could not be opened (%2); close the other programs that use it, then unplug the "
+        "adapter and plug it in again; run this program on that computer: it may see who holds it"},
+    {Cause::PortGone, Kind::ToDo, kToDo,
+        "%1 was unplugged, %2; push plug and cable in firmly, try another USB socket, switch the "
+        "machine off and on, and start the job again"},
+    {Cause::NoAnswer, Kind::ToDo, kToDo,
+        "%1: nobody answered from the beginning; plug the cable in at both ends, see that the "
+        "machine has power, switch it off and on, and start the job again; if it stays like that "
+        "the board is another one or speaks at another speed"},
+    {Cause::NoBootloader, Kind::ToDo, kToDo,
+        "%1: the board answered, but its bootloader was not heard; close the dialog, switch the "
+        "machine off and on, and start the job again"},
+    {Cause::NotUnderstood, Kind::ToDo, kToDo,
+        "%1: what the board says is not what the updater asks for (%2); see that the cable leads "
+        "to an annealing machine, switch that off and on, and start the job again"},
+    {Cause::BoardRestarted, Kind::ToDo, kToDo,
+        "%1: the board started anew in the midst of the job, %2; see to the machine's power, and "
+        "start the job again"},
+    {Cause::BoardSilent, Kind::ToDo, kToDo,
+        "%1: the board has been silent %2, %3; close the dialog, switch the machine off and on, "
+        "and start the job again; where that does not help, try another cable"},
+    {Cause::ClosedEarly, Kind::ToDo, kToDo,
+        "%1: the dialog was closed before the job's end, %2; start the job again, and wait for "
+        "\"Bootload Complete\""},
+    {Cause::LogEndsEarly, Kind::Unknown, kToDo,
+        "%1: the log ends before the job does, %2, and nothing is wrong up to there; let the job "
+        "end, and look at the whole log"},
+    {Cause::AnswersKeptBack, Kind::ToDo, kToDo,
+        "%1: most answers take %2 ms, as from an adapter that keeps them back; run this program on "
+        "that computer: it says how to set the adapter's latency timer"},
+    {Cause::LinesLost, Kind::ToDo, kToDo,
+        "%1: %2 of %3 lines had to be sent again; try another cable, and a USB socket of the "
+        "computer itself instead of a hub's"},
 });
 
 /// The places %1 to %9 filled in one go: an argument may hold a per cent sign.

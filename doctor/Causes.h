@@ -40,6 +40,22 @@ enum class Cause {
     RuleOverridden,
     RuleEmpty,
     RuleMissing,
+    // A log: how its job ended
+    JobComplete,
+    NoJob,
+    PortForbidden,
+    PortNotOpened,
+    PortGone,
+    NoAnswer,
+    NoBootloader,
+    NotUnderstood,
+    BoardRestarted,
+    BoardSilent,
+    ClosedEarly,
+    LogEndsEarly,
+    // and what slowed it down
+    AnswersKeptBack,
+    LinesLost,
 };
 
 /// The row of `cause`. `arguments` fill the places %1, %2 and so on of its text, as the table in
