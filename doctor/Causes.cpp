@@ -35,7 +35,7 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     {Cause::SeveralAdapters, Kind::ToDo, "adapter",
         "there are %1, and the updater talks to all of them; leave the cable of one machine "
         "plugged in, and unplug the others"},
-    {Cause::DriverThere, Kind::Ok, "driver", "%1 is driven by %2"},
+    {Cause::DriverThere, Kind::Ok, "driver", "%1 has the driver %2"},
     {Cause::DriverNotLoaded, Kind::ToDo, "driver",
         "an FTDI adapter is plugged in but has no serial port; run 'sudo modprobe ftdi_sio' and "
         "plug it in again (if the port goes away at once, a program like brltty takes it: remove "
@@ -58,6 +58,9 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "no program of %2 holds %1; those of other users are seen by 'sudo "
         "annealing-db-updater-doctor --text'"},
     {Cause::HeldByProgram, Kind::ToDo, "holder", "%2 (process %3) holds %1; close that program"},
+    {Cause::LockLeftBehind, Kind::ToDo, "holder",
+        "a program that has ended left the lock %2, which keeps %1 from being opened; run 'sudo rm "
+        "%2', or restart the computer"},
     {Cause::Held, Kind::ToDo, "holder",
         "another program holds %1; close the terminal programs and the second updater, or unplug "
         "the adapter and plug it in again"},
@@ -67,6 +70,8 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     {Cause::Hangs, Kind::ToDo, "holder",
         "%1 does not come back when it is opened; unplug the adapter and plug it in again"},
     {Cause::LatencyShort, Kind::Ok, "latency", "%1 hands answers on after %2 ms"},
+    {Cause::LatencySet, Kind::Ok, "latency",
+        "%1 hands answers on after %2 ms (after a change, from the next time it is plugged in)"},
     {Cause::LatencyLong, Kind::ToDo, "latency",
         "%1 keeps answers back for %2 ms, which makes an update take minutes longer; unplug the "
         "adapter and plug it in again with the rule installed, or run 'echo 1 | sudo tee "
@@ -86,6 +91,7 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "%1 is not installed; install the package annealing-db-updater, then unplug the adapter "
         "and plug it in again"},
     // A log
+    {Cause::NoLog, Kind::ToDo, "log", "%1 Open one that \"Start the updater with a log\" wrote."},
     {Cause::JobComplete, Kind::Ok, kToDo, "nothing: the job is complete"},
     {Cause::NoJob, Kind::Unknown, kToDo,
         "no job was started in this log; start the updater with a log, press the button that does "

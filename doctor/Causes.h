@@ -27,11 +27,13 @@ enum class Cause {
     NotHeld,
     OthersUnseen,
     HeldByProgram,
+    LockLeftBehind,
     Held,
     CannotBeOpened,
     Hangs,
     // its latency timer
     LatencyShort,
+    LatencySet,
     LatencyLong,
     LatencyLongOnWindows,
     NoLatencyTimer,
@@ -40,7 +42,9 @@ enum class Cause {
     RuleOverridden,
     RuleEmpty,
     RuleMissing,
-    // A log: how its job ended
+    // A log: whether it is one
+    NoLog,
+    // how its job ended
     JobComplete,
     NoJob,
     PortForbidden,

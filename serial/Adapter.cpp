@@ -62,7 +62,12 @@ bool isUnplugged(const QSerialPort&, QSerialPort::SerialPortError error)
 
 bool isOne(const QSerialPortInfo& info)
 {
-    return info.manufacturer().contains(QLatin1StringView("FTDI"));
+    return isOne(info.manufacturer());
+}
+
+bool isOne(const QString& manufacturer)
+{
+    return manufacturer.contains(QLatin1StringView("FTDI"));
 }
 
 bool open(QSerialPort& port)

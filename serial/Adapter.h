@@ -10,6 +10,8 @@ namespace adapter {
 
 /// True when the USB manufacturer of the port that `info` describes contains "FTDI", in capitals.
 [[nodiscard]] bool isOne(const QSerialPortInfo& info);
+/// The same of a `manufacturer` that is known already.
+[[nodiscard]] bool isOne(const QString& manufacturer);
 
 /// Opens `port` for reading and writing; false when it does not open. While it is open, unplugging
 /// is reported as ResourceError at once: Qt 6.8 alone reports nothing until something is written,

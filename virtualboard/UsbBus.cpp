@@ -163,7 +163,7 @@ void UsbBus::addDevices(PluggedAdapter& plugged)
         {"DEVTYPE", "usb_device", "DRIVER", "usb"});
     add("usb", socket + ":1.0", {"bInterfaceNumber", "00"},
         {"DEVTYPE", "usb_interface", "DRIVER", driver});
-    add("usb-serial", port, {}, {"DRIVER", driver});
+    add("usb-serial", port, {"latency_timer", "1"}, {"DRIVER", driver});
     add("tty", port, {},
         {"DEVNAME", "/dev/" + port, "MAJOR", QByteArray::number(kTtyMajor), "MINOR",
             QByteArray::number(portNumber(adapter.portName)), "ID_BUS", "usb", "ID_VENDOR",

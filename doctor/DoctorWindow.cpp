@@ -1,0 +1,155 @@
+#include "doctor/DoctorWindow.h"
+
+#include "ui_DoctorWindow.h"
+
+#include <QClipboard>
+#include <QFileDialog>
+#include <QHeaderView>
+
+namespace doctor {
+
+namespace {
+
+// How long the window waits at its end for an answer that is on its way: a thread that is left
+// behind would find nothing of the program any more.
+constexpr unsigned long kPatienceAtTheEnd = 5000; // ms
+
+constexpr int kPictureHeight = 240; // pixels
+
+struct Sign
+{
+    QStyle::StandardPixmap icon;
+    const char* text;
+};
+
+Sign signOf(Row::Kind kind)
+{
+    switch (kind) {
+    case Row::Kind::Ok:
+        return {QStyle::SP_DialogApplyButton, "ok"};
+    case Row::Kind::ToDo:
+        return {QStyle::SP_MessageBoxWarning, "to do"};
+    case Row::Kind::Unknown:
+        break;
+    }
+    return {QStyle::SP_MessageBoxQuestion, "not known"};
+}
+
+QString headingOf(const Answer& answer)
+{
+    switch (const qsizetype count = toDoCount(answer.rows)) {
+    case 0:
+        return QStringLiteral("%1: nothing to do").arg(answer.about);
+    case 1:
+        return QStringLiteral("%1: one thing to do").arg(answer.about);
+    default:
+        return QStringLiteral("%1: %2 things to do").arg(answer.about).arg(count);
+    }
+}
+
+} // namespace
+
+DoctorWindow::DoctorWindow(Question lookAtComputer, QWidget* parent)
+    : QWidget(parent), ui(new Ui_DoctorWindow), m_lookAtComputer(std::move(lookAtComputer))
+{
+    ui->setupUi(this);
+    ui->label_Picture->hide();
+    QHeaderView* const columns = ui->tableWidget->horizontalHeader();
+    columns->setSectionResizeMode(0, QHeaderView::ResizeToContents);
+    columns->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    // The lines of a text follow its width.
+    connect(columns, &QHeaderView::sectionResized, ui->tableWidget,
+        &QTableWidget::resizeRowsToContents);
+    connect(&m_updater, &UpdaterWithLog::ended, this, [this] {
+        ui->pushButton_Start->setEnabled(true);
+        openLog(m_updater.log());
+    });
+    connect(&m_updater, &UpdaterWithLog::failed, this, [this](const QString& why) {
+        ui->pushButton_Start->setEnabled(true);
+        display({tr("The updater"), {{Row::Kind::ToDo, tr("start"), why}}, {}});
+    });
+}
+
+DoctorWindow::~DoctorWindow()
+{
+    if (m_asked)
+        m_asked->wait(kPatienceAtTheEnd);
+}
+
+void DoctorWindow::checkAgain()
+{
+    ask(m_lookAtComputer);
+}
+
+void DoctorWindow::openLog(const QString& path)
+{
+    const QSize size(ui->tableWidget->width(), kPictureHeight);
+    ask([path, size] { return answerOfLog(path, size); });
+}
+
+void DoctorWindow::on_pushButton_Check_clicked()
+{
+    checkAgain();
+}
+
+void DoctorWindow::on_pushButton_Log_clicked()
+{
+    const QString path = QFileDialog::getOpenFileName(
+        this, tr("Open a log"), logFolder(), tr("Logs (*.log);;All files (*)"));
+    if (!path.isEmpty())
+        openLog(path);
+}
+
+void DoctorWindow::on_pushButton_Copy_clicked()
+{
+    QGuiApplication::clipboard()->setText(headingOf(m_shown) + u'\n' + textOf(m_shown.rows));
+}
+
+void DoctorWindow::on_pushButton_Start_clicked()
+{
+    ui->pushButton_Start->setEnabled(false);
+    m_updater.start();
+    if (m_updater.isRunning())
+        ui->label_About->setText(
+            tr("The updater is running, and its log is in %1. When you close it, what the log "
+               "says is shown here.")
+                .arg(m_updater.log()));
+}
+
+void DoctorWindow::ask(const Question& question)
+{
+    ui->label_About->setText(tr("Looking…"));
+    const auto answer = std::make_shared<Answer>();
+    QThread* const thread = QThread::create([question, answer] { *answer = question(); });
+    m_asked = thread;
+    connect(thread, &QThread::finished, this, [this, thread, answer] {
+        if (m_asked == thread)
+            display(*answer);
+        thread->deleteLater();
+    });
+    thread->start();
+}
+
+void DoctorWindow::display(const Answer& answer)
+{
+    m_shown = answer;
+    ui->label_About->setText(headingOf(answer));
+    ui->tableWidget->setRowCount(static_cast<int>(answer.rows.size()));
+    for (int number = 0; number < ui->tableWidget->rowCount(); ++number)
+        displayRow(number, answer.rows[number]);
+    ui->tableWidget->resizeColumnsToContents();
+    ui->tableWidget->resizeRowsToContents();
+    ui->label_Picture->setPixmap(QPixmap::fromImage(answer.picture));
+    ui->label_Picture->setHidden(answer.picture.isNull());
+}
+
+void DoctorWindow::displayRow(int number, const Row& row)
+{
+    const Sign sign = signOf(row.kind);
+    ui->tableWidget->setItem(
+        number, 0, new QTableWidgetItem(style()->standardIcon(sign.icon), tr(sign.text)));
+    ui->tableWidget->setItem(number, 1, new QTableWidgetItem(row.topic));
+    ui->tableWidget->setItem(number, 2, new QTableWidgetItem(row.text));
+}
+
+} // namespace doctor
