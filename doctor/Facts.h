@@ -4,9 +4,13 @@
 #include <QList>
 #include <QString>
 
+#include <chrono>
 #include <optional>
 
 namespace doctor {
+
+/// How long a port may take to open.
+inline constexpr std::chrono::seconds kPatience{3};
 
 /// A program that holds a port.
 struct Holder
@@ -63,8 +67,8 @@ struct Facts
     QList<RuleFile> rules; ///< Linux alone: the one that counts first
 };
 
-/// Looks at this computer, changes nothing, and opens no port but adapters' ones. Returns within
-/// kPatience and what the system takes for its lists, whatever a port does.
+/// Looks at this computer, changes nothing, and opens no port but adapters' ones. A port that hangs
+/// costs kPatience.
 [[nodiscard]] Facts factsOfThisComputer();
 
 } // namespace doctor
