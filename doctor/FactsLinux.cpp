@@ -51,9 +51,14 @@ bool isRunning(qint64 process)
     return ::kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM;
 }
 
+/// Its name as it was called: the one that the system keeps is cut after 15 letters.
 QString programOf(qint64 process)
 {
-    return QString::fromLocal8Bit(contentOf(QStringLiteral("/proc/%1/comm").arg(process)));
+    const QString folder = QStringLiteral("/proc/%1/").arg(process);
+    const QString name = QString::fromLocal8Bit(contentOf(folder + u"comm"_s));
+    const QByteArray call = contentOf(folder + u"cmdline"_s).split('\0').first();
+    const QString called = QFileInfo(QString::fromLocal8Bit(call)).fileName();
+    return called.startsWith(name) ? called : name;
 }
 
 /// The file that a path leads to, as no other has it.
@@ -78,15 +83,16 @@ std::optional<FileId> fileAt(const QString& path)
 using AskedPorts = std::vector<std::pair<FileId, Port*>>;
 
 /// Looks for the ports among one process's open files, a folder of links.
-void findAmong(const QDir& files, const Holder& holder, const AskedPorts& ports)
+void findAmong(const QDir& files, qint64 process, const AskedPorts& ports)
 {
     const QStringList names
         = files.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
     for (const QString& name : names) {
         const std::optional<FileId> file = fileAt(files.filePath(name));
         for (const auto& [device, port] : ports) {
-            if (file == device && !port->holders.contains(holder))
-                port->holders.append(holder);
+            const bool isNew = port->holders.isEmpty() || port->holders.last().process != process;
+            if (file == device && isNew)
+                port->holders.append({programOf(process), process});
         }
     }
 }
@@ -106,7 +112,7 @@ void findHolders(const AskedPorts& ports)
         const QDir files(QStringLiteral("/proc/%1/fd").arg(entry));
         for (const auto& [device, port] : ports)
             port->hidesHolders |= files.exists() && !files.isReadable();
-        findAmong(files, {programOf(process), process}, ports);
+        findAmong(files, process, ports);
     }
 }
 

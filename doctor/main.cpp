@@ -133,7 +133,7 @@ std::unique_ptr<QCoreApplication> applicationFor(const Call& call, int& argc, ch
 {
     if (call.hasWindow())
         return std::make_unique<QApplication>(argc, argv);
-    if (call.picture.isEmpty())
+    if (call.picture.isEmpty() || call.help || !call.fault.isEmpty())
         return std::make_unique<QCoreApplication>(argc, argv);
 #ifdef Q_OS_UNIX
     qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -90,6 +90,9 @@ def plug(adapter):
     number = adapter.port.removeprefix("ttyUSB")
     write(f"{adapter.tty}/uevent", f"MAJOR=188\nMINOR={number}\nDEVNAME={adapter.port}\n")
     write(f"{adapter.tty}/dev", f"188:{number}\n")
+    # udev's own notes, by which Qt knows an adapter.
+    write(f"/run/udev/data/c188:{number}", "".join(f"E:{line}\n" for line in (
+        f"ID_VENDOR={adapter.manufacturer}", "ID_MODEL=FT232R_USB_UART", "ID_SERIAL_SHORT=A10K0001")))
     os.makedirs("/sys/class/tty", exist_ok=True)
     link(f"{adapter.tty}/subsystem", "/sys/class/tty")
     link(f"/sys/class/tty/{adapter.port}", adapter.tty)
