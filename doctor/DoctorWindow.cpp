@@ -4,7 +4,6 @@
 
 #include <QClipboard>
 #include <QFileDialog>
-#include <QHeaderView>
 
 namespace doctor {
 
@@ -54,12 +53,6 @@ DoctorWindow::DoctorWindow(Question lookAtComputer, QWidget* parent)
 {
     ui->setupUi(this);
     ui->label_Picture->hide();
-    QHeaderView* const columns = ui->tableWidget->horizontalHeader();
-    columns->setSectionResizeMode(0, QHeaderView::ResizeToContents);
-    columns->setSectionResizeMode(1, QHeaderView::ResizeToContents);
-    // The lines of a text follow its width.
-    connect(columns, &QHeaderView::sectionResized, ui->tableWidget,
-        &QTableWidget::resizeRowsToContents);
     connect(&m_updater, &UpdaterWithLog::ended, this, [this] {
         ui->pushButton_Start->setEnabled(true);
         openLog(m_updater.log());
@@ -85,6 +78,13 @@ void DoctorWindow::openLog(const QString& path)
 {
     const QSize size(ui->tableWidget->width(), kPictureHeight);
     ask([path, size] { return answerOfLog(path, size); });
+}
+
+// The lines of a text follow its width.
+void DoctorWindow::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    ui->tableWidget->resizeRowsToContents();
 }
 
 void DoctorWindow::on_pushButton_Check_clicked()
@@ -137,7 +137,8 @@ void DoctorWindow::display(const Answer& answer)
     ui->tableWidget->setRowCount(static_cast<int>(answer.rows.size()));
     for (int number = 0; number < ui->tableWidget->rowCount(); ++number)
         displayRow(number, answer.rows[number]);
-    ui->tableWidget->resizeColumnsToContents();
+    for (const int narrow : {0, 1})
+        ui->tableWidget->resizeColumnToContents(narrow);
     ui->tableWidget->resizeRowsToContents();
     ui->label_Picture->setPixmap(QPixmap::fromImage(answer.picture));
     ui->label_Picture->setHidden(answer.picture.isNull());

@@ -33,6 +33,9 @@ public:
     void checkAgain();
     void openLog(const QString& path);
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private slots:
     void on_pushButton_Check_clicked();
     void on_pushButton_Log_clicked();

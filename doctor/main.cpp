@@ -120,11 +120,11 @@ int say(const Call& call)
 int showWindow(const QString& log)
 {
     doctor::DoctorWindow window(doctor::answerOfComputer);
+    window.show(); // a picture takes its width
     if (log.isEmpty())
         window.checkAgain();
     else
         window.openLog(log);
-    window.show();
     return QApplication::exec();
 }
 

@@ -118,6 +118,28 @@ private slots:
         QCOMPARE(rowsIn(window), rows);
     }
 
+    void showsALongTextInLines()
+    {
+        const QString text = QStringLiteral("do this, and then that; ").repeated(20);
+        DoctorWindow window([&text] {
+            return Answer{{},
+                {{Row::Kind::Ok, QStringLiteral("long"), text},
+                    {Row::Kind::Ok, QStringLiteral("short"), QStringLiteral("text")}},
+                {}};
+        });
+        window.show();
+        window.checkAgain();
+        const auto* const table = window.findChild<QTableWidget*>();
+        QTRY_COMPARE(table->rowCount(), 2);
+        QVERIFY(table->rowHeight(0) > 2 * table->rowHeight(1));
+        QCOMPARE(
+            table->columnViewportPosition(2) + table->columnWidth(2), table->viewport()->width());
+
+        const int height = table->rowHeight(0);
+        window.resize(window.width() / 2, window.height());
+        QTRY_VERIFY(table->rowHeight(0) > height);
+    }
+
     void looksAgainAtAPress()
     {
         int looks = 0;
