@@ -18,21 +18,21 @@ set(UPDATER_RELEASE_DATE "${CMAKE_MATCH_2}")
 
 include(ReleaseName)
 
-# package_program(TARGET): the updater. Its name, version and icon go where each system looks for them.
-function(package_program TARGET)
+# package_program(TARGET DESCRIPTION): a program for technicians. Its name, version and icon go where each
+# system looks for them.
+function(package_program TARGET DESCRIPTION)
     target_compile_definitions(${TARGET} PRIVATE "UPDATER_VERSION=\"${PROJECT_VERSION}\"")
     if(WIN32)
         enable_language(RC)
-        set(resource "${CMAKE_CURRENT_BINARY_DIR}/annealing-db-updater.rc")
+        set(resource "${CMAKE_CURRENT_BINARY_DIR}/${TARGET}.rc")
         configure_file("${packaging}/windows/annealing-db-updater.rc.in" "${resource}" @ONLY)
         target_sources(${TARGET} PRIVATE "${resource}")
         set_target_properties(${TARGET} PROPERTIES WIN32_EXECUTABLE ON)
-        install_windows_libraries()
     endif()
     install(TARGETS ${TARGET} COMPONENT program RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endfunction()
 
-# install_windows_libraries(): the libraries beside the program, and their licences. Qt's own tool for
+# install_windows_libraries(): the libraries beside the programs, and their licences. Qt's own tool for
 # this runs on Windows alone.
 function(install_windows_libraries)
     set(libraries Qt6Core Qt6Gui Qt6Widgets Qt6SerialPort)
@@ -96,10 +96,11 @@ set(tools_package annealing-db-updater-dev-tools)
 # What belongs to the program's package besides the program.
 set(applications "${CMAKE_INSTALL_DATADIR}/applications")
 set(icons "${CMAKE_INSTALL_DATADIR}/icons/hicolor")
-foreach(file IN ITEMS annealing-db-updater.desktop org.example.annealing_db_updater.metainfo.xml)
+foreach(file IN ITEMS annealing-db-updater.desktop annealing-db-updater-doctor.desktop org.example.annealing_db_updater.metainfo.xml)
     configure_file("${packaging}/linux/${file}.in" "${CMAKE_BINARY_DIR}/packaging/${file}" @ONLY)
 endforeach()
 install(FILES "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater.desktop"
+    "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater-doctor.desktop"
     DESTINATION "${applications}" COMPONENT program)
 install(FILES "${CMAKE_BINARY_DIR}/packaging/org.example.annealing_db_updater.metainfo.xml"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo" COMPONENT program)
@@ -111,13 +112,7 @@ install(FILES "${packaging}/icon/annealing-db-updater.svg"
     DESTINATION "${icons}/scalable/apps" COMPONENT program)
 # Not in the library folder of this architecture: udev looks in this one only.
 install(FILES "${packaging}/linux/60-annealing-db-updater.rules" DESTINATION lib/udev/rules.d COMPONENT program)
-install(PROGRAMS "${packaging}/linux/annealing-db-updater-doctor" "${packaging}/linux/annealing-db-updater-log"
-    DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
 install_manual(program annealing-db-updater annealing-db-updater-doctor)
-# One page describes both.
-set(log_page "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater-log.1.gz")
-file(CREATE_LINK annealing-db-updater.1.gz "${log_page}" SYMBOLIC)
-install(FILES "${log_page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
 install_papers(program ${program_package})
 
 set(CPACK_COMPONENTS_ALL program tools)
@@ -166,7 +161,7 @@ are not kept back, which shortens an update from six minutes to 100 s.
 ${UPDATER_SET_TOLD}")
 # Platform plugins are loaded while the program runs, so they are not among its libraries.
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS qt6-qpa-plugins)
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "libnotify-bin | x11-utils, qt6-wayland, udev")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "qt6-wayland, udev")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA "${packaging}/debian/postinst;${packaging}/debian/postrm")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})

@@ -13,7 +13,7 @@ Target amd64-unicode ; the default is 32 bit
 
 !define NAME "Annealing DB Updater"
 !define PROGRAM "annealing-db-updater.exe"
-!define LOG_PROGRAM "annealing-db-updater-log.exe"
+!define DOCTOR "annealing-db-updater-doctor.exe"
 !define UNINSTALL "Software\Microsoft\Windows\CurrentVersion\Uninstall\annealing-db-updater"
 !define OWN "Software\annealing-db-updater"
 !define MENU "$SMPROGRAMS\${NAME}"
@@ -92,7 +92,7 @@ FunctionEnd
 !macroend
 !macro LeaveWhileItRuns
     !insertmacro LeaveWhileRunning "${PROGRAM}"
-    !insertmacro LeaveWhileRunning "${LOG_PROGRAM}"
+    !insertmacro LeaveWhileRunning "${DOCTOR}"
     !insertmacro LeaveWhileRunning "set-latency.exe"
 !macroend
 
@@ -135,11 +135,8 @@ Section
     SetOutPath "$INSTDIR" ; the folder that the programs start in
     CreateDirectory "${MENU}"
     CreateShortcut "${MENU}\${SHOWN}.lnk" "$INSTDIR\${PROGRAM}"
-    CreateShortcut "${MENU}\${NAME} with a log.lnk" "$INSTDIR\${LOG_PROGRAM}" "" "$INSTDIR\${PROGRAM}"
+    CreateShortcut "${MENU}\${NAME} doctor.lnk" "$INSTDIR\${DOCTOR}"
     CreateShortcut "${MENU}\Set the adapter's latency.lnk" "$INSTDIR\set-latency.exe"
-    SetOutPath "$SYSDIR" ; the doctor's window stays open, and the folder that it is in cannot be removed
-    CreateShortcut "${MENU}\${NAME} doctor.lnk" "$SYSDIR\WindowsPowerShell\v1.0\powershell.exe" \
-        '-NoProfile -ExecutionPolicy Bypass -File "$INSTDIR\annealing-db-updater-doctor.ps1" -Stay' "$INSTDIR\${PROGRAM}"
 
     WriteRegStr HKLM "${OWN}" "InstallDir" "$INSTDIR"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "${SHOWN}"

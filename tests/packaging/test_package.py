@@ -18,14 +18,15 @@ VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (SOURCE / "CMakeLists.txt").read
 FULL_VERSION = f"{VERSION}~standin+d.02n"
 SET_VERSION = "D.02n"
 PROGRAM_FILES = {
-    "usr/bin/annealing-db-updater", "usr/bin/annealing-db-updater-doctor", "usr/bin/annealing-db-updater-log",
+    "usr/bin/annealing-db-updater", "usr/bin/annealing-db-updater-doctor",
     "usr/lib/udev/rules.d/60-annealing-db-updater.rules",
     "usr/share/applications/annealing-db-updater.desktop",
+    "usr/share/applications/annealing-db-updater-doctor.desktop",
     "usr/share/metainfo/org.example.annealing_db_updater.metainfo.xml",
     "usr/share/icons/hicolor/scalable/apps/annealing-db-updater.svg",
     *(f"usr/share/icons/hicolor/{size}x{size}/apps/annealing-db-updater.png"
       for size in (16, 22, 24, 32, 48, 64, 128, 256)),
-    *(f"usr/share/man/man1/annealing-db-updater{name}.1.gz" for name in ("", "-doctor", "-log")),
+    *(f"usr/share/man/man1/annealing-db-updater{name}.1.gz" for name in ("", "-doctor")),
     "usr/share/doc/annealing-db-updater/changelog.gz", "usr/share/doc/annealing-db-updater/copyright",
 }
 TOOL_FILES = {
@@ -128,8 +129,9 @@ class ThePackages(unittest.TestCase):
         self.assertEqual("", output("lintian", "--allow-root", "--fail-on", "error,warning",
                                     self.program, self.tools))
 
-    def test_have_a_valid_desktop_entry(self):
-        output("desktop-file-validate", self.root / "usr/share/applications/annealing-db-updater.desktop")
+    def test_have_valid_desktop_entries(self):
+        for entry in (self.root / "usr/share/applications").iterdir():
+            output("desktop-file-validate", entry)
 
     def test_have_valid_metainfo(self):
         output("appstreamcli", "validate", "--no-net", "--pedantic",
@@ -194,52 +196,6 @@ class AWrongCall(unittest.TestCase):
             self.assertRegex(done.stderr, r"\A\./package: .* \(see \./package --help\)\n\Z")
 
 
-class TheLogCommand(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.home = pathlib.Path(folder.name)
-        self.program("echo \"$QT_FORCE_STDERR_LOGGING in $QT_MESSAGE_PATTERN\" >&2; exit 3")
-
-    def program(self, script, name="annealing-db-updater"):
-        path = self.home / "bin" / name
-        path.parent.mkdir(exist_ok=True)
-        path.write_text(f"#!/bin/sh\n{script}\n")
-        path.chmod(0o755)
-
-    def run_it(self, *words):
-        return subprocess.run([SOURCE / "packaging/linux/annealing-db-updater-log", *words], text=True, check=False,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                              env={"HOME": str(self.home), "PATH": f"{self.home}/bin:/usr/bin:/bin"})
-
-    def test_writes_the_programs_log_to_a_file_named_by_day_and_time_and_says_where(self):
-        self.program('echo "$@" >"$HOME/shown"', "notify-send")
-        done = self.run_it()
-        log, = self.home.glob("*.log")
-        self.assertRegex(log.name, r"^annealing-db-updater-\d{4}-\d\d-\d\d-\d{6}\.log$")
-        self.assertIn("1 in %{time ", log.read_text())
-        self.assertEqual((3, f"The log is in {log}\n"), (done.returncode, done.stdout))
-        self.assertIn(str(log), (self.home / "shown").read_text())
-
-    def test_says_it_in_a_window_where_there_are_no_notifications(self):
-        self.program("exit 1", "notify-send")
-        self.program('echo "$@" >"$HOME/shown"', "xmessage")
-        self.run_it()
-        self.assertIn("The log is in ", (self.home / "shown").read_text())
-
-    def test_does_not_start_without_its_file(self):
-        self.program('touch "$HOME/started"')
-        self.program("exit 0", "notify-send")
-        self.program("echo no/such/folder/x", "date")
-        done = self.run_it()
-        self.assertEqual(1, done.returncode)
-        self.assertIn("The log cannot be written", done.stdout)
-        self.assertFalse((self.home / "started").exists())
-
-    def test_takes_no_words(self):
-        self.assertEqual(2, self.run_it("x").returncode)
-
-
 class TheLog(unittest.TestCase):
     def test_begins_with_the_version(self):
         done = subprocess.run(["timeout", "2", BUILD / "bin/annealing-db-updater"], text=True, check=False,
@@ -253,7 +209,7 @@ class TheWindowsResource(unittest.TestCase):
     def test_holds_version_and_icon(self):
         template = (SOURCE / "packaging/windows/annealing-db-updater.rc.in").read_text()
         major, minor, patch = VERSION.split(".")
-        values = {"UPDATER_SET_VERSION": SET_VERSION, "UPDATER_NOTE": "", "PROJECT_SOURCE_DIR": str(SOURCE.resolve()), "PROJECT_VERSION": VERSION, "PROJECT_DESCRIPTION": "x",
+        values = {"UPDATER_SET_VERSION": SET_VERSION, "UPDATER_NOTE": "", "PROJECT_SOURCE_DIR": str(SOURCE.resolve()), "PROJECT_VERSION": VERSION, "DESCRIPTION": "x", "TARGET": "x",
                   "PROJECT_VERSION_MAJOR": major, "PROJECT_VERSION_MINOR": minor, "PROJECT_VERSION_PATCH": patch}
         with tempfile.TemporaryDirectory() as folder:
             # The header of the system's own kit is not here; its few names are.

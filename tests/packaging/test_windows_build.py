@@ -16,7 +16,7 @@ RESOURCE_COMPILER = shutil.which("x86_64-w64-mingw32-windres") or "true"
 
 
 def configured(folder):
-    """The build files and the install rules of the program for Windows."""
+    """The build files, and the install rules of what lies beside the programs."""
     compiler = shutil.which("g++") or shutil.which("c++")
     done = subprocess.run(
         ["cmake", "-S", ROOT, "-B", folder, "-G", "Ninja", "-Wno-dev", "-DCMAKE_SYSTEM_NAME=Windows",
@@ -28,7 +28,7 @@ def configured(folder):
     if done.returncode:
         raise AssertionError(done.stdout)
     folder = pathlib.Path(folder)
-    return (folder / "build.ninja").read_text(), (folder / "app/cmake_install.cmake").read_text()
+    return (folder / "build.ninja").read_text(), (folder / "packaging/windows/cmake_install.cmake").read_text()
 
 
 class WindowsBuild(unittest.TestCase):
@@ -43,8 +43,7 @@ class WindowsBuild(unittest.TestCase):
         self.assertIn("-mwindows", link)
         self.assertIn("annealing-db-updater.rc", link)
         self.assertIn(f'VALUE "FileVersion", "{VERSION}"', (self.folder / "app/annealing-db-updater.rc").read_text())
-        for name in ("Qt6Core.dll", "Qt6SerialPort.dll", "libstdc++-6.dll", "plugins/platforms/qwindows.dll",
-                     "licenses"):
+        for name in ("Qt6Core.dll", "Qt6SerialPort.dll", "libstdc++-6.dll", "plugins/platforms/qwindows.dll", "licences.txt"):
             self.assertIn(name, install)
 
     def test_windows_properties_say_which_set_and_what_a_person_must_know(self):
@@ -53,12 +52,14 @@ class WindowsBuild(unittest.TestCase):
         self.assertIn(f'VALUE "ProductVersion", "{VERSION}, release set D.02n"', resource)
         self.assertIn('VALUE "Comments", "Built from the stand-in release set: not for a machine"', resource)
 
-    def test_windows_gets_the_program_that_writes_a_log_and_the_doctor(self):
+    def test_windows_gets_the_doctor_with_its_own_name(self):
         build, _ = configured(self.folder)
-        self.assertIn("annealing-db-updater-log.exe", build)
-        install = (self.folder / "packaging/windows/cmake_install.cmake").read_text()
-        for name in ("annealing-db-updater-log.exe", "annealing-db-updater-doctor.ps1", "licences.txt"):
-            self.assertIn(name, install)
+        link = build[build.index("build bin/annealing-db-updater-doctor.exe"):].split("\n\n")[0]
+        self.assertIn("-mwindows", link)
+        self.assertIn("FactsWindows.cpp", build)
+        self.assertNotIn("FactsLinux.cpp", build)
+        self.assertIn("annealing-db-updater-doctor.exe", (self.folder / "doctor/annealing-db-updater-doctor.rc").read_text())
+        self.assertIn("annealing-db-updater-doctor.exe", (self.folder / "doctor/cmake_install.cmake").read_text())
 
     def test_windows_gets_nothing_that_only_linux_has(self):
         build, _ = configured(self.folder)
