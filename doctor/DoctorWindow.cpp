@@ -13,7 +13,7 @@ namespace {
 // behind would find nothing of the program any more.
 constexpr unsigned long kPatienceAtTheEnd = 5000; // ms
 
-constexpr int kPictureHeight = 240; // pixels
+constexpr int kPictureHeight = 200; // pixels
 
 struct Sign
 {

@@ -9,6 +9,7 @@
 #include <QSettings>
 
 #include <algorithm>
+#include <array>
 
 // In this order: the others need the first.
 // clang-format off
