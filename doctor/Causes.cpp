@@ -113,7 +113,7 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "%1: the board answered, but its bootloader was not heard; close the dialog, switch the "
         "machine off and on, and start the job again"},
     {Cause::NotUnderstood, Kind::ToDo, kToDo,
-        "%1: what the board says is not what the updater asks for (%2); see that the cable leads "
+        "%1: the board says what the updater cannot use (\"%2\"); see that the cable leads "
         "to an annealing machine, switch that off and on, and start the job again"},
     {Cause::BoardRestarted, Kind::ToDo, kToDo,
         "%1: the board started anew in the midst of the job, %2; see to the machine's power, and "

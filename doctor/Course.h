@@ -44,7 +44,7 @@ struct LineKindRow
 /// A row each, in the order of the kinds.
 inline constexpr auto kLineKinds = std::to_array<LineKindRow>({
     {LineKind::AskVersion, "$MVER", "$MVERR", "version requests"},
-    {LineKind::EraseImages, "$A", "$AACK", "erasing of the images"},
+    {LineKind::EraseImages, "$A", "$AACK", "commands to erase the images"},
     {LineKind::ErasePage, "$E", "$EACK", "page erases"},
     {LineKind::Data, "$D", "$DACK", "data lines"},
     {LineKind::ProgramPage, "$P", "$PACK", "page programs"},
@@ -70,6 +70,9 @@ private:
     qint64 m_slowest = 0;
 };
 
+/// Of the places where lines were sent again.
+inline constexpr qsizetype kMostPlacesTold = 4;
+
 /// The lines of one kind.
 struct LineTally
 {
@@ -77,7 +80,8 @@ struct LineTally
     qint64 sentAgain = 0;
     /// Of the lines that were sent once: nothing tells which sending another's answer was for.
     AnswerTimes answers;
-    /// Where lines were sent again: the first few places, by page or image, each once.
+    /// Where lines were sent again, by page or image, each once: as many places as are told, and
+    /// another one where there are more.
     QList<int> placesSentAgain;
 };
 
@@ -141,7 +145,9 @@ struct PortCourse
     qint64 replies = 0;
     qint64 unanswered = 0; ///< lines sent since the last reply that had an effect
     qint64 unusable = 0; ///< replies since then that had none
-    qint64 pageRefills = 0;
+    int pageRestarts
+        = 0; ///< pages that were filled again, and images sent again, from their beginning
+    int imageRestarts = 0;
 
     Moment lastSent;
     Moment lastReply; ///< the last that had an effect
@@ -150,6 +156,7 @@ struct PortCourse
 
     std::array<LineTally, kLineKinds.size()> lines;
     QMap<QString, qint64> passedOver; ///< replies without an effect, by the reason
+    QString lastPassedOver; ///< such a reply
 
     Track pages;
     Track images;

@@ -54,17 +54,6 @@ QString sinceText(const PortCourse& port)
                                 : QStringLiteral("up to the log's end");
 }
 
-/// The reason that was given most often for passing replies over.
-QString mostFrequentReason(const PortCourse& port)
-{
-    QString reason;
-    for (auto row = port.passedOver.begin(); row != port.passedOver.end(); ++row) {
-        if (reason.isEmpty() || row.value() > port.passedOver.value(reason))
-            reason = row.key();
-    }
-    return reason;
-}
-
 /// Nothing is wrong, but this is not the end of the job.
 Finding earlyEnd(const Course& course, const PortCourse& port)
 {
@@ -77,7 +66,7 @@ Finding probeEnd(const Course& course, const PortCourse& port)
     if (!port.boardVersion.isEmpty() && port.sent >= kProbingLines && !course.cut)
         return {Cause::NoBootloader, {port.name}};
     if (port.boardVersion.isEmpty() && port.unusable > 0)
-        return {Cause::NotUnderstood, {port.name, mostFrequentReason(port)}};
+        return {Cause::NotUnderstood, {port.name, port.lastPassedOver}};
     if (port.replies == 0 && port.sent >= kEnoughProbingLines)
         return {Cause::NoAnswer, {port.name}};
     return earlyEnd(course, port);
@@ -91,7 +80,7 @@ Finding workEnd(const Course& course, const PortCourse& port)
     if (port.restarted)
         return {Cause::BoardRestarted, {port.name, place}};
     if (port.unusable > 0)
-        return {Cause::NotUnderstood, {port.name, mostFrequentReason(port)}};
+        return {Cause::NotUnderstood, {port.name, port.lastPassedOver}};
     return {Cause::BoardSilent, {port.name, sinceText(port), place}};
 }
 
@@ -109,17 +98,25 @@ Finding withoutPort(const Course& course)
     return {Cause::OtherAdaptersOnly, {course.otherPorts.join(QStringLiteral(", "))}};
 }
 
-/// The latency timer of an adapter is 16 ms as it comes; the line's own time is on top. Lines whose
-/// answer is not the work of a chip tell it.
+/// The latency timer of an adapter is 16 ms as it comes. What tells it are the lines whose answer is
+/// not the work of a flash chip.
 std::optional<Finding> keptBack(const PortCourse& port)
 {
-    constexpr qint64 kEnoughAnswers = 5;
-    constexpr qint64 kShortest = 13;
+    struct Range
+    {
+        LineKind kind;
+        qint64 shortest; ///< in milliseconds: more than such a line takes by itself
+    };
+    static constexpr auto kRanges
+        = std::to_array<Range>({{LineKind::Data, 12}, {LineKind::ImageBlock, 15}});
+    // The timer on top of the line's own time, and some for a computer that is busy. What takes
+    // longer has another reason.
     constexpr qint64 kLongest = 30;
-    for (const LineKind kind : {LineKind::Data, LineKind::ImageBlock}) {
-        const AnswerTimes& answers = port.tally(kind).answers;
+    constexpr qint64 kEnoughAnswers = 5;
+    for (const Range& range : kRanges) {
+        const AnswerTimes& answers = port.tally(range.kind).answers;
         const qint64 median = answers.median();
-        if (answers.count() >= kEnoughAnswers && median >= kShortest && median <= kLongest)
+        if (answers.count() >= kEnoughAnswers && median >= range.shortest && median <= kLongest)
             return Finding{Cause::AnswersKeptBack, {port.name, QString::number(median)}};
     }
     return {};

@@ -40,8 +40,8 @@ QString jobText(const Course& course)
 
 QString versionText(const PortCourse& port)
 {
-    return port.boardVersion.isEmpty() ? QStringLiteral("its board did not say its version")
-                                       : "its board is version " + port.boardVersion;
+    return port.boardVersion.isEmpty() ? QStringLiteral("did not say its version")
+                                       : "version " + port.boardVersion;
 }
 
 /// How the log itself ends.
@@ -98,16 +98,18 @@ QString answersText(const PortCourse& port)
 
 QString placesText(const LineKindRow& row, const LineTally& tally)
 {
-    const bool isImage = row.kind == LineKind::ImageHeader || row.kind == LineKind::ImageBlock;
-    QStringList places;
-    for (const int place : tally.placesSentAgain)
-        places << QString::number(place);
     if (row.kind == LineKind::EraseImages)
         return {};
-    return QStringLiteral(" (%1 %2%3)")
-        .arg(isImage ? QLatin1StringView("image") : QLatin1StringView("page"),
-            places.join(QStringLiteral(", ")),
-            tally.sentAgain > tally.placesSentAgain.size() ? QStringLiteral(" ...") : QString());
+    const bool isImage = row.kind == LineKind::ImageHeader || row.kind == LineKind::ImageBlock;
+    const char* const what = isImage ? "image" : "page";
+    QStringList places;
+    for (const int place :
+        tally.placesSentAgain.first(std::min(tally.placesSentAgain.size(), kMostPlacesTold)))
+        places << QString::number(place);
+    if (tally.placesSentAgain.size() > kMostPlacesTold)
+        places << QStringLiteral("...");
+    return QStringLiteral(" (%1 %2)")
+        .arg(QLatin1StringView(what), places.join(QStringLiteral(", ")));
 }
 
 QString sentAgainText(const PortCourse& port)
@@ -121,8 +123,10 @@ QString sentAgainText(const PortCourse& port)
                          .arg(tally.sent)
                          .arg(QLatin1StringView(row.name), placesText(row, tally));
     }
-    if (port.pageRefills > 0)
-        parts << QStringLiteral("pages begun again: %1").arg(port.pageRefills);
+    if (port.pageRestarts > 0)
+        parts << QStringLiteral("pages begun again: %1").arg(port.pageRestarts);
+    if (port.imageRestarts > 0)
+        parts << QStringLiteral("images begun again: %1").arg(port.imageRestarts);
     return parts.isEmpty() ? QStringLiteral("no line") : parts.join(QLatin1StringView(kNextPart));
 }
 
@@ -137,7 +141,7 @@ QString passedOverText(const PortCourse& port)
 QList<Row> rowsOfOnePort(const Course& course, const PortCourse& port)
 {
     QList<Row> rows{
-        fact("board", port.name + kNextPart + versionText(port)),
+        fact("board", versionText(port) + ", on " + port.name),
         fact("how far", endText(course, port)),
     };
     if (port.sent == 0)
@@ -157,7 +161,7 @@ QList<Row> rowsOfPorts(const Course& course)
     QList<Row> rows;
     for (const PortCourse& port :
         course.ports.first(std::min(course.ports.size(), kMostPortRows))) {
-        QStringList parts{endText(course, port), versionText(port)};
+        QStringList parts{endText(course, port), "board: " + versionText(port)};
         if (port.sentAgain() > 0)
             parts << "sent again: " + sentAgainText(port);
         rows << Row{Row::Kind::Ok, port.name, parts.join(QLatin1StringView(kNextPart))};

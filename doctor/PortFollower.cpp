@@ -13,7 +13,6 @@ namespace {
 
 // A log that somebody else wrote can hold any number of them.
 constexpr qsizetype kMostReasons = 12;
-constexpr qsizetype kMostPlaces = 4;
 // A log of another program's port names has to be kept from the arithmetic.
 constexpr quint32 kMostPixels = 1U << 24U;
 constexpr double kLinesPerPage = static_cast<double>(protocol::kPageSize) / protocol::kDataLineSize;
@@ -70,8 +69,13 @@ void PortFollower::passOver(const QString& reason)
 {
     if (!m_reply)
         return;
-    noteRestart(std::exchange(m_reply, {})->text);
+    const QByteArray reply = std::exchange(m_reply, {})->text;
+    // Until it is at work a bootloader says more than once that it is there.
+    if (m_course.stage == Stage::Captured)
+        return;
+    noteRestart(reply);
     ++m_course.unusable;
+    m_course.lastPassedOver = shownText(reply);
     const bool isKnown = m_course.passedOver.contains(reason);
     ++m_course.passedOver[isKnown || m_course.passedOver.size() < kMostReasons
             ? reason
@@ -164,7 +168,7 @@ void PortFollower::moveOn(LineKind kind, QByteArrayView text)
 void PortFollower::moveToPage(int page)
 {
     if (page == m_course.page && m_pageHasData)
-        ++m_course.pageRefills;
+        ++m_course.pageRestarts;
     m_course.stage = Stage::Firmware;
     m_course.page = page;
     m_pageHasData = false;
@@ -174,9 +178,8 @@ void PortFollower::moveToPage(int page)
 void PortFollower::moveToImage(QByteArrayView header)
 {
     const int imageNumber = number(header, 1);
-    // The same image again is one that is begun again.
-    if (m_imageIsDone || imageNumber != m_course.imageNumber)
-        ++m_course.image;
+    const bool isNext = m_imageIsDone || imageNumber != m_course.imageNumber;
+    ++(isNext ? m_course.image : m_course.imageRestarts);
     m_imageIsDone = false;
     m_course.stage = Stage::Images;
     m_course.imageNumber = imageNumber;
@@ -190,7 +193,7 @@ void PortFollower::noteSentAgain(LineKind kind, double at)
     ++tally.sentAgain;
     const bool isImage = m_course.stage == Stage::Images;
     const int place = isImage ? m_course.image : m_course.page;
-    if (tally.placesSentAgain.size() < kMostPlaces && !tally.placesSentAgain.contains(place))
+    if (tally.placesSentAgain.size() <= kMostPlacesTold && !tally.placesSentAgain.contains(place))
         tally.placesSentAgain.append(place);
     if (isImage)
         m_course.imagesAgain.add({at, m_course.images.lastPlace()});
