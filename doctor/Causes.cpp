@@ -110,8 +110,8 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "machine has power, switch it off and on, and start the job again; if it stays like that "
         "the board is another one or speaks at another speed"},
     {Cause::NoBootloader, Kind::ToDo, kToDo,
-        "%1: the board answered, but its bootloader was not heard; close the dialog, switch the "
-        "machine off and on, and start the job again"},
+        "%1: the board answered, but its bootloader was not heard up to the log's end; close the "
+        "dialog, switch the machine off and on, and start the job again"},
     {Cause::NotUnderstood, Kind::ToDo, kToDo,
         "%1: the board says what the updater cannot use (\"%2\"); see that the cable leads "
         "to an annealing machine, switch that off and on, and start the job again"},
@@ -128,7 +128,8 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "%1: the log ends before the job does, %2, and nothing is wrong up to there; let the job "
         "end, and look at the whole log"},
     {Cause::AnswersKeptBack, Kind::ToDo, kToDo,
-        "%1: most answers take %2 ms, as from an adapter that keeps them back; run this program on "
+        "%1: answers take %2 ms and more, as from an adapter that keeps them back; run this "
+        "program on "
         "that computer: it says how to set the adapter's latency timer"},
     {Cause::LinesLost, Kind::ToDo, kToDo,
         "%1: %2 of %3 lines had to be sent again; try another cable, and a USB socket of the "

@@ -26,12 +26,12 @@ void AnswerTimes::note(qint64 milliseconds)
     m_slowest = std::max(m_slowest, milliseconds);
 }
 
-qint64 AnswerTimes::median() const
+qint64 AnswerTimes::within(qint64 parts) const
 {
     qint64 seen = 0;
     for (auto bucket = m_counts.begin(); bucket != m_counts.end(); ++bucket) {
         seen += bucket.value();
-        if (2 * seen >= m_count)
+        if (parts * seen >= m_count)
             return bucket.key();
     }
     return 0;

@@ -98,8 +98,8 @@ Finding withoutPort(const Course& course)
     return {Cause::OtherAdaptersOnly, {course.otherPorts.join(QStringLiteral(", "))}};
 }
 
-/// The latency timer of an adapter is 16 ms as it comes. What tells it are the lines whose answer is
-/// not the work of a flash chip.
+/// The latency timer of an adapter is 16 ms as it comes. What tells it are the lines whose answer
+/// is not the work of a flash chip.
 std::optional<Finding> keptBack(const PortCourse& port)
 {
     struct Range
@@ -109,15 +109,14 @@ std::optional<Finding> keptBack(const PortCourse& port)
     };
     static constexpr auto kRanges
         = std::to_array<Range>({{LineKind::Data, 12}, {LineKind::ImageBlock, 15}});
-    // The timer on top of the line's own time, and some for a computer that is busy. What takes
-    // longer has another reason.
+    // The timer on top of the line's own time, and some. What takes longer has another reason.
     constexpr qint64 kLongest = 30;
     constexpr qint64 kEnoughAnswers = 5;
     for (const Range& range : kRanges) {
         const AnswerTimes& answers = port.tally(range.kind).answers;
-        const qint64 median = answers.median();
-        if (answers.count() >= kEnoughAnswers && median >= range.shortest && median <= kLongest)
-            return Finding{Cause::AnswersKeptBack, {port.name, QString::number(median)}};
+        const qint64 quick = answers.quick();
+        if (answers.count() >= kEnoughAnswers && quick >= range.shortest && quick <= kLongest)
+            return Finding{Cause::AnswersKeptBack, {port.name, QString::number(quick)}};
     }
     return {};
 }

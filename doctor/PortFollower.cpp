@@ -15,6 +15,7 @@ namespace {
 constexpr qsizetype kMostReasons = 12;
 // A log of another program's port names has to be kept from the arithmetic.
 constexpr quint32 kMostPixels = 1U << 24U;
+constexpr QByteArrayView kAnnouncement{"$Bootloader"};
 constexpr double kLinesPerPage = static_cast<double>(protocol::kPageSize) / protocol::kDataLineSize;
 
 const LineKindRow* rowOfWord(QByteArrayView word, QByteArrayView LineKindRow::*column)
@@ -109,8 +110,6 @@ void PortFollower::takeSent(QByteArrayView text, Moment time, double at)
     m_course.gone = false;
     ++m_course.sent;
     m_course.lastSent = time;
-    if (m_course.unanswered++ == 0)
-        m_course.firstUnanswered = time;
 
     const QByteArrayView word = replyField(text, 0);
     if (word == protocol::kCapture)
@@ -121,6 +120,8 @@ void PortFollower::takeSent(QByteArrayView text, Moment time, double at)
     if (row == nullptr)
         return;
     ++m_course.tally(row->kind).sent;
+    if (m_course.unanswered++ == 0)
+        m_course.firstUnanswered = time;
     // The version is asked for again and again by design.
     const bool again = text == m_awaited && row->kind != LineKind::AskVersion;
     if (again) {
@@ -214,6 +215,8 @@ void PortFollower::takeReply(const Reply& reply)
     m_course.unanswered = 0;
     m_course.unusable = 0;
     noteRestart(reply.text);
+    if (replyField(reply.text, 0) == kAnnouncement)
+        m_course.stage = std::max(m_course.stage, Stage::Captured);
     const LineKindRow* const row = rowOfWord(replyField(reply.text, 0), &LineKindRow::reply);
     if (row == nullptr)
         return;
@@ -223,7 +226,7 @@ void PortFollower::takeReply(const Reply& reply)
 
 void PortFollower::noteRestart(QByteArrayView reply)
 {
-    if (m_hasWorked && replyField(reply, 0) == "$Bootloader")
+    if (m_hasWorked && replyField(reply, 0) == kAnnouncement)
         m_course.restarted = true;
 }
 

@@ -184,8 +184,7 @@ void TestLogRows::tellsWhatWasSentAgain()
     QCOMPARE(sentAgain("job-complete.images.log"), QStringLiteral("no line"));
     QCOMPARE(
         sentAgain("job-complete.resends.log"), QStringLiteral("1 of 21 image blocks (image 2)"));
-    QCOMPARE(
-        sentAgain("board-silent.firmware.log"), QStringLiteral("2 of 73 data lines (page 2)"));
+    QCOMPARE(sentAgain("board-silent.firmware.log"), QStringLiteral("2 of 73 data lines (page 2)"));
 }
 
 void TestLogRows::tellsAnswerTimes()
