@@ -58,7 +58,7 @@ void Track::add(CoursePoint point)
 QList<CoursePoint> Track::points() const
 {
     QList<CoursePoint> points = m_kept;
-    if (m_count > 0)
+    if (m_count > 0 && (m_count - 1) % m_stride != 0)
         points.append(m_last);
     return points;
 }

@@ -147,7 +147,7 @@ private:
         };
         if (m_course.begin && m_course.end) {
             reach(static_cast<double>(*m_course.begin));
-            reach(static_cast<double>(*m_course.end));
+            reach(static_cast<double>(endOfCourse()));
         }
         for (const Panel& panel : panels) {
             for (const PortCourse& port : m_course.ports) {
@@ -162,6 +162,16 @@ private:
         Range range = times.value_or(Range{});
         range.to = std::max(range.to, range.from + 1);
         return range;
+    }
+
+    /// Of all ports: how long the dialog stays open after that is not the job's.
+    [[nodiscard]] qint64 endOfCourse() const
+    {
+        qint64 end = *m_course.begin;
+        for (const PortCourse& port : m_course.ports)
+            end = std::max(
+                end, port.stage == Stage::Complete ? port.ended.value_or(end) : *m_course.end);
+        return end;
     }
 
     /// What it is, and the ports; gives where it ends.
@@ -232,16 +242,32 @@ private:
     void paintTrack(const Panel& panel, const PortCourse& port, QColor colour)
     {
         const QList<CoursePoint> points = (port.*panel.track).points();
+        if (points.isEmpty())
+            return;
+        // Steps: it stood where it was until the next answer.
         QPolygonF line;
-        for (const CoursePoint& point : points)
-            line << place(point, panel);
+        for (const CoursePoint& point : points) {
+            const QPointF at = place(point, panel);
+            if (!line.isEmpty())
+                line << QPointF(at.x(), line.last().y());
+            line << at;
+        }
         m_painter.setPen(QPen(colour, 2));
         m_painter.drawPolyline(line);
-        if (!line.isEmpty()) {
-            m_painter.setBrush(colour);
-            m_painter.drawEllipse(line.last(), 3, 3);
-            m_painter.setBrush(Qt::NoBrush);
+        m_painter.setBrush(colour);
+        m_painter.drawEllipse(line.last(), 3, 3);
+        m_painter.setBrush(Qt::NoBrush);
+        if (port.stage != Stage::Complete && isAt(port, panel)) {
+            m_painter.setPen(QPen(colour, 2, Qt::DotLine));
+            m_painter.drawLine(line.last(), QPointF(m_plot.right(), line.last().y()));
         }
+    }
+
+    /// True when `port` stands in what `panel` shows.
+    [[nodiscard]] static bool isAt(const PortCourse& port, const Panel& panel)
+    {
+        return panel.track == &PortCourse::pages ? port.stage == Stage::Firmware
+                                                 : port.stage == Stage::Images;
     }
 
     void paintAgain(const Panel& panel, const PortCourse& port)
