@@ -23,7 +23,9 @@ constexpr auto kPortColours = std::to_array<QColor>({
     QColor(0x8b, 0x3f, 0x96),
     QColor(0x55, 0x55, 0x55),
 });
-constexpr int kGap = 8; // pixels
+// In pixels.
+constexpr int kGap = 8;
+constexpr int kTickGap = 4;
 
 /// A scale: what is at its beginning and its end.
 struct Range
@@ -58,12 +60,12 @@ double stepOfCount(double count, double parts)
 QString sinceStart(double milliseconds, double step)
 {
     const auto whole = static_cast<qint64>(milliseconds);
-    const QString text = QStringLiteral("%1:%2")
-                             .arg(whole / 60'000)
-                             .arg(whole / 1000 % 60, 2, 10, QLatin1Char('0'));
-    if (step >= 1000)
-        return text;
-    return text + QStringLiteral(".%1").arg(whole % 1000, 3, 10, QLatin1Char('0'));
+    QString text = QStringLiteral("%1:%2")
+                       .arg(whole / 60'000)
+                       .arg(whole / 1000 % 60, 2, 10, QLatin1Char('0'));
+    if (step < 1000)
+        text += QStringLiteral(".%1").arg(whole % 1000, 3, 10, QLatin1Char('0'));
+    return text;
 }
 
 /// What a panel shows of each port, and against what.
@@ -211,7 +213,7 @@ private:
     void paintPanel(const Panel& panel)
     {
         m_painter.setPen(kInk);
-        m_painter.drawText(kLeft, m_plot.top() - kGap / 2, panel.title);
+        m_painter.drawText(kLeft, m_plot.top() - kTickGap, panel.title);
         paintGrid(panel);
         for (qsizetype i = 0; i < m_course.ports.size(); ++i)
             paintTrack(panel, m_course.ports.at(i), colourOf(i));
@@ -222,7 +224,8 @@ private:
     void paintGrid(const Panel& panel)
     {
         const double step = stepOfCount(panel.most, std::max(2, m_plot.height() / (2 * m_letter)));
-        for (double value = 0; value <= panel.most; value += step) {
+        for (int tick = 0; tick * step <= panel.most; ++tick) {
+            const double value = tick * step;
             const double y = place({m_times.from, value}, panel).y();
             m_painter.setPen(kGrid);
             m_painter.drawLine(QPointF(m_plot.left(), y), QPointF(m_plot.right(), y));
@@ -292,12 +295,12 @@ private:
         for (const double at : timeTicks()) {
             const double x = place({at, 0}, any).x();
             const double since = at - m_times.from;
-            m_painter.drawText(QRectF(x - width / 2.0, m_plot.bottom() + kGap / 2, width, m_letter),
+            m_painter.drawText(QRectF(x - width / 2.0, m_plot.bottom() + kTickGap, width, m_letter),
                 Qt::AlignHCenter,
                 m_course.hasTimes ? sinceStart(since, step) : QString::number(since));
         }
         m_painter.drawText(
-            QRect(m_plot.left(), m_plot.bottom() + kGap / 2 + m_letter, m_plot.width(), m_letter),
+            QRect(m_plot.left(), m_plot.bottom() + kTickGap + m_letter, m_plot.width(), m_letter),
             Qt::AlignHCenter,
             m_course.hasTimes ? QStringLiteral("minutes and seconds since the beginning")
                               : QStringLiteral("lines of the log, which has no times"));
@@ -314,8 +317,8 @@ private:
     {
         QList<double> ticks;
         const double step = timeStep();
-        for (double at = m_times.from; at <= m_times.to; at += step)
-            ticks.append(at);
+        for (int tick = 0; m_times.from + tick * step <= m_times.to; ++tick)
+            ticks.append(m_times.from + tick * step);
         return ticks;
     }
 
