@@ -176,6 +176,7 @@ private slots:
     void doesNotTakeAPassedOverReplyForAnAnswer();
     void countsWhatWasSentAgainAndWhere();
     void takesAClockThatIsSetBack();
+    void tellsAJobWhoseBeginningIsMissing();
     void listsThePortsThatAreNotTaken();
     void showsNothingThatATerminalObeys();
     void keepsATrackShort();
@@ -432,12 +433,26 @@ void TestLogReader::countsWhatWasSentAgainAndWhere()
 void TestLogReader::takesAClockThatIsSetBack()
 {
     const Read read = readText(line(9000, "Job images") + line(9100, "ttyUSB0 TX $I,00,01,20,10*1")
-        + line(100, "ttyUSB0 RX $IACK,0*2") + line(110, "ttyUSB0 TX $F,00,11*3")
-        + line(120, "ttyUSB0 RX $FACK,0*2"));
+        + line(9112, "ttyUSB0 RX $IACK,0*2") + line(9120, "ttyUSB0 TX $F,00,11*3")
+        + line(100, "ttyUSB0 RX $FACK,0*2") + line(110, "ttyUSB0 TX $F,01,11*3")
+        + line(120, "ttyUSB0 RX $FACK,1*2"));
     const PortCourse& port = read.course.ports.first();
-    QCOMPARE(port.tally(LineKind::ImageHeader).answers.count(), 0);
     QCOMPARE(port.tally(LineKind::ImageBlock).answers.count(), 1);
+    QCOMPARE(port.tally(LineKind::ImageBlock).answers.slowest(), 10);
+    const QList<CoursePoint> points = port.images.points();
+    QCOMPARE(points.size(), 3);
+    QVERIFY(std::ranges::is_sorted(points, {}, &CoursePoint::at));
     QVERIFY(!rowsOf(read.course).isEmpty());
+}
+
+void TestLogReader::tellsAJobWhoseBeginningIsMissing()
+{
+    const Read read = readText(line(0, "Job erase") + line(100, "ttyUSB0 TX $A,1*CF00")
+        + line(200, "Dialog closed") + line(9100, "ttyUSB0 TX $I,00,01,20,10*1"));
+    QCOMPARE(read.course.jobs, 2);
+    QCOMPARE(read.course.job, QString());
+    QVERIFY(!read.course.closed);
+    QCOMPARE(read.course.ports.first().sent, 1);
 }
 
 void TestLogReader::listsThePortsThatAreNotTaken()
