@@ -118,10 +118,10 @@ public:
     /// True where a sanitizer has its own allocator, too.
     [[nodiscard]] bool tookLittle() const
     {
-        constexpr qint64 kKilobytes = 4096;
 #ifdef __SANITIZE_ADDRESS__
         return true;
 #else
+        constexpr qint64 kKilobytes = 4096;
         return m_grown < kKilobytes;
 #endif
     }
@@ -263,8 +263,8 @@ void TestLogReader::survivesALogWithoutItsBeginning()
     const Read read = readText(log.sliced(log.indexOf("TX $F,02")));
     QVERIFY(read.well);
     QVERIFY(read.course.job.isEmpty());
-    QCOMPARE(rowsOf(read.course).first().text, QStringLiteral("the log's beginning is missing"));
-    QCOMPARE(rowsOf(read.course).last().text, QStringLiteral("nothing: the job is complete"));
+    QCOMPARE(rowsOf(read.course).constFirst().text, QStringLiteral("the log's beginning is missing"));
+    QCOMPARE(rowsOf(read.course).constLast().text, QStringLiteral("nothing: the job is complete"));
 }
 
 void TestLogReader::readsABigLogInLittleMemory()
@@ -320,7 +320,7 @@ void TestLogReader::readsALogWithoutTimes()
     const PortCourse& port = read.course.ports.first();
     QCOMPARE(port.image, 2);
     QCOMPARE(port.tally(LineKind::ImageBlock).answers.count(), 0);
-    const QString verdict = rowsOf(read.course).last().text;
+    const QString verdict = rowsOf(read.course).constLast().text;
     QVERIFY2(verdict.contains(u"silent up to the log's end, in image 2 of 5, block 2 of 4"),
         qPrintable(verdict));
 }

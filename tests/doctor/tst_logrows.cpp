@@ -219,7 +219,7 @@ void TestLogRows::quotesAnErrorThatItDoesNotKnow()
 {
     Course course = courseOf(QStringLiteral("port-forbidden.log"));
     course.ports.first().openError = QStringLiteral("Keine Berechtigung 100%1");
-    const Row row = rowsOf(course).last();
+    const Row row = rowsOf(course).constLast();
     QVERIFY2(row.text.contains(u"(Keine Berechtigung 100%1)"), qPrintable(row.text));
 }
 
