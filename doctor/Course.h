@@ -148,7 +148,8 @@ struct PortCourse
     qint64 sent = 0;
     qint64 notSent = 0; ///< the port was closed
     qint64 replies = 0;
-    qint64 unanswered = 0; ///< lines sent that want an answer, since the last reply that had an effect
+    qint64 unanswered
+        = 0; ///< lines sent that want an answer, since the last reply that had an effect
     qint64 unusable = 0; ///< replies since then that had none
     int pageRestarts
         = 0; ///< pages that were filled again, and images sent again, from their beginning

@@ -263,7 +263,8 @@ void TestLogReader::survivesALogWithoutItsBeginning()
     const Read read = readText(log.sliced(log.indexOf("TX $F,02")));
     QVERIFY(read.well);
     QVERIFY(read.course.job.isEmpty());
-    QCOMPARE(rowsOf(read.course).constFirst().text, QStringLiteral("the log's beginning is missing"));
+    QCOMPARE(
+        rowsOf(read.course).constFirst().text, QStringLiteral("the log's beginning is missing"));
     QCOMPARE(rowsOf(read.course).constLast().text, QStringLiteral("nothing: the job is complete"));
 }
 
