@@ -1,5 +1,6 @@
 #pragma once
 
+#include "virtualboard/BoardModel.h"
 #include "virtualboard/Bootloader.h"
 #include "virtualboard/FaultPlan.h"
 #include "virtualboard/LineReader.h"
@@ -31,17 +32,6 @@ struct BoardOptions
     std::vector<std::pair<std::uint32_t, std::uint32_t>> held; ///< images: number, version
 };
 
-/// Something that a board does, and when.
-struct Emission
-{
-    enum class What { Bytes, Unplug, PlugIn };
-
-    Time due{};
-    What what = What::Bytes;
-    std::string bytes;
-    int baudRate = 0; ///< at which the bytes are sent
-};
-
 /// A fault that took place.
 struct AppliedFault
 {
@@ -60,23 +50,17 @@ struct RecordedLine
     std::string text; ///< without line feed
 };
 
-/// A display board: a class without input, output or clock. Bytes and the time go in by receive()
-/// and advance(), bytes and their times come out by takeDue(). Times never go back.
-class Board
+/// A display board.
+class Board : public BoardModel
 {
 public:
     explicit Board(BoardOptions options);
-    Board(const Board&) = delete;
-    Board& operator=(const Board&) = delete;
 
-    /// Bytes that the computer sent at `now`, at the rate that it has set (in baud, 0: unknown).
-    void receive(std::string_view bytes, int baudRate, Time now);
+    void receive(std::string_view bytes, int baudRate, Time now) override;
     /// Lets the board do everything that is due until `now`.
     void advance(Time now);
-    /// When there is something to do again; none when only bytes can change anything.
-    [[nodiscard]] std::optional<Time> due() const;
-    /// Advances to `now` and returns what is to be done by then, in the order of its times.
-    [[nodiscard]] std::vector<Emission> takeDue(Time now);
+    [[nodiscard]] std::optional<Time> due() const override;
+    [[nodiscard]] std::vector<Emission> takeDue(Time now) override;
 
     /// `observer` is called with every line that is received or sent.
     void setObserver(std::function<void(const RecordedLine&)> observer)
@@ -86,13 +70,13 @@ public:
 
     [[nodiscard]] Runs runs() const { return m_runs; }
     /// The rate that the running program talks at; 0 while the board boots.
-    [[nodiscard]] int baudRate() const;
+    [[nodiscard]] int baudRate() const override;
     [[nodiscard]] const FlashMemory& flash() const { return m_flash; }
     [[nodiscard]] const ImageStore& images() const { return m_images; }
     [[nodiscard]] const Statistics& statistics() const { return m_statistics; }
     [[nodiscard]] const std::vector<AppliedFault>& appliedFaults() const { return m_appliedFaults; }
     /// True once the computer has ended the job, even if the board did not hear it.
-    [[nodiscard]] bool isFinished() const { return m_finished; }
+    [[nodiscard]] bool isFinished() const override { return m_finished; }
 
 private:
     struct Pending

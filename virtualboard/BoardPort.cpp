@@ -98,6 +98,12 @@ void AdapterPort::write(const std::string& bytes, int baudRate)
         writeAll(descriptor(), bytes);
 }
 
+int AdapterPort::rate() const
+{
+    const int rate = m_adapter->baudRate();
+    return rate == PluggedAdapter::kIdleBaudRate ? 0 : rate;
+}
+
 void AdapterPort::unplug()
 {
     m_adapter->unplug();

@@ -31,8 +31,12 @@ public:
     virtual void write(const std::string& bytes, int baudRate) = 0;
     /// The board talks at `baudRate` from now on.
     virtual void follow(int baudRate) = 0;
+    /// The rate in baud that the program has set; 0: it holds no port, or that is not known.
+    [[nodiscard]] virtual int rate() const { return 0; }
     virtual void unplug() = 0;
     virtual void plugIn() = 0;
+    /// From now on nothing can open the port; a program that has it open keeps it.
+    virtual void refuse() { }
     /// The path at which a program finds the port.
     [[nodiscard]] virtual QString path() const = 0;
 };
@@ -47,8 +51,10 @@ public:
     [[nodiscard]] Input read() override;
     void write(const std::string& bytes, int baudRate) override;
     void follow(int) override { }
+    [[nodiscard]] int rate() const override;
     void unplug() override;
     void plugIn() override;
+    void refuse() override { m_adapter->refuse(); }
     [[nodiscard]] QString path() const override { return m_adapter->terminalPath(); }
 
 private:

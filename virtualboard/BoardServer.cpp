@@ -23,17 +23,11 @@ BoardServer::~BoardServer()
     ::close(m_wake);
 }
 
-Board& BoardServer::add(BoardOptions options, std::unique_ptr<BoardPort> port)
-{
-    m_served.push_back(std::make_unique<Served>(std::move(options), std::move(port)));
-    return m_served.back()->board;
-}
-
 void BoardServer::start()
 {
     // The first round sets the ports up before they are announced.
-    for (const auto& served : m_served)
-        serve(*served);
+    for (Served& served : m_served)
+        serve(served);
     m_thread = std::thread([this] { run(); });
 }
 
@@ -59,8 +53,8 @@ void BoardServer::run()
     while (!m_stopping) {
         waitForWork();
         const std::lock_guard lock(m_mutex);
-        for (const auto& served : m_served)
-            serve(*served);
+        for (Served& served : m_served)
+            serve(served);
     }
 }
 
@@ -68,10 +62,10 @@ void BoardServer::waitForWork()
 {
     std::vector<pollfd> waiting{{m_wake, POLLIN, 0}};
     std::optional<Time> due;
-    for (const auto& served : m_served) {
+    for (const Served& served : m_served) {
         // A negative descriptor, that of an unplugged port, is ignored.
-        waiting.push_back({served->port->descriptor(), POLLIN, 0});
-        const std::optional<Time> next = served->board.due();
+        waiting.push_back({served.port->descriptor(), POLLIN, 0});
+        const std::optional<Time> next = served.board->due();
         if (next && (!due || *next < *due))
             due = next;
     }
@@ -90,12 +84,13 @@ void BoardServer::serve(Served& served)
     if (served.port->descriptor() >= 0) {
         const BoardPort::Input input = served.port->read();
         if (!input.bytes.empty())
-            served.board.receive(input.bytes, input.baudRate, now());
+            served.board->receive(input.bytes, input.baudRate, now());
     }
-    for (const Emission& emission : served.board.takeDue(now()))
+    served.board->portIsAt(served.port->rate(), now());
+    for (const Emission& emission : served.board->takeDue(now()))
         act(served, emission);
     if (served.port->descriptor() >= 0)
-        served.port->follow(served.board.baudRate());
+        served.port->follow(served.board->baudRate());
 }
 
 void BoardServer::act(Served& served, const Emission& emission)
@@ -113,6 +108,9 @@ void BoardServer::act(Served& served, const Emission& emission)
         } catch (const std::runtime_error& error) {
             served.trouble = error.what();
         }
+        break;
+    case Emission::What::Refuse:
+        served.port->refuse();
         break;
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "virtualboard/Board.h"
+#include "virtualboard/BoardModel.h"
 #include "virtualboard/BoardPort.h"
 
 #include <atomic>
@@ -16,12 +16,7 @@ class BoardServer
 public:
     struct Served
     {
-        Served(BoardOptions options, std::unique_ptr<BoardPort> itsPort)
-            : board(std::move(options)), port(std::move(itsPort))
-        {
-        }
-
-        Board board;
+        std::unique_ptr<BoardModel> board;
         std::unique_ptr<BoardPort> port;
         std::string trouble; ///< why the port could not be plugged in again; empty otherwise
     };
@@ -32,8 +27,14 @@ public:
     BoardServer(const BoardServer&) = delete;
     BoardServer& operator=(const BoardServer&) = delete;
 
-    /// Adds a board; only before start().
-    Board& add(BoardOptions options, std::unique_ptr<BoardPort> port);
+    /// Adds a board; only before start(). Once that was called, look() guards it.
+    template <typename Model>
+    Model& add(std::unique_ptr<Model> board, std::unique_ptr<BoardPort> port)
+    {
+        Model& added = *board;
+        m_served.push_back({std::move(board), std::move(port), {}});
+        return added;
+    }
     void start();
     /// Ends the thread; the boards stay as they are. Safe to call twice.
     void stop();
@@ -55,7 +56,7 @@ private:
     static void act(Served& served, const Emission& emission);
 
     std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-    std::vector<std::unique_ptr<Served>> m_served;
+    std::vector<Served> m_served;
     std::mutex m_mutex;
     std::atomic<bool> m_stopping = false;
     int m_wake = -1;

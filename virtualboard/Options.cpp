@@ -58,11 +58,13 @@ Setter text(QString& target)
     };
 }
 
-Setter number(int least, int most, int& target)
+template <typename Target> Setter number(int least, int most, Target& target)
 {
     return [least, most, &target](const QString& value) {
-        if (!readNumber(value, least, most, target))
+        int given = 0;
+        if (!readNumber(value, least, most, given))
             refuse(u"a number from %1 to %2, not \"%3\""_s.arg(least).arg(most).arg(value));
+        target = given;
     };
 }
 
@@ -172,6 +174,7 @@ std::vector<Row> rows(Options& options)
         {"pictures", "DIR", "received images as PNG", text(options.pictures)},
         {"record", "FILE", "every line with its time", text(options.record)},
         {"report", "FILE", "figures as JSON", text(options.report)},
+        {"replay", "LOG", "play the boards of the updater's log again", text(options.replay)},
         {"stop-when-done", "S", "end PROGRAM this long after the last board",
             time("s", options.stopWhenDone)},
         {"timeout", "S", "end PROGRAM after this time anyway", time("s", options.timeout)},
@@ -186,6 +189,18 @@ void addOptions(const std::vector<Row>& rows, QCommandLineParser& parser)
         if (names.first() == "help"_L1)
             names.prepend(u"h"_s);
         parser.addOption({names, QLatin1String(row.description), QLatin1String(row.value)});
+    }
+}
+
+/// With a log there is no board to be set up, and nothing that is known of its flash.
+void refuseBesideReplay(const std::vector<Row>& rows, const QCommandLineParser& parser)
+{
+    const QStringList allowed{
+        u"replay"_s, u"first-port"_s, u"progress"_s, u"stop-when-done"_s, u"timeout"_s, u"help"_s};
+    for (const Row& row : rows) {
+        const QString name = QLatin1String(row.name);
+        if (parser.isSet(name) && !allowed.contains(name))
+            refuse(u"--%1 does not go with --replay: the log says what the boards do"_s.arg(name));
     }
 }
 
@@ -226,6 +241,8 @@ Options Options::parse(const QStringList& arguments)
         options.program = arguments.mid(end + 1);
     if (!options.serialPort.isEmpty() && (options.boards > 1 || !options.program.isEmpty()))
         refuse(u"--serial serves one board and starts no program"_s);
+    if (!options.replay.isEmpty())
+        refuseBesideReplay(all, parser);
     return options;
 }
 
@@ -248,8 +265,8 @@ WHAT on a reply:   drop-reply  delay-reply [by=300ms]  double-reply [by=0ms]
 WHEN: at=NUMBER or rate=PERCENT%, [word=D] counts lines of that word only, [times=N] at most,
       [board=N] at that of several only, from 0
 
-Exit code: 0 flash and images are exactly the release set, 1 they are not or PROGRAM failed,
-2 usage error.
+Exit code: 0 flash and images are exactly the release set (--replay: PROGRAM sent what it sent then),
+1 they are not or PROGRAM failed, 2 usage error.
 )");
 }
 

@@ -13,7 +13,7 @@ struct Options
 {
     BoardOptions board;
     int boards = 1;
-    int firstPort = 0;
+    std::optional<int> firstPort; ///< number of the first one; none: 0, or the names of the log
     QString serialPort; ///< a real port to serve instead of the mocked bus; empty: none
     QString releaseSet;
     std::optional<Job> expected;
@@ -22,6 +22,7 @@ struct Options
     QString pictures; ///< folder, empty: none
     QString record; ///< file, empty: none
     QString report; ///< file, empty: none
+    QString replay; ///< the log whose boards are played, empty: none
     std::optional<Time> stopWhenDone;
     std::optional<Time> timeout;
     bool help = false;

@@ -81,6 +81,13 @@ void PluggedAdapter::plugAgain()
     m_bus.addDevices(*this);
 }
 
+void PluggedAdapter::refuse()
+{
+    // Nobody may write to it, not even the administrator, whom the rights of a terminal do not
+    // stop.
+    m_bus.linkNode(*this, QStringLiteral("/sys/kernel/notes"));
+}
+
 void PluggedAdapter::openTerminal()
 {
     termios settings{};

@@ -3,8 +3,6 @@
 #include "virtualboard/BoardServer.h"
 #include "virtualboard/ChildProgram.h"
 #include "virtualboard/Options.h"
-#include "virtualboard/Transcript.h"
-#include "virtualboard/WatchWindow.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -18,8 +16,8 @@ class QSocketNotifier;
 namespace vboard {
 
 /// One run of the tool: boards on their ports, the program that is started on them, and the
-/// verdict. Lives in the main thread beside an event loop, which it ends by
-/// QCoreApplication::exit().
+/// verdict. Which boards these are, and what is said of them, is the derived class's. Lives in the
+/// main thread beside an event loop, which it ends by QCoreApplication::exit().
 class ToolRun : public QObject
 {
     Q_OBJECT
@@ -29,7 +27,6 @@ public:
     /// main() blocks them before there is any thread, so that they reach no other.
     [[nodiscard]] static sigset_t endingSignals();
 
-    ToolRun(Options options, ExpectedSet set);
     ~ToolRun() override;
 
     /// Plugs in the boards and starts the program. Throws std::runtime_error when there is no port.
@@ -38,25 +35,42 @@ public:
     /// Prints the verdict and writes the files that were asked for. Returns the exit code.
     [[nodiscard]] int finish();
 
+protected:
+    /// What is said of all boards in the end.
+    struct Judgement
+    {
+        bool good = false;
+        QString text;
+    };
+
+    explicit ToolRun(Options options);
+
+    [[nodiscard]] const Options& options() const { return m_options; }
+    [[nodiscard]] BoardServer& server() { return m_server; }
+    /// A port of the mocked bus for the board with this number; several are in the order of calls.
+    [[nodiscard]] std::unique_ptr<BoardPort> plug(int index, const QString& portName);
+
+    /// Adds the boards to the server. False when a file cannot be written; the reason is printed.
+    [[nodiscard]] virtual bool addBoards() = 0;
+    [[nodiscard]] virtual QString boardName(int index) const = 0;
+    /// How far each board has come.
+    [[nodiscard]] virtual QStringList progressTexts() = 0;
+    /// Called now and then while the program runs.
+    virtual void look() { }
+    /// Prints what is to be said of each board, when all stand still.
+    [[nodiscard]] virtual Judgement judgeBoards() = 0;
+
 private:
-    void addBoards();
-    void addBoard(int index, std::unique_ptr<BoardPort> port);
-    [[nodiscard]] QString boardName(int index) const;
     void announcePorts();
     void catchSignals();
-    void look();
+    void lookAround();
     void showProgress();
     void endProgram();
     [[nodiscard]] bool allDone();
-    void show(int index, const Verdict& verdict, const BoardServer::Served& served) const;
-    void writeReport(const QJsonObject& report) const;
 
     Options m_options;
-    ExpectedSet m_set;
     std::unique_ptr<UsbBus> m_bus;
-    Transcript m_transcript;
     BoardServer m_server;
-    std::unique_ptr<WatchWindow> m_window;
     ChildProgram m_program;
     QTimer m_lookTimer;
     QElapsedTimer m_sinceStart;

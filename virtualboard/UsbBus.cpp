@@ -171,10 +171,16 @@ void UsbBus::addDevices(PluggedAdapter& plugged)
             udevName(adapter.description), "ID_MODEL_ID", productId, "ID_SERIAL_SHORT", serial,
             "ID_USB_DRIVER", driver});
 
-    const QString node = m_testbed->root() + QStringLiteral("/dev/") + adapter.portName;
+    linkNode(plugged, plugged.m_terminalPath);
+}
+
+void UsbBus::linkNode(const PluggedAdapter& plugged, const QString& target)
+{
+    const QString node = m_testbed->root() + QStringLiteral("/dev/") + plugged.portName();
     QFile::remove(node);
-    if (!QFile::link(plugged.m_terminalPath, node))
-        throw std::runtime_error("cannot make the device node of " + port.toStdString());
+    if (!QFile::link(target, node))
+        throw std::runtime_error(
+            "cannot make the device node of " + plugged.portName().toStdString());
 }
 
 void UsbBus::removeDevices(PluggedAdapter& plugged)

@@ -53,6 +53,8 @@ public:
     /// Plugs it into the same socket again, with a new pseudo terminal.
     /// Throws std::runtime_error when the system has no pseudo terminal to give.
     void plugAgain();
+    /// From now on nothing can open the port, as if there were no right to; it stays on the bus.
+    void refuse();
 
 private:
     friend class UsbBus;
@@ -100,6 +102,7 @@ private:
     struct Testbed;
     void addDevices(PluggedAdapter& plugged);
     void removeDevices(PluggedAdapter& plugged);
+    void linkNode(const PluggedAdapter& plugged, const QString& target);
 
     std::unique_ptr<Testbed> m_testbed;
     int m_socketsUsed = 0;

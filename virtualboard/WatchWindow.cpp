@@ -186,11 +186,17 @@ WatchWindow::WatchWindow(BoardServer& server, const QStringList& names) : m_serv
         layout->addWidget(m_views.back());
     }
     connect(&m_timer, &QTimer::timeout, this, &WatchWindow::refresh);
-    m_timer.start(kRefreshInterval);
     // At the right edge: the updater's windows come up in the middle.
     adjustSize();
     const QRect screenArea = screen()->availableGeometry();
     move(screenArea.right() - width(), screenArea.top());
+}
+
+void WatchWindow::watch(std::vector<const Board*> boards)
+{
+    m_boards = std::move(boards);
+    m_timer.start(kRefreshInterval);
+    show();
 }
 
 void WatchWindow::addLine(int board, const RecordedLine& line)
@@ -200,9 +206,9 @@ void WatchWindow::addLine(int board, const RecordedLine& line)
 
 void WatchWindow::refresh()
 {
-    m_server.look([this](const auto& boards) {
+    m_server.look([this](const auto&) {
         for (std::size_t index = 0; index < m_views.size(); ++index)
-            m_views[index]->look(boards.at(index)->board);
+            m_views[index]->look(*m_boards.at(index));
     });
     for (BoardView* const view : m_views)
         view->paintSeen();

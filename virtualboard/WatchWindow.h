@@ -90,6 +90,8 @@ class WatchWindow : public QWidget
 public:
     /// `names` are the boards' titles, in their order. The server must outlive the window.
     WatchWindow(BoardServer& server, const QStringList& names);
+    /// Shows these boards of the server, in the order of the titles.
+    void watch(std::vector<const Board*> boards);
     /// From any thread; see BoardView::addLine().
     void addLine(int board, const RecordedLine& line);
 
@@ -98,6 +100,7 @@ private:
 
     BoardServer& m_server;
     std::vector<BoardView*> m_views;
+    std::vector<const Board*> m_boards;
     QTimer m_timer;
 };
 

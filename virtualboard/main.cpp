@@ -1,5 +1,6 @@
 #include "virtualboard/Console.h"
-#include "virtualboard/ToolRun.h"
+#include "virtualboard/JobRun.h"
+#include "virtualboard/ReplayRun.h"
 
 #include <QApplication>
 
@@ -23,17 +24,26 @@ bool hasDisplay()
         || qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
 }
 
-int run(const vboard::Options& options)
+int carryOut(vboard::ToolRun& run)
 {
-    QString error;
-    auto set = vboard::ExpectedSet::read(options.releaseSet, error);
-    if (!set)
-        return refuse(error);
-    vboard::ToolRun run(options, std::move(*set));
     if (!run.start())
         return kWrongCall;
     QCoreApplication::exec();
     return run.finish();
+}
+
+int run(const vboard::Options& options)
+{
+    if (!options.replay.isEmpty()) {
+        vboard::ReplayRun replay(options);
+        return carryOut(replay);
+    }
+    QString error;
+    auto set = vboard::ExpectedSet::read(options.releaseSet, error);
+    if (!set)
+        return refuse(error);
+    vboard::JobRun job(options, std::move(*set));
+    return carryOut(job);
 }
 
 } // namespace
