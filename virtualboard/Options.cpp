@@ -265,8 +265,8 @@ WHAT on a reply:   drop-reply  delay-reply [by=300ms]  double-reply [by=0ms]
 WHEN: at=NUMBER or rate=PERCENT%, [word=D] counts lines of that word only, [times=N] at most,
       [board=N] at that of several only, from 0
 
-Exit code: 0 flash and images are exactly the release set (--replay: PROGRAM sent what it sent then),
-1 they are not or PROGRAM failed, 2 usage error.
+Exit code: 0 flash and images are exactly the release set, or with --replay PROGRAM sent what it
+sent then; 1 not so, or PROGRAM failed; 2 usage error.
 )");
 }
 

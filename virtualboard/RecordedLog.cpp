@@ -18,9 +18,9 @@ constexpr std::string_view kStampPattern = "dddd-dd-dd dd:dd:dd.ddd ";
 bool hasStamp(std::string_view line)
 {
     return line.size() >= kStampPattern.size()
-        && std::equal(kStampPattern.begin(), kStampPattern.end(), line.begin(),
-            [](char wanted, unsigned char given) {
-                return wanted == 'd' ? std::isdigit(given) != 0 : wanted == given;
+        && std::equal(
+            kStampPattern.begin(), kStampPattern.end(), line.begin(), [](char wanted, char given) {
+                return wanted == 'd' ? given >= '0' && given <= '9' : wanted == given;
             });
 }
 

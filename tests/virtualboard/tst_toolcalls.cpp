@@ -138,6 +138,13 @@ private slots:
         row("serial and program", {"--serial=/dev/null", "--", "true"}, "starts no program");
         row("serial port", {"--serial=/nowhere/tty"}, "/nowhere/tty");
         row("program", {"--", "/nowhere/program"}, "/nowhere/program");
+        row("no log", {"--replay=/nowhere/log"}, "/nowhere/log: No such file");
+        row("folder as log", {"--replay=/tmp"}, "/tmp: ");
+        row("log of another program", {"--replay=" + QString::fromLatin1(JOB_CLIENT)},
+            "this is no log of the updater");
+        row("log and fault", {"--replay=/nowhere/log", "--fault=drop-reply at=1"},
+            "--fault does not go with --replay");
+        row("log and boards", {"--replay=/nowhere/log", "--boards=1"}, "--boards does not go");
     }
 
     void aWrongCallIsOneClearLine()
