@@ -282,8 +282,6 @@ std::vector<Emission> ReplayedBoard::takeDue(Time now)
         taken.push_back({dueTime(first), first.what, std::move(first.bytes), m_portRate});
         m_pending.pop_front();
         m_jobPlayed = true;
-        if (taken.back().what == Emission::What::Unplug)
-            portIsAt(0, now);
     }
     if (const auto refusal = refusalDue(); refusal && *refusal <= now) {
         m_refuses = false;

@@ -185,6 +185,13 @@ private slots:
         QCOMPARE(desk.say("$A,1*CF00"), "");
     }
 
+    void keepsTheAnswerBackOnceTheProgramDiffers()
+    {
+        Desk desk(kQuestion + wire(3s, "TX $A,1*CF00"));
+        desk.say("$MVER*826A", 1ms);
+        QCOMPARE(desk.say("$I,1,1*1"), "");
+    }
+
     void showsOfALongLineThePlaceThatDiffers()
     {
         const std::string start = "$D,40" + std::string(150, '0');
@@ -226,7 +233,7 @@ private slots:
         Desk desk(kQuestion + wire(3s, "TX $A,1*CF00"));
         for (int times = 0; times < 3; ++times)
             desk.say("$MVER*826A");
-        QVERIFY(!desk.verdict().asRecorded);
+        QVERIFY(desk.verdict().difference.ends_with("\"$MVER*826A\" came"));
     }
 
     void notesOneRepeatFewerAndGivesItsAnswer()
