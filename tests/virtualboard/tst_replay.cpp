@@ -304,6 +304,16 @@ private slots:
         QVERIFY(desk.verdict().asRecorded);
     }
 
+    void doesNotPlayAJobTwiceInWhichThePortOnlyWent()
+    {
+        Desk desk(job(1s, "Job images") + job(1s + 100ms, "Port has gone \"ttyUSB0\"")
+            + job(10s, "Job erase") + wire(11s, "TX $MVER*826A") + wire(11s, "RX $MVERR*2"));
+        desk.wait(2s);
+        desk.close();
+        desk.open();
+        QCOMPARE(desk.say("$MVER*826A"), "$MVERR*2\n");
+    }
+
     void takesADialogWithoutALineForNoJob()
     {
         Desk desk(kQuestion);
@@ -361,7 +371,7 @@ private slots:
     {
         Desk desk(job(1s, "Job images")
             + job(1s, "Could not open port \"ttyUSB0\" \"Permission denied\"")
-            + wire(2s, "not sent $MVER*1"));
+            + wire(2s, "not sent $MVER*1") + job(3s, "Dialog closed"));
         desk.close();
         desk.wait(Time::zero());
         QCOMPARE(desk.others, std::vector{Emission::What::Refuse});
