@@ -1,6 +1,7 @@
 #include "releaseset/Diff.h"
 
 #include "protocol/Commands.h"
+#include "releaseset/ManifestCheck.h"
 #include "releaseset/Rgb565.h"
 
 #include <QMap>
@@ -69,6 +70,17 @@ QString pixelText(const ImageFile& before, const ImageFile& after)
         .arg(change.area.y());
 }
 
+/// Whether a board that has `before` would show something else with `after`.
+bool looksOtherwise(const ImageFile& before, const ImageFile& after)
+{
+    return before.data != after.data || sizeOf(before) != sizeOf(after);
+}
+
+bool keepsItsVersion(const ImageFile& before, const ImageFile& after)
+{
+    return before.imageVersion == after.imageVersion && looksOtherwise(before, after);
+}
+
 QStringList imageChanges(const SetImage& before, const SetImage& after)
 {
     QStringList changes;
@@ -83,11 +95,11 @@ QStringList imageChanges(const SetImage& before, const SetImage& after)
     if (sizeOf(a) != sizeOf(b))
         changes.append(changeOf(QStringLiteral("size"), sizeOf(a), sizeOf(b)));
     const QString pixels = pixelText(a, b);
-    if (!pixels.isEmpty()) {
+    if (!pixels.isEmpty())
         changes.append(pixels);
-        if (a.imageVersion == b.imageVersion)
-            changes.append(QStringLiteral("version is still %1, so a board keeps the image it has")
-                               .arg(a.imageVersion));
+    if (keepsItsVersion(a, b)) {
+        changes.append(QStringLiteral("version is still %1, so a board keeps the image it has")
+                           .arg(a.imageVersion));
     }
     return changes;
 }
@@ -178,6 +190,26 @@ QStringList differencesOf(const ReleaseSet& before, const ReleaseSet& after)
     addOrder(lines, before, after);
     addFirmware(lines, before, after);
     return lines;
+}
+
+void checkImageVersions(const ReleaseSet& before, const ReleaseSet& after, Findings& findings)
+{
+    const QMap<int, SetImage> old = byNumber(before);
+    for (qsizetype i = 0; i < after.images.size(); ++i) {
+        const SetImage& image = after.images.at(i);
+        const int number = image.content.imageName;
+        const int version = image.content.imageVersion;
+        if (!old.contains(number) || !keepsItsVersion(old.value(number).content, image.content))
+            continue;
+        const int next = (version + 1) % (kMaxNumber + 1);
+        findings.error(
+            {.file = kManifestFile, .key = QStringLiteral("Images[%1].ImageVersion").arg(i)},
+            QStringLiteral(
+                "image %1 (%2) has changed and its version is still %3, so a board keeps the "
+                "image it has; write \"ImageVersion\": %4")
+                .arg(QString::number(number), image.file, QString::number(version),
+                    QString::number(next)));
+    }
 }
 
 } // namespace releaseset

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "releaseset/Findings.h"
 #include "releaseset/ReleaseSet.h"
 
 #include <QStringList>
@@ -10,5 +11,9 @@ namespace releaseset {
 /// address, image by image (matched by number) and page by page of the firmware. Empty when both
 /// sets send the same.
 [[nodiscard]] QStringList differencesOf(const ReleaseSet& before, const ReleaseSet& after);
+
+/// An error for each image of `after` that has other pixels or another size than in `before`, its
+/// number and version being the same: a board that has that version does not take it.
+void checkImageVersions(const ReleaseSet& before, const ReleaseSet& after, Findings& findings);
 
 } // namespace releaseset

@@ -13,9 +13,6 @@ namespace releaseset {
 
 namespace {
 
-/// The largest value of a header line's two-digit field: an image's number or version.
-constexpr int kMaxNumber = 0xFF;
-
 QString described(const QJsonValue& value)
 {
     switch (value.type()) {

@@ -6,6 +6,9 @@
 
 namespace releaseset {
 
+/// The largest value of a header line's two-digit field: an image's number or version.
+inline constexpr int kMaxNumber = 0xFF;
+
 /// Notes everything in `text`, the content of the manifest, that the updater would read as a
 /// default or ignore silently. Agrees with docs/manifest.schema.json, except that a schema
 /// cannot compare the numbers of two images.

@@ -27,7 +27,9 @@ constexpr int kFaulty = 1;
 constexpr int kWrongCall = 2;
 
 constexpr char kUsage[] =
-    R"(usage: release-set check [--json | --quiet] DIR   read a set, say what is wrong with it
+    R"(usage: release-set check [--json | --quiet] [--previous OLDER] DIR
+                                              read a set, say what is wrong with it, and
+                                              with it as the next release after OLDER
        release-set convert [--dither] [--name TITLE] IN OUT
                                               between a picture and its C source (.c)
        release-set sheet DIR OUT.png          draw a contact sheet of a set's images
@@ -35,6 +37,8 @@ constexpr char kUsage[] =
 
 The exit code is 0, 1 where there are errors or differences, or 2 for a usage error.
 )";
+
+constexpr QLatin1StringView kPrevious{"previous"};
 
 int complain(const QString& text, int code)
 {
@@ -60,6 +64,11 @@ int runCheck(const QCommandLineParser& call)
     Findings findings;
     const ReleaseSet set
         = releaseset::readReleaseSet(call.positionalArguments().constFirst(), findings);
+    if (call.isSet(kPrevious)) {
+        Findings ofTheOlder; // it was a release, and is not what is checked
+        checkImageVersions(
+            releaseset::readReleaseSet(call.value(kPrevious), ofTheOlder), set, findings);
+    }
     if (call.isSet(QStringLiteral("json"))) {
         print(stdout, releaseset::jsonOf(set, findings));
     } else {
@@ -129,7 +138,8 @@ constexpr std::array kSubcommands = {
 QList<QCommandLineOption> optionsOf(const Subcommand& command)
 {
     if (command.run == runCheck)
-        return {{QStringLiteral("json"), {}}, {QStringLiteral("quiet"), {}}};
+        return {{QStringLiteral("json"), {}}, {QStringLiteral("quiet"), {}},
+            {kPrevious, {}, QStringLiteral("OLDER")}};
     if (command.run == runConvert)
         return {
             {QStringLiteral("dither"), {}}, {QStringLiteral("name"), {}, QStringLiteral("TITLE")}};
@@ -142,7 +152,9 @@ QString faultOf(const QCommandLineParser& call, const Subcommand& command)
     const QStringList operands = call.positionalArguments();
     if (operands.size() != command.operands.count(u' ') + 1)
         return QStringLiteral("%1 takes %2").arg(command.name, command.operands);
-    const QStringList folders = operands.first(command.folders);
+    QStringList folders = operands.first(command.folders);
+    if (call.optionNames().contains(kPrevious))
+        folders.append(call.value(kPrevious));
     for (const QString& folder : folders) {
         if (!QFileInfo(folder).isDir())
             return QStringLiteral("\"%1\" is not a folder").arg(folder);

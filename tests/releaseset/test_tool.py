@@ -63,7 +63,8 @@ class Calls(Scratch):
     def test_wrong_calls_end_with_two_and_one_line(self):
         for call in ([], ["eat"], ["check"], ["check", "no-such-folder"], ["check", "--loud", RES],
                      ["check", RES, RES], ["convert", "one.c"], ["convert", "--name"], ["sheet", RES], ["diff", RES],
-                     ["diff", RES, "no-such-folder"]):
+                     ["diff", RES, "no-such-folder"], ["check", "--previous", "no-such-folder", RES],
+                     ["check", RES, "--previous"]):
             with self.subTest(call):
                 result = run(*call)
                 self.assertEqual((result.returncode, result.stdout), (2, ""))
@@ -254,6 +255,47 @@ class Sheet(Scratch):
         self.assertGreater(size_of_png(self.folder / "sheet.png")[0], 200)
 
 
+class CheckAsTheNextRelease(Scratch):
+    SECOND = {"FileName": "other.c", "ImageName": 1, "ImageVersion": 255}
+
+    def says(self, before, after, *lines):
+        result = run("check", "--quiet", "--previous", self.set("before", before), self.set("after", after))
+        self.assertEqual((result.returncode, result.stderr.splitlines()), (1 if lines else 0, [*lines]))
+
+    def test_every_image_that_changed_and_kept_its_version_is_an_error_with_what_to_write(self):
+        two = sets.images(sets.IMAGE, self.SECOND)
+        still = "so a board keeps the image it has; write \"ImageVersion\":"
+        other = {"other.c": sets.sized(4, 1)["dot.c"]}
+        self.says({**two, "other.c": sets.SOURCE}, {**two, **sets.array("0x84", "0x85"), **other},
+                  "settings.json: error: Images[0].ImageVersion: image 0 (dot.c) has changed and its version is "
+                  f"still 1, {still} 2",
+                  "settings.json: error: Images[1].ImageVersion: image 1 (other.c) has changed and its version is "
+                  f"still 255, {still} 0")
+
+    def test_an_image_of_another_version_may_change(self):
+        changed = sets.array("0x84", "0x85")
+        self.says({}, {**changed, **sets.image(ImageVersion=2)})
+        self.says(sets.image(ImageVersion=2), {**changed, **sets.image(ImageVersion=1)})
+
+    def test_an_image_that_is_the_same_keeps_its_version_wherever_it_lies(self):
+        self.says({}, {})
+        self.says({}, {**sets.image(FileName="other.c"), "dot.c": None, "other.c": sets.SOURCE})
+
+    def test_numbers_that_came_or_went_had_no_version(self):
+        self.says({}, {**sets.array("0x84", "0x85"), **sets.image(ImageName=7)})
+
+    def test_another_shape_of_the_same_bytes_is_a_change(self):
+        self.says({}, sets.descriptor(".w = 2,\n  .header.h = 2", ".w = 4,\n  .header.h = 1"),
+                  "settings.json: error: Images[0].ImageVersion: image 0 (dot.c) has changed and its version is "
+                  "still 1, so a board keeps the image it has; write \"ImageVersion\": 2")
+
+    def test_is_in_the_json_too(self):
+        after = self.set("after", sets.array("0x84", "0x85"))
+        result = run("check", "--json", "--previous", self.set("before"), after)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("Images[0].ImageVersion", result.stdout)
+
+
 class Diff(Scratch):
     def lines(self, before, after, code=1):
         result = run("diff", before, after)
@@ -282,6 +324,9 @@ class Diff(Scratch):
             ("pixels under one version", {}, sets.array("0x00, 0xf8", "0x00, 0x00"),
              ["image 0: 1 of 4 pixels, within 1 x 1 at (0, 1); "
               "version is still 1, so a board keeps the image it has"]),
+            ("another shape under one version", {},
+             sets.descriptor(".w = 2,\n  .header.h = 2", ".w = 4,\n  .header.h = 1"),
+             ["image 0: size 2 x 2 -> 4 x 1; version is still 1, so a board keeps the image it has"]),
             ("images that came and went", {}, sets.image(ImageName=7),
              ["image 0: gone, dot.c", "image 7: new, dot.c"]),
             ("file, size and order of images",
