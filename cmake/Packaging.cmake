@@ -16,6 +16,15 @@ if(NOT newest MATCHES "^## ([0-9.]+) - ([0-9]+-[0-9]+-[0-9]+)$" OR NOT CMAKE_MAT
 endif()
 set(UPDATER_RELEASE_DATE "${CMAKE_MATCH_2}")
 
+# Who hands it out: OWNER_NAME, OWNER_EMAIL, OWNER_HOMEPAGE, OWNER_ID.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${packaging}/owner.txt")
+file(STRINGS "${packaging}/owner.txt" lines REGEX "^[a-z]+: ")
+foreach(line IN LISTS lines)
+    string(REGEX MATCH "^([a-z]+): (.*)$" line "${line}")
+    string(TOUPPER "OWNER_${CMAKE_MATCH_1}" name)
+    set(${name} "${CMAKE_MATCH_2}")
+endforeach()
+
 include(ReleaseName)
 
 # package_program(TARGET DESCRIPTION): a program for technicians. Its name, version and icon go where each
@@ -76,13 +85,15 @@ find_package(Python3 QUIET COMPONENTS Interpreter)
 # install_papers(COMPONENT PACKAGE): what every Debian package says about itself. Without Python, which
 # the program itself does not need, the changelog is left out.
 function(install_papers COMPONENT PACKAGE)
-    set(papers "${packaging}/debian/copyright")
+    set(papers "${CMAKE_BINARY_DIR}/packaging/copyright")
+    configure_file("${packaging}/debian/copyright.in" "${papers}" @ONLY)
     if(Python3_FOUND)
         set(changelog "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}/changelog")
         file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging/${PACKAGE}")
         execute_process(
             COMMAND "${Python3_EXECUTABLE}" "${packaging}/debian/write-changelog"
                 ${PACKAGE} "${CMAKE_SOURCE_DIR}/CHANGELOG.md" "${UPDATER_FULL_VERSION}"
+                "${OWNER_NAME} <${OWNER_EMAIL}>"
             OUTPUT_FILE "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
         execute_process(COMMAND gzip -9nkf "${changelog}" COMMAND_ERROR_IS_FATAL ANY)
         list(APPEND papers "${changelog}.gz")
@@ -96,13 +107,15 @@ set(tools_package annealing-db-updater-dev-tools)
 # What belongs to the program's package besides the program.
 set(applications "${CMAKE_INSTALL_DATADIR}/applications")
 set(icons "${CMAKE_INSTALL_DATADIR}/icons/hicolor")
-foreach(file IN ITEMS annealing-db-updater.desktop annealing-db-updater-doctor.desktop org.example.annealing_db_updater.metainfo.xml)
+set(metainfo "${OWNER_ID}.annealing_db_updater.metainfo.xml")
+configure_file("${packaging}/linux/metainfo.xml.in" "${CMAKE_BINARY_DIR}/packaging/${metainfo}" @ONLY)
+foreach(file IN ITEMS annealing-db-updater.desktop annealing-db-updater-doctor.desktop)
     configure_file("${packaging}/linux/${file}.in" "${CMAKE_BINARY_DIR}/packaging/${file}" @ONLY)
 endforeach()
 install(FILES "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater.desktop"
     "${CMAKE_BINARY_DIR}/packaging/annealing-db-updater-doctor.desktop"
     DESTINATION "${applications}" COMPONENT program)
-install(FILES "${CMAKE_BINARY_DIR}/packaging/org.example.annealing_db_updater.metainfo.xml"
+install(FILES "${CMAKE_BINARY_DIR}/packaging/${metainfo}"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo" COMPONENT program)
 foreach(size IN ITEMS 16 22 24 32 48 64 128 256)
     install(FILES "${packaging}/icon/annealing-db-updater-${size}.png" RENAME annealing-db-updater.png
@@ -138,7 +151,8 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_VERSION "${UPDATER_FULL_VERSION}")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Annealing DB Updater maintainers <maintainers@example.org>")
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${OWNER_NAME} <${OWNER_EMAIL}>")
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "${OWNER_HOMEPAGE}")
 set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -162,7 +176,8 @@ ${UPDATER_SET_TOLD}")
 # Platform plugins are loaded while the program runs, so they are not among its libraries.
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS qt6-qpa-plugins)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "qt6-wayland, udev")
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA "${packaging}/debian/postinst;${packaging}/debian/postrm")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA
+    "${packaging}/debian/preinst;${packaging}/debian/postinst;${packaging}/debian/postrm")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION

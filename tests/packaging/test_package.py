@@ -14,6 +14,8 @@ import unittest
 
 SOURCE, BUILD = map(pathlib.Path, (sys.argv.pop(1), sys.argv.pop(1)))
 VERSION = re.search(r"VERSION (\d+\.\d+\.\d+)", (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+OWNER = dict(re.findall(r"^(\w+): (.*)$", (SOURCE / "packaging/owner.txt").read_text(encoding="utf-8"), re.MULTILINE))
+METAINFO = f"metainfo/{OWNER['id']}.annealing_db_updater.metainfo.xml"
 # What BUILD_DIR holds is the stand-in.
 FULL_VERSION = f"{VERSION}~standin+d.02n"
 SET_VERSION = "D.02n"
@@ -22,7 +24,7 @@ PROGRAM_FILES = {
     "usr/lib/udev/rules.d/60-annealing-db-updater.rules",
     "usr/share/applications/annealing-db-updater.desktop",
     "usr/share/applications/annealing-db-updater-doctor.desktop",
-    "usr/share/metainfo/org.example.annealing_db_updater.metainfo.xml",
+    f"usr/share/{METAINFO}",
     "usr/share/icons/hicolor/scalable/apps/annealing-db-updater.svg",
     *(f"usr/share/icons/hicolor/{size}x{size}/apps/annealing-db-updater.png"
       for size in (16, 22, 24, 32, 48, 64, 128, 256)),
@@ -96,9 +98,23 @@ class ThePackages(unittest.TestCase):
         share = self.root / "usr/share"
         self.assertIn(f"X-AppVersion={FULL_VERSION}\n", (share / "applications/annealing-db-updater.desktop").read_text())
         self.assertIn(f'<release version="{FULL_VERSION}"',
-                      (share / "metainfo/org.example.annealing_db_updater.metainfo.xml").read_text())
+                      (share / METAINFO).read_text())
         for changelog in share.glob("doc/*/changelog.gz"):
             self.assertIn(f" ({FULL_VERSION}) ", output("zcat", changelog).splitlines()[0])
+
+    def test_name_the_owner_everywhere(self):
+        maintainer = f"{OWNER['name']} <{OWNER['email']}>"
+        for package in (self.program, self.tools):
+            self.assertEqual(maintainer, self.field(package, "Maintainer"))
+            self.assertEqual(OWNER["homepage"], self.field(package, "Homepage"))
+        share = self.root / "usr/share"
+        for papers in share.glob("doc/*"):
+            self.assertIn(f"Upstream-Contact: {maintainer}\n", (papers / "copyright").read_text())
+            self.assertIn(f" -- {maintainer}  ", output("zcat", papers / "changelog.gz"))
+        metainfo = (share / METAINFO).read_text()
+        for told in (f"<id>{OWNER['id']}.annealing_db_updater</id>", f'<developer id="{OWNER["id"]}">',
+                     f"<name>{OWNER['name']}</name>", f'<url type="homepage">{OWNER["homepage"]}</url>'):
+            self.assertIn(told, metainfo)
 
     def test_say_of_the_stand_in_that_it_is_not_for_a_machine(self):
         self.assertTrue(self.program.name.endswith("_not-for-a-machine.deb"), self.program.name)
@@ -119,6 +135,17 @@ class ThePackages(unittest.TestCase):
                           env={**os.environ, "PATH": f"{self.folder}:{os.environ['PATH']}"})
             self.assertEqual(told, "NOT FOR A MACHINE" in said, version)
 
+    def test_of_the_stand_in_replace_no_release_for_machines(self):
+        output("dpkg-deb", "-e", self.program, self.folder / "control")
+        real, newer = f"{VERSION}+d.02n", f"{VERSION}1~standin+d.02n"
+        for words, code in ((["upgrade", real, newer], 1), (["upgrade", real, f"{VERSION}+d.03a"], 0),
+                            (["upgrade", FULL_VERSION, newer], 0), (["upgrade", FULL_VERSION, real], 0),
+                            (["install", real, newer], 0), (["install"], 0), (["abort-upgrade", newer], 0)):
+            done = subprocess.run([self.folder / "control/preinst", *words], text=True, capture_output=True,
+                                  check=False)
+            self.assertEqual(code, done.returncode, words)
+            self.assertEqual(code == 1, "remove the release first" in done.stderr, words)
+
     def test_are_the_same_twice(self):
         again = self.folder / "again"
         packed(again, TZ="Pacific/Auckland", LC_ALL="C")
@@ -135,7 +162,7 @@ class ThePackages(unittest.TestCase):
 
     def test_have_valid_metainfo(self):
         output("appstreamcli", "validate", "--no-net", "--pedantic",
-               self.root / "usr/share/metainfo/org.example.annealing_db_updater.metainfo.xml")
+               self.root / "usr/share" / METAINFO)
 
     def test_have_man_pages_without_a_mistake(self):
         for page in (self.root / "usr/share/man/man1").iterdir():
@@ -159,6 +186,14 @@ def release_of(version, stand_in=False):
                "-P", SOURCE / "cmake/ReleaseName.cmake", cwd=folder)
         lines = (pathlib.Path(folder) / "packaging/release.txt").read_text().splitlines()
     return dict(line.split(" ", 1) for line in lines)
+
+
+class TheOwner(unittest.TestCase):
+    def test_stands_in_one_file(self):
+        for value in OWNER.values():
+            done = subprocess.run(["git", "-C", SOURCE, "grep", "--untracked", "-lF", value], text=True, check=False,
+                                  capture_output=True)
+            self.assertEqual("packaging/owner.txt\n", done.stdout, value)
 
 
 class TheRelease(unittest.TestCase):
@@ -187,7 +222,7 @@ class TheRelease(unittest.TestCase):
 class AWrongCall(unittest.TestCase):
     def test_gets_one_line_and_exit_code_2(self):
         for words in (["linux"], ["--release-set"], ["--release-set", "/nowhere"], ["--previous", str(SOURCE / "run")],
-                      ["windows", "all"], ["--checks"],
+                      ["windows", "all"], ["--checks"], ["--allow-kept-versions"], ["--sign"],
                       ["all", "--release-set", BUILD.resolve().parent.name],
                       ["all", "--release-set", SOURCE / "res", "more"]):
             done = subprocess.run([SOURCE / "package", *words], text=True, capture_output=True, check=False,
