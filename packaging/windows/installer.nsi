@@ -4,10 +4,13 @@
 ;   SET_VERSION  the release set's, as in D.02n
 ;   NOTE         empty, or what the user must know of this build
 ;   CONTENTS     a file that defines the macros InstallFiles and RemoveFiles
+;   PUBLISHER, HOMEPAGE  the owner's
 ;   ICON, OUT    the icon and the installer's own file
+;   SIGN         when it is to be signed: a command that signs the uninstaller, whose path is appended
 ;
-; /S installs and removes without asking. The exit code is 1 when the user cancels, and 2, with nothing
-; changed, while the updater or one of its helpers is running.
+; /S installs and removes without asking. The exit code is 1 when the user cancels, and, with nothing changed,
+; 2 while the updater or one of its helpers is running, and 3 if a newer release, or one for machines, is not
+; replaced; /REPLACE replaces it.
 Unicode true
 Target amd64-unicode ; the default is 32 bit
 
@@ -22,6 +25,8 @@ Target amd64-unicode ; the default is 32 bit
 !include "LogicLib.nsh"
 !include "FileFunc.nsh"
 !include "latency.nsh"
+!include "versions.nsh"
+!include "replacing.nsh"
 !include "${CONTENTS}"
 
 Name "${NAME}"
@@ -31,6 +36,9 @@ RequestExecutionLevel admin
 SetCompressor /SOLID lzma
 AllowSkipFiles off ; all of a version or an error
 SetDateSave off ; the same files give the same installer
+!ifdef SIGN
+    !uninstfinalize '${SIGN} "%1"' = 0
+!endif
 BrandingText "${NAME} ${VERSION}, release set ${SET_VERSION}"
 
 VIProductVersion "${VERSION}.0"
@@ -104,6 +112,7 @@ Function .onInit
     ${AndIf} $INSTDIR == "$PROGRAMFILES64\${NAME}"
         StrCpy $INSTDIR $0
     ${EndIf}
+    Call LeaveWhatIsNewer
     !insertmacro LeaveWhileItRuns
 FunctionEnd
 
@@ -141,6 +150,8 @@ Section
     WriteRegStr HKLM "${OWN}" "InstallDir" "$INSTDIR"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "${SHOWN}"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayVersion" "${VERSION}+${SET_VERSION}"
+    WriteRegStr HKLM "${UNINSTALL}" "Publisher" "${PUBLISHER}"
+    WriteRegStr HKLM "${UNINSTALL}" "URLInfoAbout" "${HOMEPAGE}"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayIcon" "$INSTDIR\${PROGRAM}"
     WriteRegStr HKLM "${UNINSTALL}" "Comments" "${NOTE}"
     WriteRegStr HKLM "${UNINSTALL}" "InstallLocation" "$INSTDIR"
