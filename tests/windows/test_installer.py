@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The installer for Windows, as far as it can be tried without Windows, Wine or a Qt for Windows."""
 
+import json
 import os
 import pathlib
 import re
@@ -126,9 +127,43 @@ class QtForWindows(InAFolder):
     def test_is_built_only_once(self):
         folder = self.folder_of(SCRIPTS / "build-qt", self.folder)
         folder.mkdir(parents=True)
+        (folder / "parts.json").write_text("[]")
         done = run("build-qt", XDG_CACHE_HOME=str(self.folder))
         self.assertEqual((0, f"{folder}\n"), (done.returncode, done.stdout))
         self.assertRegex(done.stderr, rf"{re.escape(str(folder))} \(\S+\)")
+
+    def test_is_built_anew_without_the_list_of_its_parts(self):
+        folder = self.folder_of(SCRIPTS / "build-qt", self.folder)
+        folder.mkdir(parents=True)
+        self.write("bin/flock", "#!/bin/sh\n").chmod(0o755)
+        self.write("bin/apt-get", "#!/bin/sh\nexit 1\n").chmod(0o755)  # no sources: it ends there
+        done = run("build-qt", XDG_CACHE_HOME=str(self.folder), PATH=f"{self.folder}/bin:{os.environ['PATH']}")
+        self.assertNotEqual(0, done.returncode)
+        self.assertIn("Building Qt", done.stderr)
+
+    def test_brings_the_licences_of_what_was_compiled_alone(self):
+        self.write("qtbase/src/zlib/qt_attribution.json", json.dumps({"Id": "zlib", "LicenseFile": "LICENSE"}))
+        self.write("qtbase/src/zlib/LICENSE", "zlib's")
+        self.write("qtbase/src/kernel/qt_attribution.json", json.dumps(
+            [{"Id": "read", "Files": "one.h, two.c", "LicenseFile": "LICENSE"},
+             {"Id": "left-out", "Files": "three.c", "LicenseFile": "LICENSE"}, {"Id": "below", "Path": "deep"}]))
+        self.write("qtbase/src/kernel/LICENSE", "its own")
+        self.write("qtbase/src/kernel/deep/x.c", "")
+        for name in ("LGPL-3.0-only", "GPL-3.0-only", "MIT"):
+            self.write(f"qtbase/LICENSES/{name}.txt", name)
+        self.write("out/licenses/older.txt", "of an older Qt")
+        self.write("build-qtbase/inputs", "src/a.obj\nsrc/b.c\n")
+        self.write("build-qtbase/deps", "src/a.obj: #deps 2\n    ../qtbase/src/kernel/two.c\n"
+                   "    ../qtbase/src/kernel/deep/x.c\n\n"
+                   "other/tool.obj: #deps 1\n    ../qtbase/src/zlib/inflate.c\n    ../qtbase/src/kernel/three.c\n")
+        self.write("bin/ninja", "#!/bin/sh\ncat \"$2/$5\"\n").chmod(0o755)
+        done = run("copy-licences", str(self.folder / "qtbase"), str(self.folder / "out/licenses"),
+                   PATH=f"{self.folder}/bin:{os.environ['PATH']}")
+        self.assertEqual(0, done.returncode, done.stderr)
+        self.assertEqual(["GPL-3.0-only.txt", "LGPL-3.0-only.txt", "read.txt"],
+                         sorted(path.name for path in (self.folder / "out/licenses").iterdir()))
+        parts = json.loads((self.folder / "out/parts.json").read_text(encoding="utf-8"))
+        self.assertEqual(["read", "below"], [part["id"] for part in parts])
 
     def test_takes_a_source_from_a_folder_or_a_file(self):
         self.write("qtserialport-6.4.2/CMakeLists.txt", "a source")
