@@ -65,8 +65,11 @@ class InAFolder(unittest.TestCase):
         self.write("qt/parts.json", json.dumps([
             {"name": "zlib", "id": "zlib", "version": "1.2", "licence": "Zlib", "licenceName": "", "copyright": "(c)"},
             {"name": "MD4", "id": "md4", "version": "", "licence": "", "licenceName": "Public Domain", "copyright": ""},
+            {"name": "A profile", "id": "icc", "version": "", "licence": "ICC License", "licenceName": "",
+             "licenceFile": "icc.txt", "copyright": ""},
             {"name": "Raster", "id": "raster", "version": "", "licence": "FTL or GPL-2.0", "licenceName": "",
              "copyright": ""}]))
+        self.write("qt/licenses/icc.txt", "You may.")
         return self.write(INSTALLER, ""), "--tree", self.folder / "tree", "--qt", self.folder / "qt"
 
     def debian(self, depends="libc6 (>= 2.34), libqt6core6 (>= 6.4.0), libqt6serialport6, libstdc++6 (>= 12)"):
@@ -92,8 +95,11 @@ class Parts(InAFolder):
         for name in LIBRARIES:
             self.assertEqual(hashlib.sha256(name.encode()).hexdigest(), named[name]["checksums"][0]["checksumValue"])
             self.assertRegex(named[name]["versionInfo"], r"\d")
-        self.assertEqual(("Zlib", "LicenseRef-public-domain", "FTL OR GPL-2.0-only"),
-                         tuple(named[name]["licenseDeclared"] for name in ("qt-zlib", "qt-md4", "qt-raster")))
+        self.assertEqual(
+            ("Zlib", "LicenseRef-public-domain", "LicenseRef-icc", "FTL OR GPL-2.0-only"),
+            tuple(named[name]["licenseDeclared"] for name in ("qt-zlib", "qt-md4", "qt-icc", "qt-raster")))
+        self.assertIn({"licenseId": "LicenseRef-icc", "extractedText": "You may."},
+                      content["hasExtractedLicensingInfos"])
         self.assertEqual(len(content["packages"]) - 1, len(self.related(content, "CONTAINS")))
 
     def test_of_a_debian_package_are_program_set_and_what_it_depends_on(self):

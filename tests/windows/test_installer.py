@@ -146,13 +146,14 @@ class QtForWindows(InAFolder):
         self.write("qtbase/src/zlib/LICENSE", "zlib's")
         self.write("qtbase/src/kernel/qt_attribution.json", json.dumps(
             [{"Id": "read", "Files": "one.h, two.c", "LicenseFile": "LICENSE"},
+             {"Id": "resource", "Files": "profile@2x.icc"},
              {"Id": "left-out", "Files": "three.c", "LicenseFile": "LICENSE"}, {"Id": "below", "Path": "deep"}]))
         self.write("qtbase/src/kernel/LICENSE", "its own")
         self.write("qtbase/src/kernel/deep/x.c", "")
         for name in ("LGPL-3.0-only", "GPL-3.0-only", "MIT"):
             self.write(f"qtbase/LICENSES/{name}.txt", name)
         self.write("out/licenses/older.txt", "of an older Qt")
-        self.write("build-qtbase/inputs", "src/a.obj\nsrc/b.c\n")
+        self.write("build-qtbase/inputs", "src/a.obj\nsrc/b.c\n'../qtbase/src/kernel/profile@2x.icc'\n")
         self.write("build-qtbase/deps", "src/a.obj: #deps 2\n    ../qtbase/src/kernel/two.c\n"
                    "    ../qtbase/src/kernel/deep/x.c\n\n"
                    "other/tool.obj: #deps 1\n    ../qtbase/src/zlib/inflate.c\n    ../qtbase/src/kernel/three.c\n")
@@ -163,7 +164,7 @@ class QtForWindows(InAFolder):
         self.assertEqual(["GPL-3.0-only.txt", "LGPL-3.0-only.txt", "read.txt"],
                          sorted(path.name for path in (self.folder / "out/licenses").iterdir()))
         parts = json.loads((self.folder / "out/parts.json").read_text(encoding="utf-8"))
-        self.assertEqual(["read", "below"], [part["id"] for part in parts])
+        self.assertEqual(["read", "resource", "below"], [part["id"] for part in parts])
 
     def test_takes_a_source_from_a_folder_or_a_file(self):
         self.write("qtserialport-6.4.2/CMakeLists.txt", "a source")
