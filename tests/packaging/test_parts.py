@@ -50,7 +50,9 @@ class InAFolder(unittest.TestCase):
             [SOURCE / "packaging/write-parts", file, self.folder / "out.spdx.json",
              "--release-set", self.folder / "set",
              "--release", self.write("release.txt", RELEASE.format(note)), *words],
-            text=True, capture_output=True, check=False, env={**os.environ, "SOURCE_DATE_EPOCH": "1700000000"})
+            text=True, capture_output=True, check=False,
+            env={**os.environ, "SOURCE_DATE_EPOCH": "1700000000",
+                 "PATH": f"{self.folder}/bin:{os.environ['PATH']}"})
 
     def parts(self, *words, **options):
         done = self.called(*words, **options)
@@ -70,6 +72,8 @@ class InAFolder(unittest.TestCase):
             {"name": "Raster", "id": "raster", "version": "", "licence": "FTL or GPL-2.0", "licenceName": "",
              "copyright": ""}]))
         self.write("qt/licenses/icc.txt", "You may.")
+        # The compiler for Windows is not there where the tests alone are run.
+        self.write("bin/dpkg-query", "#!/bin/sh\necho 12.2.0-14\n").chmod(0o755)
         return self.write(INSTALLER, ""), "--tree", self.folder / "tree", "--qt", self.folder / "qt"
 
     def debian(self, depends="libc6 (>= 2.34), libqt6core6 (>= 6.4.0), libqt6serialport6, libstdc++6 (>= 12)"):
@@ -94,7 +98,7 @@ class Parts(InAFolder):
             named["annealing-db-updater"][key] for key in ("versionInfo", "packageFileName")))
         for name in LIBRARIES:
             self.assertEqual(hashlib.sha256(name.encode()).hexdigest(), named[name]["checksums"][0]["checksumValue"])
-            self.assertRegex(named[name]["versionInfo"], r"\d")
+            self.assertEqual("12.2.0-14", named[name]["versionInfo"])
         self.assertEqual(
             ("Zlib", "LicenseRef-public-domain", "LicenseRef-icc", "FTL OR GPL-2.0-only"),
             tuple(named[name]["licenseDeclared"] for name in ("qt-zlib", "qt-md4", "qt-icc", "qt-raster")))
@@ -126,10 +130,10 @@ class Parts(InAFolder):
         self.assertNotEqual(first["documentNamespace"], self.parts(self.debian())["documentNamespace"])
 
     def test_of_unknown_origin_stop_it(self):
+        self.assertIn("the licence of libother1", self.called(self.debian("libc6, libother1")).stderr)
         windows = self.windows()
         self.write("tree/other.dll", "")
         self.assertIn("of unknown origin: other.dll", self.called(*windows).stderr)
-        self.assertIn("the licence of libother1", self.called(self.debian("libc6, libother1")).stderr)
 
 
 class TheCheck(InAFolder):
