@@ -5,6 +5,8 @@
 #include <QClipboard>
 #include <QFileDialog>
 
+#include <algorithm>
+
 namespace doctor {
 
 namespace {
@@ -38,7 +40,9 @@ QString headingOf(const Answer& answer)
 {
     switch (const qsizetype count = toDoCount(answer.rows)) {
     case 0:
-        return QStringLiteral("%1: nothing to do").arg(answer.about);
+        return std::ranges::count(answer.rows, Row::Kind::Unknown, &Row::kind) == 0
+            ? QStringLiteral("%1: nothing to do").arg(answer.about)
+            : QStringLiteral("%1: nothing to do, as far as is known").arg(answer.about);
     case 1:
         return QStringLiteral("%1: one thing to do").arg(answer.about);
     default:

@@ -4,8 +4,8 @@
 
 class QSerialPortInfo;
 
-/// The machine's adapters, for the update dialog, the connection service and the doctor: which ports
-/// they are, how they are opened, and when one was unplugged.
+/// The machine's adapters, for the update dialog, the connection service and the doctor: which
+/// ports they are, how they are opened, and when one was unplugged.
 namespace adapter {
 
 /// True when the USB manufacturer of the port that `info` describes contains "FTDI", in capitals.

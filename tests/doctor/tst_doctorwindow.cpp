@@ -118,6 +118,15 @@ private slots:
         QCOMPARE(rowsIn(window), rows);
     }
 
+    void doesNotCallUnknownWell()
+    {
+        DoctorWindow window([] {
+            return Answer{QStringLiteral("It"), {{Row::Kind::Unknown, {}, {}}}, {}};
+        });
+        window.checkAgain();
+        QTRY_COMPARE(headingOf(window), QStringLiteral("It: nothing to do, as far as is known"));
+    }
+
     void showsALongTextInLines()
     {
         const QString text = QStringLiteral("do this, and then that; ").repeated(20);

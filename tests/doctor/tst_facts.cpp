@@ -113,6 +113,7 @@ private slots:
     {
         UsbBus bus;
         std::vector<std::unique_ptr<PluggedAdapter>> plugged;
+        plugged.reserve(kManyPorts);
         for (int number = 0; number < kManyPorts; ++number)
             plugged.push_back(bus.plug(adapterNumber(number)));
         QElapsedTimer timer;

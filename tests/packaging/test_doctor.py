@@ -80,7 +80,8 @@ class TheDoctor(unittest.TestCase):
 
     @unittest.skipUnless(os.geteuid() == 0, "needs a second person")
     def test_finds_the_lock_of_another_persons_program_while_it_runs_and_after(self):
-        for process, says in (("$!", "sleep (process "), ("4194305", "a program that has ended left the lock /var/lock/")):
+        for process, says in (("$!", "sleep (process "),
+                              ("4194305", "a program that has ended left the lock /var/lock/")):
             code, lines = doctor(Adapter(latency=1, mode=0o666), before=AS_NOBODY,
                                  script="sleep 30 & trap \"kill $!\" EXIT; mkdir -p /run/lock; "
                                         f"echo {process} >/run/lock/LCK..ttyUSB0")

@@ -96,7 +96,8 @@ class ThePackages(unittest.TestCase):
         self.assertEqual(FULL_VERSION, self.field(self.program, "Version"))
         self.assertEqual(FULL_VERSION, self.field(self.tools, "Version"))
         share = self.root / "usr/share"
-        self.assertIn(f"X-AppVersion={FULL_VERSION}\n", (share / "applications/annealing-db-updater.desktop").read_text())
+        self.assertIn(f"X-AppVersion={FULL_VERSION}\n",
+                      (share / "applications/annealing-db-updater.desktop").read_text())
         self.assertIn(f'<release version="{FULL_VERSION}"',
                       (share / METAINFO).read_text())
         for changelog in share.glob("doc/*/changelog.gz"):
@@ -214,7 +215,8 @@ class TheRelease(unittest.TestCase):
             self.assertEqual(("", "", version), (release["version"], release["installer"], release["set"]))
 
     def test_upgrades_from_stand_in_to_real_set_to_newer_set_to_newer_program(self):
-        versions = [FULL_VERSION, f"{VERSION}+d.02n", f"{VERSION}+d.02o", f"{VERSION}+d.03a", f"{VERSION}1~standin+d.02n"]
+        versions = [FULL_VERSION, f"{VERSION}+d.02n", f"{VERSION}+d.02o", f"{VERSION}+d.03a",
+                    f"{VERSION}1~standin+d.02n"]
         for older, newer in zip(versions, versions[1:]):
             output("dpkg", "--compare-versions", older, "lt", newer)
 
@@ -244,7 +246,9 @@ class TheWindowsResource(unittest.TestCase):
     def test_holds_version_and_icon(self):
         template = (SOURCE / "packaging/windows/annealing-db-updater.rc.in").read_text()
         major, minor, patch = VERSION.split(".")
-        values = {"UPDATER_SET_VERSION": SET_VERSION, "UPDATER_NOTE": "", "PROJECT_SOURCE_DIR": str(SOURCE.resolve()), "PROJECT_VERSION": VERSION, "DESCRIPTION": "x", "TARGET": "x",
+        values = {"UPDATER_SET_VERSION": SET_VERSION, "UPDATER_NOTE": "",
+                  "PROJECT_SOURCE_DIR": str(SOURCE.resolve()), "PROJECT_VERSION": VERSION,
+                  "DESCRIPTION": "x", "TARGET": "x",
                   "PROJECT_VERSION_MAJOR": major, "PROJECT_VERSION_MINOR": minor, "PROJECT_VERSION_PATCH": patch}
         with tempfile.TemporaryDirectory() as folder:
             # The header of the system's own kit is not here; its few names are.

@@ -43,7 +43,8 @@ class WindowsBuild(unittest.TestCase):
         self.assertIn("-mwindows", link)
         self.assertIn("annealing-db-updater.rc", link)
         self.assertIn(f'VALUE "FileVersion", "{VERSION}"', (self.folder / "app/annealing-db-updater.rc").read_text())
-        for name in ("Qt6Core.dll", "Qt6SerialPort.dll", "libstdc++-6.dll", "plugins/platforms/qwindows.dll", "licences.txt"):
+        for name in ("Qt6Core.dll", "Qt6SerialPort.dll", "libstdc++-6.dll", "plugins/platforms/qwindows.dll",
+                     "licences.txt"):
             self.assertIn(name, install)
 
     def test_windows_properties_say_which_set_and_what_a_person_must_know(self):
@@ -58,8 +59,8 @@ class WindowsBuild(unittest.TestCase):
         self.assertIn("-mwindows", link)
         self.assertIn("FactsWindows.cpp", build)
         self.assertNotIn("FactsLinux.cpp", build)
-        self.assertIn("annealing-db-updater-doctor.exe", (self.folder / "doctor/annealing-db-updater-doctor.rc").read_text())
-        self.assertIn("annealing-db-updater-doctor.exe", (self.folder / "doctor/cmake_install.cmake").read_text())
+        for file in ("annealing-db-updater-doctor.rc", "cmake_install.cmake"):
+            self.assertIn("annealing-db-updater-doctor.exe", (self.folder / "doctor" / file).read_text())
 
     def test_windows_gets_nothing_that_only_linux_has(self):
         build, _ = configured(self.folder)

@@ -115,6 +115,8 @@ void PlayedBoard::happen(const vboard::Emission& emission)
     case vboard::Emission::What::PlugIn:
         m_port.present = true;
         break;
+    case vboard::Emission::What::Refuse: // a replayed log alone
+        break;
     }
 }
 

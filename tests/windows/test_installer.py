@@ -79,7 +79,8 @@ class WrongCalls(unittest.TestCase):
         self.assertIn(part, done.stderr)
 
     def test_get_one_line(self):
-        whole = ["--release-set", str(ROOT), "--program-version", "1.0.0", "--set-version", "D.02n", "--out", "/nowhere"]
+        whole = ["--release-set", str(ROOT), "--program-version", "1.0.0", "--set-version", "D.02n",
+                 "--out", "/nowhere"]
 
         def but(name, value):
             return [value if before == name else word for before, word in zip([None, *whole], whole)]
