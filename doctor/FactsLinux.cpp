@@ -23,7 +23,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-const QString kLocks = QStringLiteral("/var/lock/LCK..");
+constexpr QLatin1StringView kLocks{"/var/lock/LCK.."};
 
 /// The file's content without white space at its ends; empty when it cannot be read.
 QByteArray contentOf(const QString& path)
