@@ -12,7 +12,7 @@ namespace doctor {
 
 namespace {
 
-const QString kUpdater = QStringLiteral("annealing-db-updater");
+constexpr QLatin1StringView kUpdater{"annealing-db-updater"};
 
 QString updaterPath()
 {

@@ -299,7 +299,7 @@ private slots:
     {
         Port port = linuxAdapter();
         port.description = QStringLiteral("%2 of 100%");
-        const QString line = linesOf(linux_({port}, {0})).first();
+        const QString line = linesOf(linux_({port}, {0})).value(0);
         QVERIFY2(line.contains(QStringLiteral("(FTDI %2 of 100% A50285BIA)")), qPrintable(line));
     }
 };
