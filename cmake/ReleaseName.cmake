@@ -39,6 +39,7 @@ endif()
 
 file(WRITE "${CMAKE_BINARY_DIR}/packaging/release.txt"
     "program ${PROJECT_VERSION}\n"
+    "day ${UPDATER_RELEASE_DATE}\n"
     "set ${UPDATER_SET_VERSION}\n"
     "version ${UPDATER_FULL_VERSION}\n"
     "note ${UPDATER_NOTE}\n"
