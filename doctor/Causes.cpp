@@ -32,9 +32,9 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "%1 has an FTDI chip but a driver that names another manufacturer, so the updater does not "
         "take it; install the chip maker's own driver for virtual COM ports, or plug in the "
         "machine's own cable"},
-    {Cause::SeveralAdapters, Kind::ToDo, "adapter",
-        "there are %1, and the updater talks to all of them; leave the cable of one machine "
-        "plugged in, and unplug the others"},
+    {Cause::SeveralAdapters, Kind::Ok, "adapter",
+        "there are %1, and the updater talks to all of them at once; leave only the cables of "
+        "machines that are to be updated plugged in"},
     {Cause::DriverThere, Kind::Ok, "driver", "%1 has the driver %2"},
     {Cause::DriverNotLoaded, Kind::ToDo, "driver",
         "an FTDI adapter is plugged in but has no serial port; run 'sudo modprobe ftdi_sio' and "

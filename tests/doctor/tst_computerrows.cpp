@@ -148,8 +148,8 @@ private slots:
                              << well
                 + QStringList(well).replaceInStrings(QStringLiteral("COM3"), QStringLiteral("COM4"))
                 + QStringList{QStringLiteral(
-                    "do  adapter: there are 2, and the updater talks to all of them; leave the "
-                    "cable of one machine plugged in, and unplug the others")};
+                    "ok  adapter: there are 2, and the updater talks to all of them at once; "
+                    "leave only the cables of machines that are to be updated plugged in")};
 
         const QStringList noDriver{QStringLiteral(
             "do  driver: an FTDI adapter is plugged in but has no driver; connect the computer to "
