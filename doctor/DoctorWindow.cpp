@@ -11,7 +11,7 @@ namespace doctor {
 
 namespace {
 
-// How long the window waits at its end for an answer that is on its way: a thread that is left
+// How long the window waits at its end for each thread that it has interrupted: one that is left
 // behind would find nothing of the program any more.
 constexpr unsigned long kPatienceAtTheEnd = 5000; // ms
 
@@ -69,8 +69,12 @@ DoctorWindow::DoctorWindow(Question lookAtComputer, QWidget* parent)
 
 DoctorWindow::~DoctorWindow()
 {
-    if (m_asked)
-        m_asked->wait(kPatienceAtTheEnd);
+    for (QThread* const thread : std::as_const(m_running))
+        thread->requestInterruption();
+    for (QThread* const thread : std::as_const(m_running)) {
+        if (thread->wait(kPatienceAtTheEnd))
+            delete thread;
+    }
 }
 
 void DoctorWindow::checkAgain()
@@ -123,12 +127,16 @@ void DoctorWindow::on_pushButton_Start_clicked()
 void DoctorWindow::ask(const Question& question)
 {
     ui->label_About->setText(tr("Looking…"));
+    if (m_asked)
+        m_asked->requestInterruption();
     const auto answer = std::make_shared<Answer>();
     QThread* const thread = QThread::create([question, answer] { *answer = question(); });
     m_asked = thread;
+    m_running.append(thread);
     connect(thread, &QThread::finished, this, [this, thread, answer] {
         if (m_asked == thread)
             display(*answer);
+        m_running.removeOne(thread);
         thread->deleteLater();
     });
     thread->start();

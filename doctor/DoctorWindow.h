@@ -23,8 +23,8 @@ class DoctorWindow : public QWidget
 public:
     using Question = std::function<Answer()>;
 
-    /// `lookAtComputer` is called in another thread, and may still be running after the window has
-    /// gone.
+    /// `lookAtComputer` is called in another thread, whose interruption is requested when nobody
+    /// waits for its answer any more.
     explicit DoctorWindow(Question lookAtComputer, QWidget* parent = nullptr);
     ~DoctorWindow() override;
     DoctorWindow(const DoctorWindow&) = delete;
@@ -50,6 +50,7 @@ private:
     std::unique_ptr<Ui_DoctorWindow> ui;
     Question m_lookAtComputer;
     QPointer<QThread> m_asked; // of the last question: only its answer is shown
+    QList<QThread*> m_running; // own
     Answer m_shown;
     UpdaterWithLog m_updater;
 };

@@ -3,6 +3,7 @@
 #include "doctor/CourseBuilder.h"
 
 #include <QIODevice>
+#include <QThread>
 
 #include <algorithm>
 #include <vector>
@@ -79,7 +80,7 @@ bool readLog(QIODevice& device, Course& course, QString& error)
     std::vector<char> chunk(kChunk);
     bool binary = false;
     qint64 total = 0;
-    for (;;) {
+    while (!QThread::currentThread()->isInterruptionRequested()) {
         const qint64 size = device.read(chunk.data(), kChunk);
         // The end of a pipe is -1, too.
         if (size < 0 && !device.isSequential()) {

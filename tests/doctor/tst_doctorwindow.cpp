@@ -10,6 +10,8 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 
+#include <atomic>
+
 using namespace doctor;
 
 namespace {
@@ -116,6 +118,24 @@ private slots:
             QStringLiteral("to do|latency|set it to 1 ms"),
             QStringLiteral("not known|holder|who knows")};
         QCOMPARE(rowsIn(window), rows);
+    }
+
+    void interruptsWhatNobodyWaitsFor()
+    {
+        std::atomic<int> interrupted = 0;
+        const auto untilInterrupted = [&interrupted] {
+            while (!QThread::currentThread()->isInterruptionRequested())
+                QThread::msleep(1);
+            ++interrupted;
+            return Answer{};
+        };
+        {
+            DoctorWindow window(untilInterrupted);
+            window.checkAgain();
+            window.checkAgain();
+            QTRY_COMPARE(interrupted.load(), 1);
+        }
+        QCOMPARE(interrupted.load(), 2);
     }
 
     void doesNotCallUnknownWell()

@@ -7,6 +7,7 @@
 #include <QFile>
 
 #include <cstring>
+#include <limits>
 
 using namespace doctor;
 
@@ -165,6 +166,7 @@ private slots:
     void tellsTheTruthOfALogCutAnywhere();
     void survivesALogWithoutItsBeginning();
     void readsABigLogInLittleMemory();
+    void stopsWhenItsThreadIsInterrupted();
     void givesUpAFileWithoutEndThatIsNoLog();
     void passesOverALineWithoutEnd();
     void readsALogWithoutTimes();
@@ -284,6 +286,21 @@ void TestLogReader::readsABigLogInLittleMemory()
     QVERIFY(read.course.ports.first().sent > bigLogBytes() / 2000);
     QVERIFY(rowsOf(read.course).size() < 15);
     QVERIFY(reading.tookLittle());
+}
+
+void TestLogReader::stopsWhenItsThreadIsInterrupted()
+{
+    const std::unique_ptr<QThread> thread(QThread::create([] {
+        const QByteArray log = recorded("job-complete.images");
+        EndlessDevice device({}, log, std::numeric_limits<qint64>::max());
+        Course course;
+        QString error;
+        (void)readLog(device, course, error);
+    }));
+    thread->start();
+    QVERIFY(!thread->wait(50));
+    thread->requestInterruption();
+    QVERIFY(thread->wait());
 }
 
 void TestLogReader::givesUpAFileWithoutEndThatIsNoLog()
