@@ -24,9 +24,11 @@ QString markOf(Row::Kind kind)
     case Row::Kind::ToDo:
         return QStringLiteral("do  ");
     case Row::Kind::Unknown:
+        return QStringLiteral("?   ");
+    case Row::Kind::Fact:
         break;
     }
-    return QStringLiteral("?   ");
+    return QStringLiteral("    ");
 }
 
 } // namespace

@@ -57,13 +57,15 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     {Cause::OthersUnseen, Kind::Unknown, "holder",
         "no program of %2 holds %1; those of other users are seen by 'sudo "
         "annealing-db-updater-doctor --text'"},
+    {Cause::HeldByUpdater, Kind::Ok, "holder",
+        "the updater (process %3) is at work on %1; let it finish"},
     {Cause::HeldByProgram, Kind::ToDo, "holder", "%2 (process %3) holds %1; close that program"},
     {Cause::LockLeftBehind, Kind::ToDo, "holder",
         "a program that has ended left the lock %2, which keeps %1 from being opened; run 'sudo rm "
         "%2', or restart the computer"},
     {Cause::Held, Kind::ToDo, "holder",
-        "another program holds %1; close the terminal programs and the second updater, or unplug "
-        "the adapter and plug it in again"},
+        "another program holds %1; let the updater finish if it is at work, or else close the "
+        "terminal programs and the second updater, or unplug the adapter and plug it in again"},
     {Cause::CannotBeOpened, Kind::ToDo, "holder",
         "%1 cannot be opened; unplug the adapter and plug it in again, then restart the computer "
         "if that does not help"},

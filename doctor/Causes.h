@@ -27,6 +27,7 @@ enum class Cause {
     NotHeld,
     OthersUnseen,
     HeldByProgram,
+    HeldByUpdater,
     LockLeftBehind,
     Held,
     CannotBeOpened,

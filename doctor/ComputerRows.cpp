@@ -62,7 +62,8 @@ QList<Row> holderRows(const Facts& facts, const Port& port)
     QList<Row> rows;
     for (const Holder& holder : port.holders)
         rows << rowOf(
-            Cause::HeldByProgram, {port.name, holder.program, QString::number(holder.process)});
+            holder.program == kUpdaterProgram ? Cause::HeldByUpdater : Cause::HeldByProgram,
+            {port.name, holder.program, QString::number(holder.process)});
     if (!port.leftLock.isEmpty())
         rows << rowOf(Cause::LockLeftBehind, {port.name, port.leftLock});
     if (!rows.isEmpty())

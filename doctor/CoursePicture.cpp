@@ -348,8 +348,13 @@ private:
 
 QImage pictureOf(const Course& course, QSize size)
 {
-    constexpr QSize kSmallest(320, 200);
-    QImage image(size.expandedTo(kSmallest), QImage::Format_RGB32);
+    // Room for two panels and the times, and for a line for each port that is named.
+    constexpr int kLeastForPanels = 240;
+    constexpr int kForAPort = 20;
+    const auto lines
+        = static_cast<int>(std::min<qsizetype>(course.ports.size(), kPortColours.size() + 1));
+    const QSize smallest(320, kLeastForPanels + kForAPort * lines);
+    QImage image(size.expandedTo(smallest), QImage::Format_RGB32);
     image.fill(Qt::white);
     Painting(course, image).paint();
     return image;

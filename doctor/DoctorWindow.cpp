@@ -19,7 +19,7 @@ constexpr int kPictureHeight = 200; // pixels
 
 struct Sign
 {
-    QStyle::StandardPixmap icon;
+    std::optional<QStyle::StandardPixmap> icon;
     const char* text;
 };
 
@@ -31,9 +31,11 @@ Sign signOf(Row::Kind kind)
     case Row::Kind::ToDo:
         return {QStyle::SP_MessageBoxWarning, "to do"};
     case Row::Kind::Unknown:
+        return {QStyle::SP_MessageBoxQuestion, "not known"};
+    case Row::Kind::Fact:
         break;
     }
-    return {QStyle::SP_MessageBoxQuestion, "not known"};
+    return {{}, ""};
 }
 
 QString headingOf(const Answer& answer)
@@ -57,12 +59,9 @@ DoctorWindow::DoctorWindow(Question lookAtComputer, QWidget* parent)
 {
     ui->setupUi(this);
     ui->label_Picture->hide();
-    connect(&m_updater, &UpdaterWithLog::ended, this, [this] {
-        ui->pushButton_Start->setEnabled(true);
-        openLog(m_updater.log());
-    });
+    connect(&m_updater, &UpdaterWithLog::ended, this, [this] { openLog(m_updater.log()); });
     connect(&m_updater, &UpdaterWithLog::failed, this, [this](const QString& why) {
-        ui->pushButton_Start->setEnabled(true);
+        enableButtons();
         display({tr("The updater"), {{Row::Kind::ToDo, tr("start"), why}}, {}});
     });
 }
@@ -115,8 +114,8 @@ void DoctorWindow::on_pushButton_Copy_clicked()
 
 void DoctorWindow::on_pushButton_Start_clicked()
 {
-    ui->pushButton_Start->setEnabled(false);
     m_updater.start();
+    enableButtons();
     if (m_updater.isRunning())
         ui->label_About->setText(
             tr("The updater is running, and its log is in %1. When you close it, what the log "
@@ -133,13 +132,23 @@ void DoctorWindow::ask(const Question& question)
     QThread* const thread = QThread::create([question, answer] { *answer = question(); });
     m_asked = thread;
     m_running.append(thread);
+    enableButtons();
     connect(thread, &QThread::finished, this, [this, thread, answer] {
+        m_running.removeOne(thread);
+        enableButtons();
         if (m_asked == thread)
             display(*answer);
-        m_running.removeOne(thread);
         thread->deleteLater();
     });
     thread->start();
+}
+
+// One look at the computer at a time: two would find each other at the port, and so would the
+// updater.
+void DoctorWindow::enableButtons()
+{
+    ui->pushButton_Check->setEnabled(m_running.isEmpty());
+    ui->pushButton_Start->setEnabled(m_running.isEmpty() && !m_updater.isRunning());
 }
 
 void DoctorWindow::display(const Answer& answer)
@@ -159,8 +168,8 @@ void DoctorWindow::display(const Answer& answer)
 void DoctorWindow::displayRow(int number, const Row& row)
 {
     const Sign sign = signOf(row.kind);
-    ui->tableWidget->setItem(
-        number, 0, new QTableWidgetItem(style()->standardIcon(sign.icon), tr(sign.text)));
+    const QIcon icon = sign.icon ? style()->standardIcon(*sign.icon) : QIcon();
+    ui->tableWidget->setItem(number, 0, new QTableWidgetItem(icon, QLatin1String(sign.text)));
     ui->tableWidget->setItem(number, 1, new QTableWidgetItem(row.topic));
     ui->tableWidget->setItem(number, 2, new QTableWidgetItem(row.text));
 }

@@ -44,6 +44,7 @@ private slots:
 
 private:
     void ask(const Question& question);
+    void enableButtons();
     void display(const Answer& answer);
     void displayRow(int number, const Row& row);
 

@@ -133,11 +133,13 @@ std::optional<Finding> linesLost(const PortCourse& port)
         Cause::LinesLost, {port.name, QString::number(again), QString::number(port.sent)}};
 }
 
-/// Adds `finding`, or its port to the finding of the same cause.
+/// Adds `finding`, or its port to the finding that says the same.
 void merge(QList<Finding>& findings, const Finding& finding)
 {
     constexpr qsizetype kMostNames = 100; // characters
-    const auto same = std::ranges::find(findings, finding.cause, &Finding::cause);
+    const auto same = std::ranges::find_if(findings, [&](const Finding& other) {
+        return other.cause == finding.cause && other.arguments.mid(1) == finding.arguments.mid(1);
+    });
     if (same == findings.end())
         findings.append(finding);
     else if (!same->arguments.isEmpty() && same->arguments.first().size() < kMostNames)
@@ -150,10 +152,11 @@ Finding endOf(const Course& course, const PortCourse& port)
 {
     if (port.stage == Stage::Complete)
         return {Cause::JobComplete, {}};
-    if (!port.openError.isEmpty())
-        return openFinding(port);
+    // Opened again at the bootloader's speed, a port that was unplugged does not open either.
     if (port.gone)
         return {Cause::PortGone, {port.name, placeText(course, port)}};
+    if (!port.openError.isEmpty())
+        return openFinding(port);
     return port.stage == Stage::Probe ? probeEnd(course, port) : workEnd(course, port);
 }
 

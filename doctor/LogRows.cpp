@@ -11,7 +11,7 @@ constexpr auto kNextPart = "; ";
 
 Row fact(const char* topic, const QString& text)
 {
-    return {Row::Kind::Ok, QString::fromLatin1(topic), text};
+    return {Row::Kind::Fact, QString::fromLatin1(topic), text};
 }
 
 QString programText(const Course& course)
@@ -66,11 +66,11 @@ QString endText(const Course& course, const PortCourse& port)
 {
     if (port.stage == Stage::Complete)
         return "complete at " + clockText(port.ended) + tookText(course, port);
-    if (!port.openError.isEmpty())
-        return "could not be opened: " + port.openError;
     QString text = "it stands " + placeText(course, port);
     if (port.gone)
         return text + ", where the port went at " + clockText(port.ended);
+    if (!port.openError.isEmpty())
+        return "could not be opened: " + port.openError;
     const bool isSilent = endOf(course, port).cause == Cause::BoardSilent;
     if (isSilent && port.firstUnanswered)
         text += ", silent since " + clockText(port.firstUnanswered);
@@ -164,7 +164,7 @@ QList<Row> rowsOfPorts(const Course& course)
         QStringList parts{endText(course, port), "board: " + versionText(port)};
         if (port.sentAgain() > 0)
             parts << "sent again: " + sentAgainText(port);
-        rows << Row{Row::Kind::Ok, port.name, parts.join(QLatin1StringView(kNextPart))};
+        rows << Row{Row::Kind::Fact, port.name, parts.join(QLatin1StringView(kNextPart))};
     }
     if (course.ports.size() > kMostPortRows)
         rows << fact("ports",

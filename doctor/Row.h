@@ -11,6 +11,7 @@ struct Row
         Ok,
         ToDo,
         Unknown,
+        Fact, ///< of a log: what happened, neither well nor to do
     };
 
     Kind kind{Kind::Unknown};

@@ -1,5 +1,7 @@
 #include "doctor/UpdaterWithLog.h"
 
+#include "doctor/ComputerRows.h"
+
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
@@ -12,30 +14,30 @@ namespace doctor {
 
 namespace {
 
-constexpr QLatin1StringView kUpdater{"annealing-db-updater"};
-
 QString updaterPath()
 {
     const QString beside
-        = QStandardPaths::findExecutable(kUpdater, {QCoreApplication::applicationDirPath()});
-    return beside.isEmpty() ? QStandardPaths::findExecutable(kUpdater) : beside;
+        = QStandardPaths::findExecutable(kUpdaterProgram, {QCoreApplication::applicationDirPath()});
+    return beside.isEmpty() ? QStandardPaths::findExecutable(kUpdaterProgram) : beside;
 }
 
 QString newLogPath()
 {
     return QStringLiteral("%1/%2-%3.log")
-        .arg(logFolder(), kUpdater,
+        .arg(logFolder(), kUpdaterProgram,
             QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd-HHmmss")));
 }
 
-/// The updater has no settings of its own. Qt's are for its log to go to standard error also where
-/// there is a journal, and for a time before each line.
+/// The updater has no settings of its own. Qt's are for its whole log to go to standard error also
+/// where there is a journal, and for a time before each line.
 QProcessEnvironment environmentForALog()
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
     environment.insert(QStringLiteral("QT_MESSAGE_PATTERN"),
         QStringLiteral("%{time yyyy-MM-dd HH:mm:ss.zzz} %{category}: %{message}"));
+    // The user's own rules may have switched it off.
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("updater.*=true"));
     return environment;
 }
 

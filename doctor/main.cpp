@@ -20,8 +20,8 @@ constexpr const char* kUsage =
 Says what keeps the updater from the machine, and what to do. With LOG, a log of the updater's,
 it says what happened in that job instead. Nothing is changed.
 
---text              print it instead of opening a window; a line begins with "ok", with "do", or
-                    with "?" where it is not known
+--text              print it instead of opening a window; a line begins with "ok", with "do", with
+                    "?" where it is not known, or with nothing where a log only tells what happened
 --picture FILE.png  draw the log's course over time, and end
 --help              this text
 
@@ -52,8 +52,9 @@ struct Call
 bool hasScreen()
 {
 #ifdef Q_OS_UNIX
-    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY")
-        || qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    return !qEnvironmentVariableIsEmpty("DISPLAY")
+        || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 #else
     return true;
 #endif
@@ -109,6 +110,8 @@ int say(const Call& call)
         = call.log.isEmpty() ? doctor::answerOfComputer() : doctor::answerOfLog(call.log, size);
     if (call.text)
         print(stdout, doctor::textOf(answer.rows));
+    else if (answer.picture.isNull())
+        print(stderr, doctor::textOf(answer.rows));
     if (!call.picture.isEmpty() && !answer.picture.isNull() && !answer.picture.save(call.picture)) {
         print(stderr,
             QStringLiteral("annealing-db-updater-doctor: cannot write %1\n").arg(call.picture));

@@ -177,9 +177,10 @@ private slots:
         QTest::newRow("held") << windows({opens(windowsAdapter(), Access::Held)}, {0})
                               << wellBut(2,
                                      QStringLiteral(
-                                         "do  holder: another program holds COM3; close the "
-                                         "terminal programs and the second updater, or unplug the "
-                                         "adapter and plug it in again"));
+                                         "do  holder: another program holds COM3; let the updater "
+                                         "finish if it is at work, or else close the terminal "
+                                         "programs and the second updater, or unplug the adapter "
+                                         "and plug it in again"));
         QTest::newRow("hangs") << windows({opens(windowsAdapter(), Access::Hangs)}, {0})
                                << wellBut(2,
                                       QStringLiteral(
@@ -240,6 +241,12 @@ private slots:
                })
             << QStringLiteral(
                    "do  holder: minicom (process 12) holds /dev/ttyUSB0; close that program");
+        QTest::newRow("held by the updater")
+            << one([](Port& p) {
+                   p.holders = {{QStringLiteral("annealing-db-updater"), 12}};
+               })
+            << QStringLiteral("ok  holder: the updater (process 12) is at work on /dev/ttyUSB0; "
+                              "let it finish");
         QTest::newRow("a lock left behind")
             << one([](Port& p) { p.leftLock = QStringLiteral("/var/lock/LCK..ttyUSB0"); })
             << QStringLiteral(

@@ -95,6 +95,8 @@ private slots:
     void tellsWhatWasSentAgain();
     void tellsAnswerTimes();
     void namesThePortsThatHaveTheSameCause();
+    void tellsAPortThatWasUnpluggedWhileItWasProbed();
+    void tellsApartPortsThatStandElsewhere();
     void tellsManyPortsInFewRows();
     void quotesAnErrorThatItDoesNotKnow();
     void drawsTheCourse();
@@ -102,6 +104,7 @@ private slots:
     void drawsAJobWithoutPagesAndImages();
     void drawsEveryLog_data() { findsTheCauseOfEachLog_data(); }
     void drawsEveryLog();
+    void hasRoomForManyPorts();
 };
 
 void TestLogRows::findsTheCauseOfEachLog_data()
@@ -145,7 +148,7 @@ void TestLogRows::tellsALogInAboutTenRows()
                 && !row.text.contains(u"an unknown time"),
             qPrintable(row.text));
         // What is to be done stands in the last one only.
-        QVERIFY2(row == rows.last() || row.kind == Row::Kind::Ok, qPrintable(row.text));
+        QVERIFY2(row == rows.last() || row.kind == Row::Kind::Fact, qPrintable(row.text));
     }
     QVERIFY(rows.first().text.startsWith(u"Annealing DB Updater "));
 }
@@ -206,6 +209,28 @@ void TestLogRows::namesThePortsThatHaveTheSameCause()
     QCOMPARE(findings.first().arguments.first(), course.ports.at(1).name + ", COM7");
 }
 
+void TestLogRows::tellsAPortThatWasUnpluggedWhileItWasProbed()
+{
+    Course course = courseOf(QStringLiteral("no-answer.log"));
+    course.ports.first().gone = true;
+    // It is opened again at the bootloader's speed.
+    course.ports.first().openError = QStringLiteral("No such file or directory");
+    const QList<Finding> findings = findingsOf(course);
+    QCOMPARE(findings.first().cause, Cause::PortGone);
+    QVERIFY(textOf(rowsOf(course), QLatin1StringView("how far")).contains(u"the port went"));
+}
+
+void TestLogRows::tellsApartPortsThatStandElsewhere()
+{
+    Course course = courseOf(QStringLiteral("board-silent.image.log"));
+    PortCourse later = course.ports.first();
+    later.name = QStringLiteral("ttyUSB9");
+    course.ports.append(later);
+    QCOMPARE(findingsOf(course).size(), 1);
+    course.ports.last().firstUnanswered = *later.firstUnanswered + 34'000;
+    QCOMPARE(findingsOf(course).size(), 2);
+}
+
 void TestLogRows::tellsManyPortsInFewRows()
 {
     Course course = courseOf(QStringLiteral("job-complete.images.log"));
@@ -249,16 +274,24 @@ void TestLogRows::drawsRepeatsInRed()
 void TestLogRows::drawsAJobWithoutPagesAndImages()
 {
     const QImage image = pictureOf(courseOf(QStringLiteral("no-job.log")), QSize(1, 1));
-    QCOMPARE(image.size(), QSize(320, 200));
-    QVERIFY(pixelsOf(image, Qt::white) < 320 * 200);
+    QCOMPARE(image.size(), QSize(320, 240));
+    QVERIFY(pixelsOf(image, Qt::white) < 320 * 240);
 }
 
 void TestLogRows::drawsEveryLog()
 {
     QFETCH(QString, name);
     const Course course = courseOf(name);
-    for (const QSize size : {QSize(320, 200), QSize(1200, 700)})
+    for (const QSize size : {QSize(320, 320), QSize(1200, 700)})
         QCOMPARE(pictureOf(course, size).size(), size);
+}
+
+void TestLogRows::hasRoomForManyPorts()
+{
+    Course course = courseOf(QStringLiteral("board-silent.firmware.log"));
+    while (course.ports.size() < 16)
+        course.ports.append(course.ports.first());
+    QVERIFY(pictureOf(course, QSize(800, 200)).height() >= 340);
 }
 
 static const RegisteredTest<TestLogRows> registered(__FILE__);

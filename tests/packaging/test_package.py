@@ -183,7 +183,8 @@ def release_of(version, stand_in=False):
         (release_set / "settings.json").write_text(json.dumps({"Images": [], "Version": version}))
         firmware = b"\0" * 100 + b"something else\n"
         (release_set / "fw1.bin").write_bytes((SOURCE / "res/fw1.bin").read_bytes() if stand_in else firmware)
-        output("cmake", f"-DPROJECT_VERSION={VERSION}", f"-DRELEASE_SET={release_set}",
+        output("cmake", f"-DPROJECT_VERSION={VERSION}", "-DUPDATER_RELEASE_DATE=2026-11-22",
+               f"-DRELEASE_SET={release_set}",
                "-P", SOURCE / "cmake/ReleaseName.cmake", cwd=folder)
         lines = (pathlib.Path(folder) / "packaging/release.txt").read_text().splitlines()
     return dict(line.split(" ", 1) for line in lines)
@@ -199,7 +200,8 @@ class TheOwner(unittest.TestCase):
 
 class TheRelease(unittest.TestCase):
     def test_is_named_by_both_versions(self):
-        self.assertEqual({"program": VERSION, "set": "D.02n", "version": f"{VERSION}+d.02n", "note": "",
+        self.assertEqual({"program": VERSION, "day": "2026-11-22", "set": "D.02n",
+                          "version": f"{VERSION}+d.02n", "note": "",
                           "installer": f"annealing-db-updater_{VERSION}_D.02n_windows-x64.exe"}, release_of("D.02n"))
 
     def test_knows_the_stand_in_by_its_firmware_wherever_it_lies(self):
