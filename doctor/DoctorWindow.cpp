@@ -147,8 +147,8 @@ void DoctorWindow::ask(const Question& question)
 // updater.
 void DoctorWindow::enableButtons()
 {
-    ui->pushButton_Check->setEnabled(m_running.isEmpty());
-    ui->pushButton_Start->setEnabled(m_running.isEmpty() && !m_updater.isRunning());
+    for (QPushButton* const button : {ui->pushButton_Check, ui->pushButton_Start})
+        button->setEnabled(m_running.isEmpty() && !m_updater.isRunning());
 }
 
 void DoctorWindow::display(const Answer& answer)

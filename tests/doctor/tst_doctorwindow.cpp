@@ -234,6 +234,7 @@ private slots:
         QVERIFY2(name.match(log).hasMatch(), qPrintable(log));
         QVERIFY(headingOf(window).contains(log));
         QVERIFY(!start.isEnabled());
+        QVERIFY(!button(window, QStringLiteral("Check")).isEnabled());
 
         home.closeUpdater();
         QTRY_VERIFY(start.isEnabled());
