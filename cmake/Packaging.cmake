@@ -18,7 +18,7 @@ set(UPDATER_RELEASE_DATE "${CMAKE_MATCH_2}")
 
 # Who hands it out: OWNER_NAME, OWNER_EMAIL, OWNER_HOMEPAGE, OWNER_ID.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${packaging}/owner.txt")
-file(STRINGS "${packaging}/owner.txt" lines REGEX "^[a-z]+: ")
+file(STRINGS "${packaging}/owner.txt" lines REGEX "^[a-z]+: " ENCODING UTF-8)
 foreach(line IN LISTS lines)
     string(REGEX MATCH "^([a-z]+): (.*)$" line "${line}")
     string(TOUPPER "OWNER_${CMAKE_MATCH_1}" name)

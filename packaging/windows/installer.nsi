@@ -10,7 +10,7 @@
 ;
 ; /S installs and removes without asking. The exit code is 1 when the user cancels, and, with nothing changed,
 ; 2 while the updater or one of its helpers is running, and 3 if a newer release, or one for machines, is not
-; replaced; /REPLACE replaces it.
+; replaced; /REPLACE replaces it. It is 4 when files could not be written: the older version has gone by then.
 Unicode true
 Target amd64-unicode ; the default is 32 bit
 
@@ -116,6 +116,10 @@ Function .onInit
     !insertmacro LeaveWhileItRuns
 FunctionEnd
 
+Function .onInstFailed
+    SetErrorLevel 4
+FunctionEnd
+
 Function un.onInit
     SetRegView 64
     !insertmacro LeaveWhileItRuns
@@ -125,7 +129,8 @@ Section
     SetShellVarContext all
     ; The older version removes itself by its own list of files.
     ReadRegStr $0 HKLM "${OWN}" "InstallDir"
-    ${If} ${FileExists} "$0\uninstall.exe"
+    ${If} $0 != ""
+    ${AndIf} ${FileExists} "$0\uninstall.exe"
         DetailPrint "Removing the version that is installed"
         ExecWait '"$0\uninstall.exe" /S _?=$0' $1
         ${If} $1 <> 0

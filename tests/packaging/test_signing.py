@@ -106,16 +106,16 @@ class TheInstaller(Signing):
     def pack(self, command):
         self.copied("tree/annealing-db-updater.exe")
         self.copied("tree/helpers/helper.exe")
-        self.text("tree/Qt6Core.dll", "a library")
+        self.copied("tree/platforms/library.dll")
         return run(WINDOWS / "pack", "--sign", command, self.folder / "tree", "1.2.3", "D.02n",
                    self.folder / "updater_x64.exe")
 
     def test_is_signed_after_its_uninstaller_and_that_after_the_programs(self):
         done = self.pack(self.command)
         self.assertEqual(0, done.returncode, done.stderr)
-        self.assertEqual(["annealing-db-updater.exe", "helper.exe", "uninstall.exe", "updater_x64.exe"],
+        self.assertEqual(["annealing-db-updater.exe", "helper.exe", "library.dll", "uninstall.exe", "updater_x64.exe"],
                          (self.signer / "signed").read_text().split())
-        for name in ("tree/annealing-db-updater.exe", "tree/helpers/helper.exe", "updater_x64.exe"):
+        for name in ("tree/annealing-db-updater.exe", "tree/platforms/library.dll", "updater_x64.exe"):
             self.assertTrue(self.verifies(self.folder / name), name)
 
     def test_does_not_come_about_where_the_command_fails_for_any_of_them(self):
