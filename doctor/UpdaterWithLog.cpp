@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
@@ -23,9 +24,10 @@ QString updaterPath()
 
 QString newLogPath()
 {
-    return QStringLiteral("%1/%2-%3.log")
-        .arg(logFolder(), kUpdaterProgram,
-            QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd-HHmmss")));
+    return QDir::toNativeSeparators(
+        QStringLiteral("%1/%2-%3.log")
+            .arg(logFolder(), kUpdaterProgram,
+                QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd-HHmmss"))));
 }
 
 /// The updater has no settings of its own. Qt's are for its whole log to go to standard error also
