@@ -24,10 +24,10 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     // This computer
     {Cause::AdapterThere, Kind::Ok, "adapter", "%1 is an FTDI adapter (%2)"},
     {Cause::NoAdapter, Kind::ToDo, "adapter",
-        "none is there; plug in the machine's cable and switch the machine on"},
+        "none is plugged in; plug in the machine's cable and switch the machine on"},
     {Cause::OtherAdaptersOnly, Kind::ToDo, "adapter",
-        "no FTDI adapter is there, only %1, which the updater does not take; plug in the machine's "
-        "own cable"},
+        "no FTDI adapter is plugged in, only %1, which the updater does not use; plug in the "
+        "machine's own cable"},
     {Cause::ForeignDriver, Kind::ToDo, "adapter",
         "%1 has an FTDI chip but a driver that names another manufacturer, so the updater does not "
         "take it; install the chip maker's own driver for virtual COM ports, or plug in the "
@@ -64,8 +64,8 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "a program that has ended left the lock %2, which keeps %1 from being opened; run 'sudo rm "
         "%2', or restart the computer"},
     {Cause::Held, Kind::ToDo, "holder",
-        "another program holds %1; let the updater finish if it is at work, or else close the "
-        "terminal programs and the second updater, or unplug the adapter and plug it in again"},
+        "another program holds %1: a second updater, or a terminal program; let an updater that is "
+        "at work finish; close any other, or unplug the adapter and plug it in again"},
     {Cause::CannotBeOpened, Kind::ToDo, "holder",
         "%1 cannot be opened; unplug the adapter and plug it in again, then restart the computer "
         "if that does not help"},
@@ -96,46 +96,49 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     {Cause::NoLog, Kind::ToDo, "log", "%1 Open one that \"Start the updater with a log\" wrote."},
     {Cause::JobComplete, Kind::Ok, kToDo, "nothing: the job is complete"},
     {Cause::NoJob, Kind::Unknown, kToDo,
-        "no job was started in this log; start the updater with a log, press the button that does "
-        "not work, and wait until nothing moves"},
+        "no button was pressed while this log was written; press \"Start the updater with a log\", "
+        "then the button of the job, and wait until the job ends or nothing has moved for a "
+        "minute"},
     {Cause::PortForbidden, Kind::ToDo, kToDo,
-        "the updater had no right to open %1; run this program on that computer: it says how to "
-        "get the right"},
+        "the updater was not allowed to open %1; start this doctor on the computer that the log is "
+        "from: it says how to allow it"},
     {Cause::PortNotOpened, Kind::ToDo, kToDo,
-        "%1 could not be opened (%2); close the other programs that use it, then unplug the "
-        "adapter and plug it in again; run this program on that computer: it may see who holds it"},
+        "%1 could not be opened (%2); close other programs that use it, unplug the adapter and "
+        "plug it in again; if that does not help, start this doctor on the computer that the log "
+        "is from: it may name the program that uses it"},
     {Cause::PortGone, Kind::ToDo, kToDo,
-        "%1 was unplugged, %2; push plug and cable in firmly, try another USB socket, switch the "
-        "machine off and on, and start the job again"},
+        "%1 was unplugged or lost contact, %2; push plug and cable in firmly, try another USB "
+        "socket, switch the machine off and on, and start the job again"},
     {Cause::NoAnswer, Kind::ToDo, kToDo,
-        "%1: nobody answered from the beginning; plug the cable in at both ends, see that the "
-        "machine has power, switch it off and on, and start the job again; if it stays like that "
-        "the board is another one or speaks at another speed"},
+        "%1: there was no answer from the beginning on; plug the cable in at both ends, see that "
+        "the machine has power, switch the machine off and on, and start the job again; if there "
+        "is still no answer, the board is not one that this updater knows: ask who gave it to you"},
     {Cause::NoBootloader, Kind::ToDo, kToDo,
-        "%1: the board answered, but its bootloader was not heard up to the log's end; close the "
-        "dialog, switch the machine off and on, and start the job again"},
+        "%1: the board answered, but up to the log's end did not start its bootloader, the part of "
+        "it that takes an update; switch the machine off and on, and start the job again"},
     {Cause::NotUnderstood, Kind::ToDo, kToDo,
-        "%1: the board says what the updater cannot use (\"%2\"); see that the cable leads "
-        "to an annealing machine, switch that off and on, and start the job again"},
+        "%1: the board sent what the updater does not know (\"%2\"); see that the cable leads to "
+        "an "
+        "annealing machine, switch the machine off and on, and start the job again"},
     {Cause::BoardRestarted, Kind::ToDo, kToDo,
-        "%1: the board started anew in the midst of the job, %2; see to the machine's power, and "
-        "start the job again"},
+        "%1: the board restarted in the middle of the job, %2; check the machine's power supply, "
+        "switch the machine off and on, and start the job again"},
     {Cause::BoardSilent, Kind::ToDo, kToDo,
-        "%1: the board has been silent %2, %3; close the dialog, switch the machine off and on, "
-        "and start the job again; where that does not help, try another cable"},
+        "%1: the board has been silent %2, %3; switch the machine off and on, and start the job "
+        "again; if that does not help, try another cable"},
     {Cause::ClosedEarly, Kind::ToDo, kToDo,
-        "%1: the dialog was closed before the job's end, %2; start the job again, and wait for "
-        "\"Bootload Complete\""},
+        "%1: the job's window was closed before the job had ended, %2; start the job again, and "
+        "wait for \"Bootload Complete\""},
     {Cause::LogEndsEarly, Kind::Unknown, kToDo,
-        "%1: the log ends before the job does, %2, and nothing is wrong up to there; let the job "
-        "end, and look at the whole log"},
+        "%1: the log stops before the job has ended, %2; up to there nothing is wrong; if the job "
+        "is still running, let it end and open the log again; if not, start the job again"},
     {Cause::AnswersKeptBack, Kind::ToDo, kToDo,
-        "%1: answers take %2 ms and more, as from an adapter that keeps them back; run this "
-        "program on "
-        "that computer: it says how to set the adapter's latency timer"},
+        "%1: answers are slow, %2 ms and more, as with an adapter whose latency timer is long: a "
+        "job takes minutes longer; start this doctor on the computer that the log is from: it says "
+        "how to set the timer"},
     {Cause::LinesLost, Kind::ToDo, kToDo,
-        "%1: %2 of %3 lines had to be sent again; try another cable, and a USB socket of the "
-        "computer itself instead of a hub's"},
+        "%1: the job is complete, but %2 of %3 lines had to be sent again: the connection is poor; "
+        "before the next job try another cable, and a USB socket of the computer, not of a hub"},
 });
 
 /// The places %1 to %9 filled in one go: an argument may hold a per cent sign.

@@ -201,7 +201,7 @@ private:
     {
         QString text = port.name
             + (port.stage == Stage::Complete ? QStringLiteral(": complete")
-                                             : ": stands " + placeText(m_course, port));
+                                             : ": " + placeText(m_course, port));
         if (port.gone)
             text += QStringLiteral(", unplugged");
         const qint64 again = port.sentAgain();

@@ -33,7 +33,7 @@ QString jobText(const Course& course)
     QString text = course.job.isEmpty() ? QStringLiteral("its beginning is missing")
                                         : course.job + ", started " + dayText(course.begin);
     if (course.jobs > 1)
-        text += QStringLiteral("; it is the last of %1 in this log, and the others are not told")
+        text += QStringLiteral("; the last of %1 jobs in this log, and the only one told here")
                     .arg(course.jobs);
     return text;
 }
@@ -48,10 +48,10 @@ QString versionText(const PortCourse& port)
 QString logEndText(const Course& course)
 {
     if (course.closed)
-        return "the dialog was closed at " + clockText(course.end);
+        return "the job's window was closed at " + clockText(course.end);
     if (course.cut)
-        return "the log is cut in the midst of a line, after " + clockText(course.end);
-    return "the log ends at " + clockText(course.end) + " with the dialog open";
+        return "the log stops in the middle of a line, after " + clockText(course.end);
+    return "the log ends at " + clockText(course.end) + " with the job's window open";
 }
 
 QString tookText(const Course& course, const PortCourse& port)
@@ -66,9 +66,9 @@ QString endText(const Course& course, const PortCourse& port)
 {
     if (port.stage == Stage::Complete)
         return "complete at " + clockText(port.ended) + tookText(course, port);
-    QString text = "it stands " + placeText(course, port);
+    QString text = placeText(course, port);
     if (port.gone)
-        return text + ", where the port went at " + clockText(port.ended);
+        return text + ", unplugged or without contact since " + clockText(port.ended);
     if (!port.openError.isEmpty())
         return "could not be opened: " + port.openError;
     const bool isSilent = endOf(course, port).cause == Cause::BoardSilent;
@@ -127,7 +127,7 @@ QString sentAgainText(const PortCourse& port)
         parts << QStringLiteral("pages begun again: %1").arg(port.pageRestarts);
     if (port.imageRestarts > 0)
         parts << QStringLiteral("images begun again: %1").arg(port.imageRestarts);
-    return parts.isEmpty() ? QStringLiteral("no line") : parts.join(QLatin1StringView(kNextPart));
+    return parts.isEmpty() ? QStringLiteral("nothing") : parts.join(QLatin1StringView(kNextPart));
 }
 
 QString passedOverText(const PortCourse& port)

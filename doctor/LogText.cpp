@@ -62,19 +62,19 @@ QString placeText(const Course& course, const PortCourse& port)
 {
     switch (port.stage) {
     case Stage::Probe:
-        return port.boardVersion.isEmpty() ? QStringLiteral("when the board was asked who it is")
-                                           : QStringLiteral("when its bootloader was awaited");
+        return port.boardVersion.isEmpty() ? QStringLiteral("asking the board who it is")
+                                           : QStringLiteral("waiting for its bootloader");
     case Stage::Captured:
-        return QStringLiteral("when its bootloader was captured");
+        return QStringLiteral("capturing its bootloader");
     case Stage::EraseImages:
-        return QStringLiteral("when the images were being erased");
+        return QStringLiteral("erasing the images");
     case Stage::Firmware:
         return port.page == 0 ? QStringLiteral("in a page of the software")
                               : QStringLiteral("in page %1 of %2").arg(port.page).arg(kPages);
     case Stage::Images:
         return imageText(course, port);
     case Stage::Finish:
-        return QStringLiteral("when all was sent");
+        return QStringLiteral("after all was sent");
     case Stage::Complete:
         return QStringLiteral("at its end");
     }

@@ -125,16 +125,18 @@ private slots:
             {com1(), windowsAdapter(),
                 windowsPort(QStringLiteral("COM9"), QStringLiteral("Another Maker"), true)},
             {0, 0}) << well;
-        QTest::newRow("nothing") << windows({}, {})
-                                 << QStringList{QStringLiteral(
-                                        "do  adapter: none is there; plug in the machine's cable "
-                                        "and switch the machine on")};
+        QTest::newRow("nothing")
+            << windows({}, {})
+            << QStringList{
+                   QStringLiteral("do  adapter: none is plugged in; plug in the machine's cable "
+                                  "and switch the machine on")};
         QTest::newRow("another maker's adapter")
             << windows(
                    {com1(), windowsPort(QStringLiteral("COM7"), QStringLiteral("Prolific"))}, {})
             << QStringList{QStringLiteral(
-                   "do  adapter: no FTDI adapter is there, only COM1 (Standard port types), COM7 "
-                   "(Prolific), which the updater does not take; plug in the machine's own cable")};
+                   "do  adapter: no FTDI adapter is plugged in, only COM1 (Standard port types), "
+                   "COM7 "
+                   "(Prolific), which the updater does not use; plug in the machine's own cable")};
         const QStringList foreign{QStringLiteral(
             "do  adapter: COM5 (Another Maker) has an FTDI chip but a driver that names another "
             "manufacturer, so the updater does not take it; install the chip maker's own driver "
@@ -174,13 +176,13 @@ private slots:
             {0, 10}) << (wellBut(2, cannotBeOpened) << notStarted);
         QTest::newRow("cannot be opened")
             << windows({opens(windowsAdapter(), Access::Fails)}, {0}) << wellBut(2, cannotBeOpened);
-        QTest::newRow("held") << windows({opens(windowsAdapter(), Access::Held)}, {0})
-                              << wellBut(2,
-                                     QStringLiteral(
-                                         "do  holder: another program holds COM3; let the updater "
-                                         "finish if it is at work, or else close the terminal "
-                                         "programs and the second updater, or unplug the adapter "
-                                         "and plug it in again"));
+        QTest::newRow("held")
+            << windows({opens(windowsAdapter(), Access::Held)}, {0})
+            << wellBut(2,
+                   QStringLiteral("do  holder: another program holds COM3: a second updater, or a "
+                                  "terminal program; let an updater that is at work "
+                                  "finish; close any other, or unplug the adapter and plug "
+                                  "it in again"));
         QTest::newRow("hangs") << windows({opens(windowsAdapter(), Access::Hangs)}, {0})
                                << wellBut(2,
                                       QStringLiteral(
@@ -221,8 +223,8 @@ private slots:
         const auto one = [](auto change) { return linux_({with(linuxAdapter(), change)}, {0}); };
         QTest::newRow("nothing, but a port that is built in")
             << linux_({windowsPort(QStringLiteral("/dev/ttyS0"), {})}, {})
-            << QStringLiteral("do  adapter: none is there; plug in the machine's cable and switch "
-                              "the machine on");
+            << QStringLiteral("do  adapter: none is plugged in; plug in the machine's cable and "
+                              "switch the machine on");
         QTest::newRow("no port")
             << linux_({}, {0})
             << QStringLiteral(

@@ -247,7 +247,7 @@ void TestLogReader::tellsTheTruthOfALogCutAnywhere()
         const QString verdict = rows.last().text;
         QCOMPARE(verdict.startsWith(u"nothing"), complete);
         // Nothing was wrong, and the bootloader was not heard before it spoke.
-        const bool isUnheard = verdict.contains(u"bootloader was not heard up to the log's end")
+        const bool isUnheard = verdict.contains(u"up to the log's end did not start its bootloader")
             && !text.contains("RX $Bootloader");
         if (log.contains("Bootload Complete") && !complete && !isUnheard)
             QVERIFY2(rows.last().kind == Row::Kind::Unknown, qPrintable(verdict));
@@ -361,7 +361,7 @@ void TestLogReader::tellsTheLastOfSeveralJobs()
     QCOMPARE(read.course.ports.size(), 1);
     QCOMPARE(read.course.ports.first().tally(LineKind::EraseImages).sent, 0);
     const QString job = rowsOf(read.course).at(1).text;
-    QVERIFY2(job.endsWith(u"; it is the last of 2 in this log, and the others are not told"),
+    QVERIFY2(job.endsWith(u"; the last of 2 jobs in this log, and the only one told here"),
         qPrintable(job));
 }
 
