@@ -29,8 +29,8 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "no FTDI adapter is plugged in, only %1, which the updater does not use; plug in the "
         "machine's own cable"},
     {Cause::ForeignDriver, Kind::ToDo, "adapter",
-        "%1 has an FTDI chip but a driver that names another manufacturer, so the updater does not "
-        "take it; install the chip maker's own driver for virtual COM ports, or plug in the "
+        "%1 has an FTDI chip but a driver that names another manufacturer, so the updater does "
+        "not take it; install the chip maker's own driver for virtual COM ports, or plug in the "
         "machine's own cable"},
     {Cause::SeveralAdapters, Kind::Ok, "adapter",
         "there are %1, and the updater talks to all of them at once; leave only the cables of "
@@ -51,8 +51,8 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "Serial Converter, Properties, Advanced, tick \"Load VCP\", and plug it in again"},
     {Cause::MayOpen, Kind::Ok, "access", "%2 may open %1"},
     {Cause::MayNotOpen, Kind::ToDo, "access",
-        "%2 may not open %1; run 'sudo adduser %2 %3' and log in again, or with the rule installed "
-        "log in at the computer's own screen"},
+        "%2 may not open %1; run 'sudo adduser %2 %3' and log in again, or with the rule "
+        "installed log in at the computer's own screen"},
     {Cause::NotHeld, Kind::Ok, "holder", "no program holds %1"},
     {Cause::OthersUnseen, Kind::Unknown, "holder",
         "no program of %2 holds %1; those of other users are seen by 'sudo "
@@ -61,11 +61,11 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "the updater (process %3) is at work on %1; let it finish"},
     {Cause::HeldByProgram, Kind::ToDo, "holder", "%2 (process %3) holds %1; close that program"},
     {Cause::LockLeftBehind, Kind::ToDo, "holder",
-        "a program that has ended left the lock %2, which keeps %1 from being opened; run 'sudo rm "
-        "%2', or restart the computer"},
+        "a program that has ended left the lock %2, which keeps %1 from being opened; run 'sudo "
+        "rm %2', or restart the computer"},
     {Cause::Held, Kind::ToDo, "holder",
-        "another program holds %1: a second updater, or a terminal program; let an updater that is "
-        "at work finish; close any other, or unplug the adapter and plug it in again"},
+        "another program holds %1: a second updater, or a terminal program; let an updater that "
+        "is at work finish; close any other, or unplug the adapter and plug it in again"},
     {Cause::CannotBeOpened, Kind::ToDo, "holder",
         "%1 cannot be opened; unplug the adapter and plug it in again, then restart the computer "
         "if that does not help"},
@@ -96,12 +96,12 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     {Cause::NoLog, Kind::ToDo, "log", "%1 Open one that \"Start the updater with a log\" wrote."},
     {Cause::JobComplete, Kind::Ok, kToDo, "nothing: the job is complete"},
     {Cause::NoJob, Kind::Unknown, kToDo,
-        "no button was pressed while this log was written; press \"Start the updater with a log\", "
-        "then the button of the job, and wait until the job ends or nothing has moved for a "
-        "minute"},
+        "no button was pressed while this log was written; press \"Start the updater with a "
+        "log\", then the button of the job, and wait until the job ends or nothing has moved for "
+        "a minute"},
     {Cause::PortForbidden, Kind::ToDo, kToDo,
-        "the updater was not allowed to open %1; start this doctor on the computer that the log is "
-        "from: it says how to allow it"},
+        "the updater was not allowed to open %1; start this doctor on the computer that the log "
+        "is from, where it says how to allow it"},
     {Cause::PortNotOpened, Kind::ToDo, kToDo,
         "%1 could not be opened (%2); close other programs that use it, unplug the adapter and "
         "plug it in again; if that does not help, start this doctor on the computer that the log "
@@ -112,14 +112,14 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     {Cause::NoAnswer, Kind::ToDo, kToDo,
         "%1: there was no answer from the beginning on; plug the cable in at both ends, see that "
         "the machine has power, switch the machine off and on, and start the job again; if there "
-        "is still no answer, the board is not one that this updater knows: ask who gave it to you"},
+        "is still no answer, try another cable; else the board is broken, or not one that this "
+        "updater knows"},
     {Cause::NoBootloader, Kind::ToDo, kToDo,
-        "%1: the board answered, but up to the log's end did not start its bootloader, the part of "
-        "it that takes an update; switch the machine off and on, and start the job again"},
+        "%1: the board answered, but up to the log's end did not start its bootloader, the part "
+        "of it that takes an update; switch the machine off and on, and start the job again"},
     {Cause::NotUnderstood, Kind::ToDo, kToDo,
-        "%1: the board sent what the updater does not know (\"%2\"); see that the cable leads to "
-        "an "
-        "annealing machine, switch the machine off and on, and start the job again"},
+        "%1: the board sent something that the updater does not know (\"%2\"); see that the cable "
+        "leads to an annealing machine, switch the machine off and on, and start the job again"},
     {Cause::BoardRestarted, Kind::ToDo, kToDo,
         "%1: the board restarted in the middle of the job, %2; check the machine's power supply, "
         "switch the machine off and on, and start the job again"},
@@ -134,11 +134,12 @@ constexpr auto kCauses = std::to_array<CauseRow>({
         "is still running, let it end and open the log again; if not, start the job again"},
     {Cause::AnswersKeptBack, Kind::ToDo, kToDo,
         "%1: answers are slow, %2 ms and more, as with an adapter whose latency timer is long: a "
-        "job takes minutes longer; start this doctor on the computer that the log is from: it says "
-        "how to set the timer"},
+        "job takes minutes longer; start this doctor on the computer that the log is from, where "
+        "it says how to set the timer"},
     {Cause::LinesLost, Kind::ToDo, kToDo,
-        "%1: the job is complete, but %2 of %3 lines had to be sent again: the connection is poor; "
-        "before the next job try another cable, and a USB socket of the computer, not of a hub"},
+        "%1: the job is complete, but %2 of %3 lines had to be sent again: the connection is "
+        "poor; before the next job try another cable, and a USB socket of the computer, not of a "
+        "hub"},
 });
 
 /// The places %1 to %9 filled in one go: an argument may hold a per cent sign.
