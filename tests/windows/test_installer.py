@@ -127,13 +127,13 @@ class QtForWindows(InAFolder):
 
     def test_is_built_only_once(self):
         folder = self.folder_of(SCRIPTS / "build-qt", self.folder)
-        folder.mkdir(parents=True)
-        (folder / "parts.json").write_text("[]")
+        (folder / "licenses").mkdir(parents=True)
+        (folder / "licenses/BSD-3-Clause.txt").write_text("text")
         done = run("build-qt", XDG_CACHE_HOME=str(self.folder))
         self.assertEqual((0, f"{folder}\n"), (done.returncode, done.stdout))
         self.assertRegex(done.stderr, rf"{re.escape(str(folder))} \(\S+\)")
 
-    def test_is_built_anew_without_the_list_of_its_parts(self):
+    def test_is_built_anew_without_a_licence(self):
         folder = self.folder_of(SCRIPTS / "build-qt", self.folder)
         folder.mkdir(parents=True)
         self.write("bin/flock", "#!/bin/sh\n").chmod(0o755)
@@ -151,7 +151,7 @@ class QtForWindows(InAFolder):
              {"Id": "left-out", "Files": "three.c", "LicenseFile": "LICENSE"}, {"Id": "below", "Path": "deep"}]))
         self.write("qtbase/src/kernel/LICENSE", "its own")
         self.write("qtbase/src/kernel/deep/x.c", "")
-        for name in ("LGPL-3.0-only", "GPL-3.0-only", "MIT"):
+        for name in ("LGPL-3.0-only", "GPL-3.0-only", "BSD-3-Clause", "MIT"):
             self.write(f"qtbase/LICENSES/{name}.txt", name)
         self.write("out/licenses/older.txt", "of an older Qt")
         self.write("build-qtbase/inputs", "src/a.obj\nsrc/b.c\n'../qtbase/src/kernel/profile@2x.icc'\n")
@@ -162,7 +162,7 @@ class QtForWindows(InAFolder):
         done = run("copy-licences", str(self.folder / "qtbase"), str(self.folder / "out/licenses"),
                    PATH=f"{self.folder}/bin:{os.environ['PATH']}")
         self.assertEqual(0, done.returncode, done.stderr)
-        self.assertEqual(["GPL-3.0-only.txt", "LGPL-3.0-only.txt", "read.txt"],
+        self.assertEqual(["BSD-3-Clause.txt", "GPL-3.0-only.txt", "LGPL-3.0-only.txt", "read.txt"],
                          sorted(path.name for path in (self.folder / "out/licenses").iterdir()))
         parts = json.loads((self.folder / "out/parts.json").read_text(encoding="utf-8"))
         self.assertEqual(["read", "resource", "below"], [part["id"] for part in parts])
