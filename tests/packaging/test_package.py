@@ -114,7 +114,7 @@ class ThePackages(unittest.TestCase):
             self.assertIn(f" -- {maintainer}  ", output("zcat", papers / "changelog.gz"))
         metainfo = (share / METAINFO).read_text()
         for told in (f"<id>{OWNER['id']}.annealing_db_updater</id>", f'<developer id="{OWNER["id"]}">',
-                     f"<name>{OWNER['name']}</name>", f'<url type="homepage">{OWNER["homepage"]}</url>'):
+                     f"<name><![CDATA[{OWNER['name']}]]></name>", f'<url type="homepage">{OWNER["homepage"]}</url>'):
             self.assertIn(told, metainfo)
 
     def test_say_of_the_stand_in_that_it_is_not_for_a_machine(self):
