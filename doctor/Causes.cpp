@@ -112,8 +112,8 @@ constexpr auto kCauses = std::to_array<CauseRow>({
     {Cause::NoAnswer, Kind::ToDo, kToDo,
         "%1: there was no answer from the beginning on; plug the cable in at both ends, see that "
         "the machine has power, switch the machine off and on, and start the job again; if there "
-        "is still no answer, try another cable; else the board is broken, or not one that this "
-        "updater knows"},
+        "is still no answer, try another cable; else the board is broken, another one, or speaks "
+        "at another speed"},
     {Cause::NoBootloader, Kind::ToDo, kToDo,
         "%1: the board answered, but up to the log's end did not start its bootloader, the part "
         "of it that takes an update; switch the machine off and on, and start the job again"},
