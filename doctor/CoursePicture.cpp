@@ -233,7 +233,8 @@ private:
             m_painter.drawText(QRectF(0, y - m_letter / 2.0, kLeft - kGap, m_letter),
                 Qt::AlignRight | Qt::AlignVCenter, QString::number(value));
         }
-        for (const double at : timeTicks()) {
+        const QList<double> ticks = timeTicks();
+        for (const double at : ticks) {
             const double x = place({at, 0}, panel).x();
             m_painter.setPen(kGrid);
             m_painter.drawLine(QPointF(x, m_plot.top()), QPointF(x, m_plot.bottom()));
@@ -292,7 +293,8 @@ private:
         const double step = timeStep();
         const Panel any{{}, nullptr, nullptr, 1};
         const int width = kTimeWidth;
-        for (const double at : timeTicks()) {
+        const QList<double> ticks = timeTicks();
+        for (const double at : ticks) {
             const double x = place({at, 0}, any).x();
             const double since = at - m_times.from;
             m_painter.drawText(QRectF(x - width / 2.0, m_plot.bottom() + kTickGap, width, m_letter),
