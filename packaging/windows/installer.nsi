@@ -9,8 +9,9 @@
 ;   SIGN         when it is to be signed: a command that signs the uninstaller, whose path is appended
 ;
 ; /S installs and removes without asking. The exit code is 1 when the user cancels, and, with nothing changed,
-; 2 while the updater or one of its helpers is running, and 3 if a newer release, or one for machines, is not
-; replaced; /REPLACE replaces it. It is 4 when files could not be written: the older version has gone by then.
+; 2 while the updater or one of its helpers is running or where the older version cannot be removed, and 3 if a
+; newer release, or one for machines, is not replaced; /REPLACE replaces it. It is 4 when files could not be
+; written: the older version has gone by then.
 Unicode true
 Target amd64-unicode ; the default is 32 bit
 
@@ -132,8 +133,10 @@ Section
     ${If} $0 != ""
     ${AndIf} ${FileExists} "$0\uninstall.exe"
         DetailPrint "Removing the version that is installed"
+        ClearErrors
         ExecWait '"$0\uninstall.exe" /S _?=$0' $1
-        ${If} $1 <> 0
+        ${If} ${Errors} ; it did not start
+        ${OrIf} $1 <> 0
             MessageBox MB_OK|MB_ICONSTOP "The version that is installed cannot be removed." /SD IDOK
             SetErrorLevel 2
             Quit
@@ -142,9 +145,15 @@ Section
         RMDir "$0"
     ${EndIf}
 
+    ; Known before the first file: where one cannot be written, the next installer removes what there is.
     SetOutPath "$INSTDIR"
-    !insertmacro InstallFiles
+    ClearErrors
     WriteUninstaller "$INSTDIR\uninstall.exe"
+    WriteRegStr HKLM "${OWN}" "InstallDir" "$INSTDIR"
+    ${If} ${Errors}
+        Abort "The uninstaller cannot be written."
+    ${EndIf}
+    !insertmacro InstallFiles
 
     SetOutPath "$INSTDIR" ; the folder that the programs start in
     CreateDirectory "${MENU}"
@@ -152,7 +161,6 @@ Section
     CreateShortcut "${MENU}\${NAME} doctor.lnk" "$INSTDIR\${DOCTOR}"
     CreateShortcut "${MENU}\Set the adapter's latency.lnk" "$INSTDIR\set-latency.exe"
 
-    WriteRegStr HKLM "${OWN}" "InstallDir" "$INSTDIR"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "${SHOWN}"
     WriteRegStr HKLM "${UNINSTALL}" "DisplayVersion" "${VERSION}+${SET_VERSION}"
     WriteRegStr HKLM "${UNINSTALL}" "Publisher" "${PUBLISHER}"

@@ -112,10 +112,12 @@ FunctionEnd
 Function CompareVersions
     StrCpy $order 0
     ${Do}
-        ${IfThen} "$left$right" == "" ${|} ${Break} ${|}
+        StrCpy $5 "$left$right"
         Call CompareLetters
         ${IfThen} $order <> 0 ${|} ${Break} ${|}
         Call CompareNumbers
         ${IfThen} $order <> 0 ${|} ${Break} ${|}
+        ; Both at their end, or at a character that no release's name is made of.
+        ${IfThen} "$left$right" == $5 ${|} ${Break} ${|}
     ${Loop}
 FunctionEnd

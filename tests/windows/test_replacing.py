@@ -14,7 +14,7 @@ import unittest
 ROOT = pathlib.Path(sys.argv.pop(1)).resolve()
 SCRIPTS = ROOT / "packaging/windows"
 STAND_IN = "Built from the stand-in release set: not for a machine"
-INSTALLED, REFUSED = 0, 3
+INSTALLED, NOT_REMOVED, REFUSED, NOT_WRITTEN = 0, 2, 3, 4
 UNINSTALL = r"HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\annealing-db-updater"
 
 # Pairs whose order is easily got wrong; each is compared both ways round.
@@ -102,20 +102,23 @@ class UnderWine(unittest.TestCase):
         shutil.rmtree(cls.folder)
 
     @classmethod
-    def wine(cls, *words):
+    def wine(cls, *words, timeout=None):
         return subprocess.run(["wine64", *map(str, words)], env=cls.environment, text=True, capture_output=True,
-                              check=False)
+                              check=False, timeout=timeout)
 
 
 class TheOrderOfVersions(UnderWine):
+    def compare(self):
+        script = self.folder / "compare.nsi"
+        script.write_text(COMPARE % (SCRIPTS, self.folder / "compare.exe"))
+        subprocess.run(["makensis", "-V2", "-WX", script], check=True)
+        return self.folder / "compare.exe"
+
     def test_is_debians(self):
         chosen = random_versions(600)
         pairs = PAIRS + [(right, left) for left, right in PAIRS] + list(zip(chosen[::2], chosen[1::2]))
         (self.folder / "rows.txt").write_text("".join(f"{left:40}{right:40}\n" for left, right in pairs))
-        script = self.folder / "compare.nsi"
-        script.write_text(COMPARE % (SCRIPTS, self.folder / "compare.exe"))
-        subprocess.run(["makensis", "-V2", "-WX", script], check=True)
-        self.assertEqual(0, self.wine(self.folder / "compare.exe").returncode)
+        self.assertEqual(0, self.wine(self.compare()).returncode)
         orders = (self.folder / "orders.txt").read_text().split()
         wanted = [debians_order(*pair) for pair in pairs]
         self.assertEqual({"lt", "gt", "eq"}, set(wanted))
@@ -123,11 +126,17 @@ class TheOrderOfVersions(UnderWine):
                               if order != right])
 
 
+    def test_of_what_no_release_is_named_comes_to_an_end(self):
+        (self.folder / "rows.txt").write_text(f"{'1.1.0-1':40}{'1.1.0-1':40}\n{'1.1.0_a':40}{'1.1.0-2':40}\n")
+        self.assertEqual(0, self.wine(self.compare(), timeout=60).returncode)
+
+
 class TheInstaller(UnderWine):
     def packed(self, version, set_version, note=""):
         tree = self.folder / "tree"
         tree.mkdir(exist_ok=True)
         (tree / "annealing-db-updater.exe").write_text("the program")
+        (tree / "a.dll").write_text("a library")
         out = self.folder / f"{version}_{set_version}_{len(note)}_x64.exe"
         if not out.exists():
             subprocess.run([SCRIPTS / "pack", tree, version, set_version, out, note], check=True)
@@ -157,6 +166,29 @@ class TheInstaller(UnderWine):
                 self.assertEqual(("+".join(is_there[:2]), len(is_there) == 3), self.installed())
                 self.assertEqual(INSTALLED, self.install(new, "/REPLACE"))
                 self.assertEqual("+".join(new[:2]), self.installed()[0])
+
+    def test_that_cannot_write_a_file_leaves_what_the_next_one_removes(self):
+        release, folder = ("1.1.0", "D.02n"), self.folder / "prefix/drive_c/half"
+        library, uninstaller = folder / "a.dll", folder / "uninstall.exe"
+        for in_the_way in (library, uninstaller):
+            with self.subTest(in_the_way.name):
+                (in_the_way / "in the way").mkdir(parents=True)
+                self.assertEqual(NOT_WRITTEN, self.install(release, "/REPLACE", "/D=C:\\half"))
+                shutil.rmtree(in_the_way)
+                self.assertEqual(INSTALLED, self.install(release))
+                self.assertEqual("a library", library.read_text())
+                self.assertEqual(0, self.wine(uninstaller, "/S", "_?=C:\\half").returncode)
+                uninstaller.unlink()
+
+    def test_does_not_remove_a_version_whose_uninstaller_does_not_start(self):
+        self.assertEqual(INSTALLED, self.install(("1.1.0", "D.02n"), "/REPLACE", "/D=C:\\elsewhere"))
+        uninstaller = self.folder / "prefix/drive_c/elsewhere/uninstall.exe"
+        whole = uninstaller.read_bytes()
+        uninstaller.write_bytes(b"no program")
+        self.assertEqual(NOT_REMOVED, self.install(("1.2.0", "D.02n"), "/REPLACE"))
+        self.assertEqual("1.1.0+D.02n", self.installed()[0])
+        uninstaller.write_bytes(whole)
+        self.assertEqual(INSTALLED, self.install(("1.2.0", "D.02n")))
 
 
 if __name__ == "__main__":
