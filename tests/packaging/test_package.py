@@ -192,7 +192,7 @@ def release_of(version, stand_in=False):
 
 class TheOwner(unittest.TestCase):
     def test_stands_in_one_file(self):
-        for value in OWNER.values():
+        for value in (OWNER["email"], OWNER["homepage"], OWNER["id"]):
             done = subprocess.run(["git", "-C", SOURCE, "grep", "--untracked", "-lF", value], text=True, check=False,
                                   capture_output=True)
             self.assertEqual("packaging/owner.txt\n", done.stdout, value)

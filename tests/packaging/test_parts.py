@@ -91,6 +91,14 @@ class InAFolder(unittest.TestCase):
 
 
 class Parts(InAFolder):
+    def test_have_an_id_each(self):
+        names = ["a_b.c", "a-b.c", "a b.c", "ä.c", "ö.c"]
+        self.write("set/settings.json", json.dumps({"Images": [{"FileName": name} for name in names], "Version": "1"}))
+        for name in names:
+            self.write("set/" + name, name)
+        content = self.parts(self.debian())
+        self.assertEqual(len(names) + 3, len({file["SPDXID"] for file in content["files"]}))
+
     def test_of_the_installer_are_program_set_libraries_and_what_others_wrote_in_qt(self):
         content = self.parts(*self.windows())
         named = {entry["name"]: entry for entry in content["packages"]}
@@ -108,7 +116,7 @@ class Parts(InAFolder):
 
     def test_of_a_debian_package_are_program_set_and_what_it_depends_on(self):
         content = self.parts(self.debian())
-        self.assertEqual({"libc6", "libqt6core6", "libqt6serialport6", "libstdc-6"},
+        self.assertEqual({"libc6", "libqt6core6", "libqt6serialport6", "libstdc-2b--2b-6"},
                          self.related(content, "DEPENDS_ON"))
         self.assertEqual({"release-set"}, self.related(content, "CONTAINS"))
         licences = {entry["name"]: entry["licenseDeclared"] for entry in content["packages"]}
