@@ -102,9 +102,10 @@ QString placesText(const LineKindRow& row, const LineTally& tally)
         return {};
     const bool isImage = row.kind == LineKind::ImageHeader || row.kind == LineKind::ImageBlock;
     const char* const what = isImage ? "image" : "page";
+    const QList<int> told
+        = tally.placesSentAgain.first(std::min(tally.placesSentAgain.size(), kMostPlacesTold));
     QStringList places;
-    for (const int place :
-        tally.placesSentAgain.first(std::min(tally.placesSentAgain.size(), kMostPlacesTold)))
+    for (const int place : told)
         places << QString::number(place);
     if (tally.placesSentAgain.size() > kMostPlacesTold)
         places << QStringLiteral("...");
@@ -158,9 +159,9 @@ QList<Row> rowsOfOnePort(const Course& course, const PortCourse& port)
 QList<Row> rowsOfPorts(const Course& course)
 {
     constexpr qsizetype kMostPortRows = 5;
+    const QList<PortCourse> told = course.ports.first(std::min(course.ports.size(), kMostPortRows));
     QList<Row> rows;
-    for (const PortCourse& port :
-        course.ports.first(std::min(course.ports.size(), kMostPortRows))) {
+    for (const PortCourse& port : told) {
         QStringList parts{endText(course, port), "board: " + versionText(port)};
         if (port.sentAgain() > 0)
             parts << "sent again: " + sentAgainText(port);

@@ -1,6 +1,7 @@
 #include "doctor/LogText.h"
 
 #include <QDateTime>
+#include <QTimeZone>
 
 namespace doctor {
 
@@ -9,7 +10,7 @@ namespace {
 QString timeText(Moment moment, const QString& format)
 {
     // The log's own clock: its time zone is not known, and not needed.
-    return moment ? QDateTime::fromMSecsSinceEpoch(*moment, Qt::UTC).toString(format)
+    return moment ? QDateTime::fromMSecsSinceEpoch(*moment, QTimeZone::utc()).toString(format)
                   : QStringLiteral("an unknown time");
 }
 

@@ -152,9 +152,9 @@ QString faultOf(const QCommandLineParser& call, const Subcommand& command)
     const QStringList operands = call.positionalArguments();
     if (operands.size() != command.operands.count(u' ') + 1)
         return QStringLiteral("%1 takes %2").arg(command.name, command.operands);
-    QStringList folders = operands.first(command.folders);
-    if (call.optionNames().contains(kPrevious))
-        folders.append(call.value(kPrevious));
+    const QStringList previous
+        = call.optionNames().contains(kPrevious) ? call.values(kPrevious) : QStringList();
+    const QStringList folders = operands.first(command.folders) + previous;
     for (const QString& folder : folders) {
         if (!QFileInfo(folder).isDir())
             return QStringLiteral("\"%1\" is not a folder").arg(folder);
