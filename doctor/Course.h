@@ -146,7 +146,6 @@ struct PortCourse
     int blocks = 0;
 
     qint64 sent = 0;
-    qint64 notSent = 0; ///< the port was closed
     qint64 replies = 0;
     qint64 unanswered
         = 0; ///< lines sent that want an answer, since the last reply that had an effect
@@ -155,7 +154,6 @@ struct PortCourse
         = 0; ///< pages that were filled again, and images sent again, from their beginning
     int imageRestarts = 0;
 
-    Moment lastSent;
     Moment lastReply; ///< the last that had an effect
     Moment firstUnanswered; ///< of the lines since then
     Moment ended; ///< complete, or gone

@@ -54,7 +54,6 @@ void PortFollower::take(const WireLine& line, Moment time, double at)
     settle();
     switch (line.way) {
     case WireLine::Way::NotSent:
-        ++m_course.notSent;
         break;
     case WireLine::Way::Sent:
         takeSent(line.text, time, at);
@@ -109,7 +108,6 @@ void PortFollower::takeSent(QByteArrayView text, Moment time, double at)
     m_course.openError.clear();
     m_course.gone = false;
     ++m_course.sent;
-    m_course.lastSent = time;
 
     const QByteArrayView word = replyField(text, 0);
     if (word == protocol::kCapture)

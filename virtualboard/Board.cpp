@@ -123,10 +123,8 @@ void Board::step(Time now)
 
 void Board::arrive(const Passed& arrival)
 {
-    if (m_runs == Runs::Nothing || isSilent(arrival.at)) {
-        m_statistics.bytesUnheard += arrival.bytes.size();
+    if (m_runs == Runs::Nothing || isSilent(arrival.at))
         return;
-    }
     if (arrival.baudRate != baudRate()) {
         m_statistics.bytesAtWrongRate += arrival.bytes.size();
         return;

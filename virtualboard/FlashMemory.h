@@ -46,8 +46,6 @@ public:
     [[nodiscard]] PageState state(std::size_t page) const { return m_states.at(page); }
     [[nodiscard]] std::string_view page(std::size_t page) const;
     [[nodiscard]] std::size_t pagesIn(PageState state) const;
-    /// How many lines of the page that is being filled have come.
-    [[nodiscard]] std::size_t linesFilled() const { return m_filled.count(); }
 
 private:
     static std::optional<std::size_t> pageAt(std::uint32_t address);

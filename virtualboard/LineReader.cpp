@@ -21,8 +21,6 @@ void LineReader::takeByte(char byte, std::vector<std::string>& lines)
     if (byte == '$') {
         if (hasChecksum())
             lines.push_back(m_line);
-        else if (!m_line.empty())
-            ++m_strayInput.cutLines;
         m_line = byte;
     } else if (m_line.empty()) {
         ++m_strayInput.strayBytes;

@@ -24,7 +24,6 @@ public:
     struct StrayInput
     {
         unsigned long strayBytes = 0; ///< before a "$"
-        unsigned cutLines = 0; ///< ended by the next "$" before their checksum came
         unsigned overlongLines = 0;
     };
 

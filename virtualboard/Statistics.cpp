@@ -76,14 +76,6 @@ void Statistics::countReply(const std::string& body, Time now)
     }
 }
 
-unsigned long Statistics::linesReceived() const
-{
-    unsigned long lines = 0;
-    for (const auto& [word, counted] : received)
-        lines += counted.lines;
-    return lines;
-}
-
 std::optional<Time> Statistics::phase(Phase phase) const
 {
     return phases.at(static_cast<std::size_t>(phase));

@@ -42,7 +42,6 @@ struct Statistics
     unsigned long bytesReceived = 0;
     unsigned long bytesSent = 0;
     unsigned long bytesAtWrongRate = 0;
-    unsigned long bytesUnheard = 0; ///< booting, or silent by a fault
     unsigned long pagesErased = 0;
     unsigned long pagesProgrammed = 0;
     unsigned long imagesRefused = 0;
@@ -57,7 +56,6 @@ struct Statistics
     /// Counts the line that answers it, `body` without "$".
     void countReply(const std::string& body, Time now);
 
-    [[nodiscard]] unsigned long linesReceived() const;
     [[nodiscard]] std::optional<Time> phase(Phase phase) const;
     /// The turnaround below which `share` (0 to 1) of all are; none without turnarounds.
     [[nodiscard]] std::optional<Time> turnaround(double share) const;

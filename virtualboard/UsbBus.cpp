@@ -136,11 +136,6 @@ void UsbBus::startPreloaded(char** argv)
     throw std::runtime_error(std::string("cannot start anew: ") + strerror(errno));
 }
 
-bool UsbBus::isSeenByThisProcess()
-{
-    return umockdev_in_mock_environment() != 0;
-}
-
 void UsbBus::addDevices(PluggedAdapter& plugged)
 {
     const Adapter& adapter = plugged.m_adapter;

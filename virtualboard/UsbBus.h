@@ -94,9 +94,6 @@ public:
     /// throws std::runtime_error when the start fails.
     static void startPreloaded(char** argv);
 
-    /// True when this process sees the bus.
-    [[nodiscard]] static bool isSeenByThisProcess();
-
 private:
     friend class PluggedAdapter;
     struct Testbed;
