@@ -125,7 +125,6 @@ class TheOrderOfVersions(UnderWine):
         self.assertEqual([], [(pair, order) for pair, order, right in zip(pairs, orders, wanted, strict=True)
                               if order != right])
 
-
     def test_of_what_no_release_is_named_comes_to_an_end(self):
         (self.folder / "rows.txt").write_text(f"{'1.1.0-1':40}{'1.1.0-1':40}\n{'1.1.0_a':40}{'1.1.0-2':40}\n")
         self.assertEqual(0, self.wine(self.compare(), timeout=60).returncode)
