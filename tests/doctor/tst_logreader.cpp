@@ -329,8 +329,9 @@ void TestLogReader::passesOverALineWithoutEnd()
 
 void TestLogReader::readsALogWithoutTimes()
 {
+    const QByteArrayList lines = recorded("board-silent.image").split('\n');
     QByteArray log;
-    for (const QByteArray& withTime : recorded("board-silent.image").split('\n'))
+    for (const QByteArray& withTime : lines)
         log += withTime.sliced(std::min(withTime.size(), qsizetype{24})) + '\n';
     const Read read = readText(log);
     QVERIFY(read.well);
@@ -431,10 +432,10 @@ void TestLogReader::countsWhatWasSentAgainAndWhere()
 {
     const Read read = readText(recorded("lines-lost"));
     const PortCourse& port = read.course.ports.first();
-    const QByteArray log = recorded("lines-lost");
+    const QByteArrayList lines = recorded("lines-lost").split('\n');
     qint64 again = 0;
     QByteArray last;
-    for (const QByteArray& text : log.split('\n')) {
+    for (const QByteArray& text : lines) {
         const qsizetype at = text.indexOf(" TX $F");
         const qsizetype header = text.indexOf(" TX $I");
         if (at >= 0 && text.sliced(at) == last)

@@ -110,7 +110,8 @@ private slots:
 void TestLogRows::findsTheCauseOfEachLog_data()
 {
     QTest::addColumn<QString>("name");
-    for (const QString& name : logNames())
+    const QStringList names = logNames();
+    for (const QString& name : names)
         QTest::newRow(qPrintable(name)) << name;
 }
 
@@ -128,8 +129,9 @@ void TestLogRows::findsTheCauseOfEachLog()
 
 void TestLogRows::hasALogOfEachCause()
 {
+    const QStringList logs = logNames();
     std::set<QString> names;
-    for (const QString& name : logNames())
+    for (const QString& name : logs)
         names.insert(name.section(u'.', 0, 0));
     for (const NamedCause& row : kCauses)
         QVERIFY2(names.contains(QLatin1StringView(row.name)), row.name);
