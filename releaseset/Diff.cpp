@@ -15,13 +15,6 @@ namespace releaseset {
 
 namespace {
 
-constexpr int kHexBase = 16;
-
-QString hex(qint64 value)
-{
-    return QStringLiteral("0x") + QString::number(value, kHexBase).toUpper();
-}
-
 QString sizeOf(const ImageFile& image)
 {
     return QStringLiteral("%1 x %2").arg(image.width).arg(image.height);
@@ -171,7 +164,8 @@ void addFirmware(QStringList& lines, const ReleaseSet& before, const ReleaseSet&
     for (qint64 page = 0; page < std::max(oldSize, newSize); page += protocol::kPageSize) {
         const qsizetype count = differingBytes(before, after, page);
         if (count > 0)
-            lines.append(QStringLiteral("firmware: page %1: %2 bytes").arg(hex(page)).arg(count));
+            lines.append(
+                QStringLiteral("firmware: page %1: %2 bytes").arg(addressText(page)).arg(count));
     }
 }
 
@@ -183,8 +177,8 @@ QStringList differencesOf(const ReleaseSet& before, const ReleaseSet& after)
     if (before.version != after.version)
         lines.append(changeOf(QStringLiteral("set: version"), before.version, after.version));
     if (before.startAddress != after.startAddress) {
-        lines.append(changeOf(
-            QStringLiteral("start address:"), hex(before.startAddress), hex(after.startAddress)));
+        lines.append(changeOf(QStringLiteral("start address:"), addressText(before.startAddress),
+            addressText(after.startAddress)));
     }
     addImages(lines, before, after);
     addOrder(lines, before, after);

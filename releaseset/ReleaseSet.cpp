@@ -15,13 +15,6 @@ namespace releaseset {
 
 namespace {
 
-constexpr int kHexBase = 16;
-
-QString hex(quint32 value)
-{
-    return QString::number(value, kHexBase).toUpper();
-}
-
 void checkFirmware(const QByteArray& firmware, Findings& findings)
 {
     const Place place{.file = kFirmwareFile};
@@ -40,7 +33,7 @@ void checkFirmware(const QByteArray& firmware, Findings& findings)
                 "%1 bytes lie past %2, the end of the firmware's flash, and would not be "
                 "sent; shorten the image")
                 .arg(past)
-                .arg(hex(protocol::kFirmwareLast)));
+                .arg(addressText(protocol::kFirmwareLast)));
     }
     const QByteArray first = firmware.first(protocol::kFirmwareStart);
     if (first.count('\0') != first.size() && first.count(kErasedByte) != first.size()) {
@@ -67,7 +60,7 @@ void checkStartAddress(const QByteArray& bytes, Findings& findings)
             QStringLiteral(
                 "the updater builds %2 from the bytes of %1; the fourth byte must be 00 and each "
                 "other below 80")
-                .arg(hex(written), hex(built)));
+                .arg(addressText(written), addressText(built)));
     }
 }
 
@@ -166,6 +159,12 @@ private:
 };
 
 } // namespace
+
+QString addressText(qint64 address)
+{
+    constexpr int kHexBase = 16;
+    return QStringLiteral("0x") + QString::number(address, kHexBase).toUpper();
+}
 
 ReleaseSet readReleaseSet(const QString& directory, Findings& findings)
 {

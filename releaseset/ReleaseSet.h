@@ -31,6 +31,9 @@ struct ReleaseSet
     }
 };
 
+/// `address` as the reports show it: "0x1400".
+[[nodiscard]] QString addressText(qint64 address);
+
 /// Reads the set in the folder `directory` and checks it whole; what is wrong goes to `findings`.
 [[nodiscard]] ReleaseSet readReleaseSet(const QString& directory, Findings& findings);
 

@@ -22,7 +22,6 @@ constexpr std::array kLatencies = {0ms, 1ms, 16ms};
 constexpr int kFileWidth = 16;
 constexpr int kNumberWidth = 9;
 constexpr int kLabelWidth = 16;
-constexpr int kHexBase = 16;
 
 /// How the pages of a firmware image are filled.
 struct PageCounts
@@ -170,8 +169,7 @@ QByteArray tableOf(const ReleaseSet& set)
     labelled(out, "Firmware") << number(set.firmware.size()) << " bytes, " << pages.pages
                               << " pages, of which " << pages.allZero << " all 00 and "
                               << pages.allErased << " all FF\n";
-    labelled(out, "Start address")
-        << "0x" << QString::number(set.startAddress, kHexBase).toUpper() << '\n';
+    labelled(out, "Start address") << addressText(set.startAddress) << '\n';
     writeJobTime(out, jobTimeOf(set));
     out.flush();
     return text.toUtf8();

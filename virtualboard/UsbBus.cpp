@@ -1,7 +1,3 @@
-// glib uses "signals" as a name, which Qt's keyword of that name would replace.
-#define QT_NO_KEYWORDS
-#include <umockdev.h>
-
 #include "virtualboard/UsbBus.h"
 
 #include <QDir>
@@ -10,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <umockdev.h>
 #include <unistd.h>
 
 namespace {

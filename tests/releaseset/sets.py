@@ -281,7 +281,7 @@ CHECKED = [(name, files, []) for name, files in SPELLINGS.items()] + [
       "write the whole flash image from address 0"]),
     ("longest firmware", firmware(FIRMWARE.ljust(0xE0000, b"\0")), []),
     ("firmware too long", firmware(FIRMWARE.ljust(0xE0001, b"\0")),
-     ["fw1.bin: error: 1 bytes lie past DFFFF, the end of the firmware's flash, and would not be sent; "
+     ["fw1.bin: error: 1 bytes lie past 0xDFFFF, the end of the firmware's flash, and would not be sent; "
       "shorten the image"]),
     ("firmware's first page erased", firmware(b"\xff" * 0x1000 + FIRMWARE[0x1000:]), []),
     ("firmware's first page not empty", firmware(bytes(0xFFF) + b"\1" + FIRMWARE[0x1000:]), [FIRST_PAGE]),
@@ -293,9 +293,9 @@ CHECKED = [(name, files, []) for name, files in SPELLINGS.items()] + [
     ("start address too short", address(0, 0x14, 0),
      ["Address.bin: error: 3 bytes; write the start address as 4 bytes, the low one first"]),
     ("start address filled up", address(0, 0x14, 0x80, 0),
-     [f"Address.bin: error: the updater builds FF801400 from the bytes of 801400; {FOURTH}"]),
+     [f"Address.bin: error: the updater builds 0xFF801400 from the bytes of 0x801400; {FOURTH}"]),
     ("start address without its fourth byte", address(0, 0x14, 0, 1),
-     [f"Address.bin: error: the updater builds 11400 from the bytes of 1001400; {FOURTH}"]),
+     [f"Address.bin: error: the updater builds 0x11400 from the bytes of 0x1001400; {FOURTH}"]),
 ]
 
 SETS = {name: (files, lines) for name, files, lines in CHECKED}
