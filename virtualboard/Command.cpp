@@ -1,5 +1,6 @@
 #include "virtualboard/Command.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -37,6 +38,7 @@ std::optional<std::uint32_t> parseHex(std::string_view digits, std::size_t most)
 std::vector<std::string> split(std::string_view body)
 {
     std::vector<std::string> fields;
+    fields.reserve(1 + static_cast<std::size_t>(std::ranges::count(body, ',')));
     for (;;) {
         const std::size_t comma = body.find(',');
         fields.emplace_back(body.substr(0, comma));

@@ -7,10 +7,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cctype>
-#include <regex>
 
 namespace vboard {
 
@@ -54,16 +54,6 @@ void readArray(std::string_view text, std::string& data)
     }
 }
 
-std::uint32_t headerEntry(const std::string& descriptor, const char* name)
-{
-    const std::regex entry(std::string("\\.header\\.") + name + "\\s*=\\s*(\\d{1,9})\\s*[,}]");
-    std::uint32_t value = 0;
-    for (std::sregex_iterator match(descriptor.begin(), descriptor.end(), entry), end; match != end;
-         ++match)
-        value = static_cast<std::uint32_t>(std::stoul((*match)[1]));
-    return value;
-}
-
 std::string contentOf(const QString& path)
 {
     QFile file(path);
@@ -80,9 +70,12 @@ void readImageText(const std::string& text, ExpectedImage& image)
         = arrayEnd == std::string::npos ? arrayEnd : text.find('{', arrayEnd);
     if (descriptor == std::string::npos)
         return;
-    const std::string rest = text.substr(descriptor, text.find('}', descriptor) + 1 - descriptor);
-    image.width = headerEntry(rest, "w");
-    image.height = headerEntry(rest, "h");
+    const QString rest = QString::fromStdString(
+        text.substr(descriptor, text.find('}', descriptor) + 1 - descriptor));
+    static const QRegularExpression entry(
+        QStringLiteral("\\.header\\.([wh])\\s*=\\s*([0-9]{1,9})\\s*[,}]"));
+    for (const QRegularExpressionMatch& match : entry.globalMatch(rest))
+        (match.captured(1) == u'w' ? image.width : image.height) = match.captured(2).toUInt();
 }
 
 std::optional<ExpectedSet> ExpectedSet::read(const QString& folder, QString& error)
