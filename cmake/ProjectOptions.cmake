@@ -25,12 +25,16 @@ target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<BOOL:${UPDATER_WARNINGS_AS_ERRORS}>:-Werror>)
 
+define_property(TARGET PROPERTY COMPILED_QUICKLY
+    BRIEF_DOCS "A test that runs for a moment: not optimised for the sanitizers, nor ready for a fuzzer")
+set(compiled_quickly "$<BOOL:$<TARGET_PROPERTY:COMPILED_QUICKLY>>")
+
 if(UPDATER_SANITIZE)
-    # All code is compiled with the coverage instrumentation that a fuzzer needs.
-    set(sanitizers address,undefined,fuzzer-no-link)
+    # All other code is compiled with the coverage instrumentation that a fuzzer needs.
     target_compile_options(project_options INTERFACE
-        -fsanitize=${sanitizers} -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
-    target_link_options(project_options INTERFACE -fsanitize=${sanitizers})
+        -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer
+        $<IF:${compiled_quickly},-O0,-fsanitize=fuzzer-no-link>)
+    target_link_options(project_options INTERFACE -fsanitize=address,undefined,fuzzer-no-link)
     # GCC defines it by itself.
     target_compile_definitions(project_options INTERFACE __SANITIZE_ADDRESS__)
 
@@ -55,18 +59,21 @@ if(UPDATER_CLAZY)
 ${clazy_checks}$<${is_test}:$<COMMA>no-lambda-in-connect$<COMMA>no-non-pod-global-static>")
 endif()
 
-# share_qt_headers(): compiles <QTest>, and with it most of Qt, once for all targets that use Qt, with
-# clang. No other header: every test includes this one, and a test that forgets another must not compile.
-# To be called when all targets are defined.
+# share_qt_headers(): compiles <QTest>, and with it most of Qt, once for all targets that use Qt, and once
+# for those that are COMPILED_QUICKLY, with clang. No other header: every test includes this one, and a test
+# that forgets another must not compile. To be called when all targets are defined.
 function(share_qt_headers)
-    file(WRITE "${CMAKE_BINARY_DIR}/qt_headers.cpp" "")
-    add_library(qt_headers OBJECT "${CMAKE_BINARY_DIR}/qt_headers.cpp")
-    set_target_properties(qt_headers PROPERTIES AUTOMOC OFF AUTOUIC OFF)
-    target_link_libraries(qt_headers PRIVATE project_options Qt6::Widgets)
-    # Not linked with Qt Test: its definitions contain each test's own folder.
-    target_include_directories(qt_headers SYSTEM PRIVATE
-        $<TARGET_PROPERTY:Qt6::Test,INTERFACE_INCLUDE_DIRECTORIES>)
-    target_precompile_headers(qt_headers PRIVATE <QTest>)
+    foreach(name IN ITEMS qt_headers quick_qt_headers)
+        file(WRITE "${CMAKE_BINARY_DIR}/${name}.cpp" "")
+        add_library(${name} OBJECT "${CMAKE_BINARY_DIR}/${name}.cpp")
+        set_target_properties(${name} PROPERTIES AUTOMOC OFF AUTOUIC OFF)
+        target_link_libraries(${name} PRIVATE project_options Qt6::Widgets)
+        # Not linked with Qt Test: its definitions contain each test's own folder.
+        target_include_directories(${name} SYSTEM PRIVATE
+            $<TARGET_PROPERTY:Qt6::Test,INTERFACE_INCLUDE_DIRECTORIES>)
+        target_precompile_headers(${name} PRIVATE <QTest>)
+    endforeach()
+    set_target_properties(quick_qt_headers PROPERTIES COMPILED_QUICKLY ON)
     share_qt_headers_in("${CMAKE_SOURCE_DIR}")
 endfunction()
 
@@ -78,7 +85,19 @@ function(share_qt_headers_in directory)
         get_target_property(uses_qt ${target} AUTOMOC)
         # glib, in the mocked bus, has members of a name that is a macro of Qt's.
         if(uses_qt AND type MATCHES "EXECUTABLE|STATIC_LIBRARY|OBJECT_LIBRARY" AND NOT target STREQUAL usb_bus)
-            target_precompile_headers(${target} REUSE_FROM qt_headers)
+            get_target_property(quickly ${target} COMPILED_QUICKLY)
+            if(quickly)
+                target_precompile_headers(${target} REUSE_FROM quick_qt_headers)
+            else()
+                target_precompile_headers(${target} REUSE_FROM qt_headers)
+            endif()
+            # Empty in most tests: reading all of Qt for it takes seconds.
+            get_target_property(unity ${target} UNITY_BUILD)
+            if(NOT unity)
+                get_target_property(generated ${target} BINARY_DIR)
+                set_source_files_properties("${generated}/${target}_autogen/mocs_compilation.cpp"
+                    TARGET_DIRECTORY ${target} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+            endif()
         endif()
     endforeach()
     get_property(folders DIRECTORY "${directory}" PROPERTY SUBDIRECTORIES)
